@@ -1,0 +1,3 @@
+#include "shell/main_menu.hpp"
+
+int main(int, char**) { return zx::ZentrixMain(); }

@@ -1,0 +1,118 @@
+#include "shell/dialogues.hpp"
+
+#include <cmath>
+
+#include "shell/console.hpp"
+#include "shell/console_input.hpp"
+#include "shell/number_print.hpp"
+
+namespace zx {
+namespace {
+
+// 1 − trunc(−x): floor(x) + 1 for every non-integral x, computed as the program always has.
+uint64_t OnePlusFloor(double x) { return static_cast<uint64_t>(1.0 - std::trunc(-x)); }
+
+}  // namespace
+
+uint64_t MinDecimalDigits() { return OnePlusFloor(static_cast<double>(kMinWords) * kDigitsPerWord); }
+uint64_t MaxDecimalDigits() { return OnePlusFloor(static_cast<double>(kMaxWords) * kDigitsPerWord); }
+
+uint64_t HexDigitsFor(uint64_t decimalDigits) {
+  return OnePlusFloor(static_cast<double>(decimalDigits) * kHexDigitsPerDigit);
+}
+
+uint64_t WordsFor(uint64_t hexDigits) { return (hexDigits >> 3) + 2; }
+
+DigitSettings ReadDigits() {
+  ConsoleWrite("How many decimal digits would you like to compute?\n");
+  DigitSettings settings;
+  settings.decimalDigits = PromptNumber("Decimal Digits = ", MinDecimalDigits(), MaxDecimalDigits(), 64);
+  ConsoleWrite("\n");
+  settings.hexDigits = HexDigitsFor(settings.decimalDigits);
+  settings.words = WordsFor(settings.hexDigits);
+  ConsoleWrite("Decimal Digits    : ");
+  PrintCommas(settings.decimalDigits, 0);
+  ConsoleWrite("\nHexadecimal Digits: ");
+  PrintCommas(settings.hexDigits, 0);
+  ConsoleWrite("\n\n");
+  settings.threadExponent = ReadThreadingMode();
+  return settings;
+}
+
+uint32_t ReadThreadingMode() {
+  ConsoleWrite(
+      "Select a threading mode: \n\n"
+      " k      Threads\n\n"
+      " 0            1  ( single core )\n"
+      " 1            2  ( dual-core )\n"
+      " 2            4  (  3 -  4 cores )\n"
+      " 3            8  (  5 -  8 cores )\n"
+      " 4           16  (  9 - 16 cores )\n"
+      "...         ...      ...\n\n"
+      "If your processor(s) support hyperthreading it will be beneficial\n"
+      "to use more threads than there are cores.\n\n"
+      "Note that Zentrix may create more threads than what is chosen\n"
+      "here.\n");
+  const auto k = static_cast<uint32_t>(PromptNumber("\nk = ", 0, kMaxThreadExponent, 32));
+  ConsoleWrite("\n");
+  return k;
+}
+
+uint32_t ReadMode(uint64_t decimalDigits, uint32_t threadExponent, uint64_t* memoryBytes,
+                  SwapMemoryFn swapBytes) {
+  uint32_t low = 1;
+  uint32_t high = 1;
+  if (decimalDigits >= kSwapModeMinDigits) high = 3;
+  // Above this size no mode is offered and the prompt repeats without end, as it always has.
+  if (decimalDigits > kRamModeMaxDigits) low = 3;
+
+  ConsoleWrite("Select a Mode:\n\n");
+  ConsoleWrite("Option      Mode                Approx. Memory Needed\n\n");
+  if (low <= 1 && 1 <= high) {
+    ConsoleWrite(" 1      Ram Only                    ");
+    PrintBytes(*memoryBytes);
+    ConsoleWrite("\n");
+  }
+  uint64_t swapEstimate = 0;
+  if (low <= 2 && 2 <= high) {
+    swapEstimate = swapBytes(decimalDigits, threadExponent) + 0x100000;
+    ConsoleWrite(" 2      Basic Disk Swapping         ");
+    PrintBytes(swapEstimate);
+    ConsoleWrite("\n");
+  }
+  if (high == 3) high = 2;
+  ConsoleWrite("\n");
+  const auto mode = static_cast<uint32_t>(PromptNumber("option = ", low, high, 32));
+  ConsoleWrite("\n");
+  if (mode == kModeDiskSwapping) *memoryBytes = swapEstimate;
+  ConsoleWrite("\n");
+  return mode;
+}
+
+void ReadDisks(DiskList& disks) {
+  DiskListClear(disks);
+  ConsoleWrite("Please Enter the # of disks you wish to use:\n\n");
+  ConsoleWrite("Disks (zero will use one disk at the default path): ");
+  uint64_t count = 0;
+  while (!ConsoleReadUnsigned(32, &count)) {
+    ConsoleWrite("Disks (zero will use one disk at the default path): ");
+  }
+  ConsoleWrite("\n");
+  if (count == 0) {
+    AddDiskPath(disks, "");
+    return;
+  }
+  ConsoleWrite(
+      "Please enter the paths of each disk: (e.g. \"C:\" or \"C:/temp\" )\n"
+      "Note: For maximum efficiency:\n"
+      "        1 - The paths MUST be on separate physical disks.\n"
+      "        2 - Each disk should be identical. (speed, size, brand...)\n"
+      "        3 - Ideally, (though not required), the disks should be empty.\n"
+      "\n");
+  for (uint64_t i = 0; i < count; ++i) {
+    ConsoleWrite("Path: ");
+    AddDiskPath(disks, ReadPath());
+  }
+}
+
+}  // namespace zx

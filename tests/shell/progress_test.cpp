@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "shell/console.hpp"
+#include "shell/progress.hpp"
+#include "test_support.hpp"
+
+namespace zx {
+namespace {
+
+int64_t gFakeMillis = 0;
+int64_t gFakeSeconds = 0;
+
+class ProgressTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    gFakeMillis = 5000;
+    gFakeSeconds = 1000000;
+    ConsoleSetClock({[] { return gFakeMillis; }, [] { return gFakeSeconds; }});
+    ProgressTimerStart();
+  }
+  void TearDown() override { ConsoleSetClock({nullptr, nullptr}); }
+  void Advance(int64_t millis) {
+    gFakeMillis += millis;
+    gFakeSeconds = 1000000 + (gFakeMillis - 5000) / 1000;
+  }
+};
+
+const std::string kClear = "\r" + std::string(63, ' ') + "\r";
+
+TEST_F(ProgressTest, LabelStackStopsGrowingAt62ButStaysBalanced) {
+  for (int i = 0; i < 70; ++i) LabelPush(static_cast<char>('A' + i % 26));
+  EXPECT_EQ(Progress().labelLength, 70u);
+  const std::string stored = Progress().label;
+  ASSERT_EQ(stored.size(), 62u);
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(LabelPop(), 0) << i;
+  EXPECT_EQ(std::string(Progress().label), stored);
+  EXPECT_EQ(LabelPop(), stored[61]);
+  EXPECT_EQ(std::string(Progress().label), stored.substr(0, 61));
+  for (int i = 0; i < 61; ++i) LabelPop();
+  EXPECT_EQ(Progress().labelLength, 0u);
+  EXPECT_EQ(LabelPop(), 0);
+  EXPECT_EQ(std::string(Progress().label), "");
+}
+
+TEST_F(ProgressTest, LabelHelpersPushTheirTexts) {
+  LabelPushCounter(1234);
+  LabelPushNumber(0);
+  LabelPushPercent(1, 3);
+  EXPECT_EQ(std::string(Progress().label), "( 1234 ) 033%%");
+  LabelPopTo(3);
+  EXPECT_EQ(std::string(Progress().label), "( 1");
+}
+
+TEST_F(ProgressTest, PrintPadsToColumn63AndShowsPercentOnce) {
+  test::ConsoleCapture capture;
+  LabelPushPercent(50, 100);
+  ProgressPrint("Summing...  ", 0);
+  const std::string line = capture.Take();
+  EXPECT_EQ(line, "\rSumming...  50%" + std::string(63 - 16, ' '));
+  ProgressPrint("Summing...  ", 1234567);
+  // The column counts the label as pushed ("50%%"), as the line has always been measured.
+  EXPECT_EQ(capture.Take(), "\rSumming...  50%    ( 1,234,567 )" + std::string(63 - 33, ' '));
+}
+
+TEST_F(ProgressTest, LongLinesAreNotPadded) {
+  test::ConsoleCapture capture;
+  for (int i = 0; i < 70; ++i) LabelPush('0');
+  ProgressPrint("Summing...  ", 0);
+  EXPECT_EQ(capture.text(), "\rSumming...  " + std::string(62, '0'));
+}
+
+TEST_F(ProgressTest, ThrottlePrintsAtMostOnceASecond) {
+  test::ConsoleCapture capture;
+  ProgressPrintThrottled("A", 0);  // the first call after the timer start always prints
+  Advance(400);
+  ProgressPrintThrottled("B", 0);
+  Advance(599);
+  ProgressPrintThrottled("C", 0);
+  EXPECT_EQ(capture.text(), "\rA" + std::string(62, ' '));
+  Advance(1);
+  ProgressPrintThrottled("D", 0);
+  EXPECT_EQ(capture.text(), "\rA" + std::string(62, ' ') + "\rD" + std::string(62, ' '));
+}
+
+TEST_F(ProgressTest, ElapsedUsesMillisecondsBelowAnHourAndSecondsAbove) {
+  test::ConsoleCapture capture;
+  Advance(59 * 60 * 1000 + 1234);
+  PrintElapsed();
+  EXPECT_EQ(capture.Take(), kClear + "Time:    3541.234 seconds  ( 0.984 hours )\n");
+  ProgressTimerStart();
+  Advance(61 * 60 * 1000 + 700);
+  PrintElapsed();
+  EXPECT_EQ(capture.Take(), kClear + "Time:    3660 seconds  ( 1.017 hours )\n");
+}
+
+TEST_F(ProgressTest, ClearWritesSixtyThreeBlanks) {
+  test::ConsoleCapture capture;
+  ProgressClear();
+  EXPECT_EQ(capture.text(), kClear);
+}
+
+}  // namespace
+}  // namespace zx
