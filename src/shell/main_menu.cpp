@@ -3,6 +3,7 @@
 #include "shell/console.hpp"
 #include "shell/console_input.hpp"
 #include "shell/fatal.hpp"
+#include "tools/digit_tools.hpp"
 
 namespace zx {
 
@@ -90,9 +91,9 @@ constexpr MenuAction kMenuActions[kLastMenuChoice + 1] = {
     nullptr,      // 8  Zeta(3)
     nullptr,      // 9  Catalan
     nullptr,      // 10 Euler-Mascheroni
-    nullptr,      // 11 Digit Viewer
-    nullptr,      // 12 Compare Files
-    nullptr,      // 13 Truncate File
+    DigitViewer,  // 11 Digit Viewer
+    FileCompare,  // 12 Compare Files
+    FileTruncate,  // 13 Truncate File
     AboutPage,    // 14
     WarningPage,  // 15
 };

@@ -1,0 +1,85 @@
+// File Truncate driven through the program's standard input; the copy must equal the source's
+// prefix byte for byte, across block boundaries too.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "shell/number_print.hpp"
+#include "test_support.hpp"
+#include "tool_run.hpp"
+
+namespace zx {
+namespace {
+
+const std::string kTruncateHead =
+    "option = \n\n\nFile Truncate:\n\n"
+    "Enter the path of the file (including the .txt extension):\nPath: "
+    "Enter the path to place the truncated file (including the .txt extension):\nPath: ";
+using test::kBlockBytes;
+
+struct FileTruncateTest : test::ToolDirTest {
+  test::ToolRun Truncate(const std::string& source, const std::string& answers) {
+    test::WriteFile(dir + "/source.txt", source);
+    return test::RunTool("13\nsource.txt\ncut.txt\n" + answers, dir);
+  }
+  std::string Cut() const { return test::ReadFile(dir + "/cut.txt"); }
+};
+
+TEST_F(FileTruncateTest, KeepsTheBytesAskedForAndRefusesNoneOrMoreThanTheFile) {
+  const std::string file = test::RandomDigitFile(126, test::TestSeed());
+  // An older, longer file under the target's name is replaced.
+  test::WriteFile(dir + "/cut.txt", std::string(500, 'x'));
+  const test::ToolRun run = Truncate(file, "0\n129\n-1\n128\n");
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.transcript,
+            kTruncateHead + "\nFile Size: 128 bytes\n\n"
+                            "How many bytes (from the beginning) do you wish to keep?\n"
+                            "bytes : bytes : bytes : bytes : \n" +
+                test::ProgressShown("Bytes Copied: ", "128") + test::ProgressCleared() +
+                "Bytes Copied:\n128\n" + test::kToolEnding);
+  EXPECT_EQ(Cut(), file) << "seed " << test::TestSeed();
+
+  for (const uint64_t keepBytes : {1, 2, 127}) {
+    EXPECT_EQ(Truncate(file, std::to_string(keepBytes) + "\n").exitCode, 0);
+    EXPECT_EQ(Cut(), file.substr(0, keepBytes)) << "seed " << test::TestSeed();
+  }
+}
+
+TEST_F(FileTruncateTest, CopiesManyBlockPrefixes) {
+  const std::string file = test::RandomDigitFile(25 * 1048576 - 2, test::TestSeed());
+  for (const uint64_t keepBytes : {kBlockBytes, 2 * kBlockBytes + 1, uint64_t{file.size()}}) {
+    const test::ToolRun run = Truncate(file, std::to_string(keepBytes) + "\n");
+    EXPECT_EQ(run.exitCode, 0) << keepBytes;
+    EXPECT_NE(run.transcript.find(test::ProgressShown("Bytes Copied: ", "10,485,760")),
+              std::string::npos)
+        << keepBytes;
+    const std::string report = "Bytes Copied:\n" + FormatCommas(keepBytes) + "\n" + test::kToolEnding;
+    EXPECT_TRUE(test::WithoutProgress(run.transcript).ends_with("bytes : \n" + report)) << keepBytes;
+    EXPECT_TRUE(Cut() == file.substr(0, keepBytes)) << keepBytes << " seed " << test::TestSeed();
+  }
+}
+
+TEST_F(FileTruncateTest, StopsWithoutTouchingTheSource) {
+  const std::string file = test::RandomDigitFile(200, test::TestSeed());
+  test::WriteFile(dir + "/source.txt", file);
+  struct Case {
+    const char* paths;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"missing.txt\ncut.txt\n", "Unable to open file\n"},
+      {"source.txt\nno such folder/cut.txt\n", "Unable to create file\n"},
+      {"source.txt\nsource.txt\n", "Unable to create file\n"},
+      {"source.txt\n./source.txt\n", "Unable to create file\n"},
+  };
+  for (const Case& c : cases) {
+    const test::ToolRun run = test::RunTool(std::string("13\n") + c.paths + "100\n", dir);
+    EXPECT_EQ(run.exitCode, 1) << c.paths;
+    EXPECT_EQ(run.transcript, kTruncateHead + c.message + test::kPauseLine) << c.paths;
+    EXPECT_EQ(test::ReadFile(dir + "/source.txt"), file) << c.paths;
+    EXPECT_FALSE(std::filesystem::exists(dir + "/cut.txt")) << c.paths;
+  }
+}
+
+}  // namespace
+}  // namespace zx
