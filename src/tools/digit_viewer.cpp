@@ -73,7 +73,8 @@ void DigitViewer() {
   ConsoleWrite("\nFile Size: ");
   PrintCommas(sizeBytes, 0);
   ConsoleWrite(" bytes\n");
-  if (sizeBytes < kSmallestViewableBytes) FatalExit("\nThis is a very small file! Just open it!!!\n");
+  if (sizeBytes < kSmallestViewableBytes)
+    FatalExit("\nThis is a very small file! Just open it!!!\n");
 
   const uint64_t pointBytes = ShowHeadAndFindPoint(file);
   const uint64_t digitCount = sizeBytes - pointBytes;

@@ -1,13 +1,13 @@
 // The verify runs' comparison and the size of a file, called in process.
-#include <gtest/gtest.h>
+#include "tools/digit_files.hpp"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
 
 #include "test_support.hpp"
 #include "tool_run.hpp"
-#include "tools/digit_files.hpp"
 
 namespace zx {
 namespace {
@@ -23,7 +23,9 @@ struct DigitFilesTest : test::ToolDirTest {
 
 // The program prints on standard output; death tests read standard error.
 const std::string kPauseRegex = "Press any key to continue \\. \\. \\. \n$";
-void ShowStdoutOnStderr() { dup2(STDERR_FILENO, STDOUT_FILENO); }
+void ShowStdoutOnStderr() {
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+}
 
 TEST_F(DigitFilesTest, CompareDigitFilesCountsTheDigitsAfterThePointBothFilesShare) {
   const std::string file = test::RandomDigitFile(21 * 1048576, test::TestSeed());
@@ -49,8 +51,8 @@ TEST_F(DigitFilesTest, CompareDigitFilesCountsTheDigitsAfterThePointBothFilesSha
     const uint64_t matchedDigits =
         CompareDigitFiles(dir + "/Computation.txt", dir + "/Verification.txt", 2);
     EXPECT_EQ(matchedDigits, c.matchedDigits) << c.name;
-    EXPECT_TRUE(capture.text().ends_with(test::ProgressCleared() + "Matching Digits:   " +
-                                         c.shown + "\n"))
+    EXPECT_TRUE(
+        capture.text().ends_with(test::ProgressCleared() + "Matching Digits:   " + c.shown + "\n"))
         << c.name << ": " << capture.text();
   }
 }
@@ -67,8 +69,8 @@ TEST_F(DigitFilesTest, CompareDigitFilesStopsWhenAFileIsMissing) {
 
 TEST_F(DigitFilesTest, FileSizeOfReadsSizesOfAnyWidth) {
   const std::string path = dir + "/sized.txt";
-  for (const uint64_t sizeBytes : {uint64_t{0}, uint64_t{1}, uint64_t{10485761},
-                                   (uint64_t{1} << 32) + 7}) {
+  for (const uint64_t sizeBytes :
+       {uint64_t{0}, uint64_t{1}, uint64_t{10485761}, (uint64_t{1} << 32) + 7}) {
     test::WriteFile(path, "");
     std::filesystem::resize_file(path, sizeBytes);
     EXPECT_EQ(FileSizeOf(path), sizeBytes);

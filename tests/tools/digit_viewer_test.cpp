@@ -1,7 +1,6 @@
 // The Digit Viewer driven through the program's standard input; expected lines are cut from the
 // digit file itself.
 #include <gtest/gtest.h>
-
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -47,34 +46,34 @@ TEST_F(DigitViewerTest, SmallestFileShowsItsHeadAndAsksUntilTheAnswersFit) {
   const std::string file = test::RandomDigitFile(126, test::TestSeed());
   const test::ToolRun run = View(file, "0\n127\n1\n0\n10001\nten\n1\n");
   EXPECT_EQ(run.exitCode, 0);
-  EXPECT_EQ(run.transcript,
-            kViewerHead + "\nFile Size: 128 bytes\n\nFirst few digits:\n" + file.substr(0, 64) +
-                "\n\nDigits after decimal place: 126\n\n"
-                "Starting from which digit would you like to view?\n"
-                "Digit (after decimal place) : Digit (after decimal place) : "
-                "Digit (after decimal place) : \n"
-                "How many digits would you like to view?\n"
-                "Digits : Digits : Digits : Digits : \n" +
-                ViewLine(file, 2, 50) + test::kToolEnding)
+  EXPECT_EQ(run.transcript, kViewerHead + "\nFile Size: 128 bytes\n\nFirst few digits:\n" +
+                                file.substr(0, 64) +
+                                "\n\nDigits after decimal place: 126\n\n"
+                                "Starting from which digit would you like to view?\n"
+                                "Digit (after decimal place) : Digit (after decimal place) : "
+                                "Digit (after decimal place) : \n"
+                                "How many digits would you like to view?\n"
+                                "Digits : Digits : Digits : Digits : \n" +
+                                ViewLine(file, 2, 50) + test::kToolEnding)
       << "seed " << test::TestSeed();
 }
 
 TEST_F(DigitViewerTest, ShowsWholeLinesFromTheFirstDigitAskedForThroughTheOnePastTheStretch) {
   // 1,226 digits: the last line is cut short after 26 of them, inside the third group.
   const std::string file = test::RandomDigitFile(1226, test::TestSeed());
-  const std::string cutLine = file.substr(1202, 10) + " " + file.substr(1212, 10) + " " +
-                              file.substr(1222, 6);
+  const std::string cutLine =
+      file.substr(1202, 10) + " " + file.substr(1212, 10) + " " + file.substr(1222, 6);
   struct Case {
     const char* answers;  // start digit, digit count
     uint64_t firstLineEnd, lastLineEnd;
     bool reachesTheEnd;
   };
   const Case cases[] = {
-      {"1\n1\n", 50, 50, false},         {"51\n50\n", 100, 150, false},
-      {"50\n1\n", 50, 100, false},       {"1\n49\n", 50, 50, false},
-      {"1\n50\n", 50, 100, false},       {"1000\n100\n", 1000, 1100, false},
-      {"1200\n1\n", 1200, 1200, true},   {"1226\n10000\n", 1250, 0, true},
-      {"1\n10000\n", 50, 1200, true},    {"1151\n49\n", 1200, 1200, false},
+      {"1\n1\n", 50, 50, false},       {"51\n50\n", 100, 150, false},
+      {"50\n1\n", 50, 100, false},     {"1\n49\n", 50, 50, false},
+      {"1\n50\n", 50, 100, false},     {"1000\n100\n", 1000, 1100, false},
+      {"1200\n1\n", 1200, 1200, true}, {"1226\n10000\n", 1250, 0, true},
+      {"1\n10000\n", 50, 1200, true},  {"1151\n49\n", 1200, 1200, false},
   };
   for (const Case& c : cases) {
     std::string expected;
@@ -94,7 +93,8 @@ TEST_F(DigitViewerTest, FindsThePointAnywhereInTheFirst64Bytes) {
   // the bytes themselves.
   const std::string percentHead = "%%" + test::RandomDigitFile(200, test::TestSeed());
   test::ToolRun run = View(percentHead, "1\n1\n");
-  EXPECT_NE(run.transcript.find("First few digits:\n%" + percentHead.substr(2, 62) + "\n\n"
+  EXPECT_NE(run.transcript.find("First few digits:\n%" + percentHead.substr(2, 62) +
+                                "\n\n"
                                 "Digits after decimal place: 200\n\n"),
             std::string::npos)
       << run.transcript;

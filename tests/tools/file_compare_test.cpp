@@ -66,8 +66,8 @@ TEST_F(FileCompareTest, SmallFilesCountTheBytesTheyShareFromTheStart) {
 
 TEST_F(FileCompareTest, ManyBlockFilesAreComparedAcrossBlockBoundaries) {
   const std::string file = test::RandomDigitFile(25 * 1048576 - 2, test::TestSeed());
-  for (const uint64_t differsAt : {kBlockBytes - 1, kBlockBytes, 2 * kBlockBytes + 12345,
-                                   uint64_t{file.size()}}) {
+  for (const uint64_t differsAt :
+       {kBlockBytes - 1, kBlockBytes, 2 * kBlockBytes + 12345, uint64_t{file.size()}}) {
     std::string other = file;
     if (differsAt < other.size()) other[differsAt] = '.';
     const test::ToolRun run = Compare(file, other);
@@ -75,9 +75,9 @@ TEST_F(FileCompareTest, ManyBlockFilesAreComparedAcrossBlockBoundaries) {
     EXPECT_EQ(test::WithoutProgress(run.transcript), kCompareHead + "\n" + Report(differsAt))
         << "differs at " << differsAt << " seed " << test::TestSeed();
     // The first comparison always shows; whether later ones do depends on the clock.
-    const std::string firstProgress =
-        differsAt < kBlockBytes ? test::ProgressCleared()
-                                : test::ProgressShown("Bytes Matched: ", "10,485,760");
+    const std::string firstProgress = differsAt < kBlockBytes
+                                          ? test::ProgressCleared()
+                                          : test::ProgressShown("Bytes Matched: ", "10,485,760");
     EXPECT_EQ(run.transcript.find(firstProgress), kCompareHead.size() + 1) << differsAt;
   }
   const test::ToolRun shorter = Compare(file, file.substr(0, 2 * kBlockBytes + 1));
@@ -87,8 +87,8 @@ TEST_F(FileCompareTest, ManyBlockFilesAreComparedAcrossBlockBoundaries) {
 
 TEST_F(FileCompareTest, MissingOrUnreadableFilesStopTheCompare) {
   test::WriteFile(dir + "/present.txt", "3.14159");
-  for (const char* paths : {"missing.txt\npresent.txt\n", "present.txt\nmissing.txt\n",
-                            "present.txt\n.\n"}) {
+  for (const char* paths :
+       {"missing.txt\npresent.txt\n", "present.txt\nmissing.txt\n", "present.txt\n.\n"}) {
     const test::ToolRun run = test::RunTool(std::string("12\n") + paths, dir);
     EXPECT_EQ(run.exitCode, 1) << paths;
     EXPECT_EQ(run.transcript, kCompareHead + "Unable to open file\n" + test::kPauseLine) << paths;

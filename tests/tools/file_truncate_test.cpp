@@ -31,12 +31,13 @@ TEST_F(FileTruncateTest, KeepsTheBytesAskedForAndRefusesNoneOrMoreThanTheFile) {
   test::WriteFile(dir + "/cut.txt", std::string(500, 'x'));
   const test::ToolRun run = Truncate(file, "0\n129\n-1\n128\n");
   EXPECT_EQ(run.exitCode, 0);
-  EXPECT_EQ(run.transcript,
-            kTruncateHead + "\nFile Size: 128 bytes\n\n"
-                            "How many bytes (from the beginning) do you wish to keep?\n"
-                            "bytes : bytes : bytes : bytes : \n" +
-                test::ProgressShown("Bytes Copied: ", "128") + test::ProgressCleared() +
-                "Bytes Copied:\n128\n" + test::kToolEnding);
+  EXPECT_EQ(run.transcript, kTruncateHead +
+                                "\nFile Size: 128 bytes\n\n"
+                                "How many bytes (from the beginning) do you wish to keep?\n"
+                                "bytes : bytes : bytes : bytes : \n" +
+                                test::ProgressShown("Bytes Copied: ", "128") +
+                                test::ProgressCleared() + "Bytes Copied:\n128\n" +
+                                test::kToolEnding);
   EXPECT_EQ(Cut(), file) << "seed " << test::TestSeed();
 
   for (const uint64_t keepBytes : {1, 2, 127}) {
@@ -53,8 +54,10 @@ TEST_F(FileTruncateTest, CopiesManyBlockPrefixes) {
     EXPECT_NE(run.transcript.find(test::ProgressShown("Bytes Copied: ", "10,485,760")),
               std::string::npos)
         << keepBytes;
-    const std::string report = "Bytes Copied:\n" + FormatCommas(keepBytes) + "\n" + test::kToolEnding;
-    EXPECT_TRUE(test::WithoutProgress(run.transcript).ends_with("bytes : \n" + report)) << keepBytes;
+    const std::string report =
+        "Bytes Copied:\n" + FormatCommas(keepBytes) + "\n" + test::kToolEnding;
+    EXPECT_TRUE(test::WithoutProgress(run.transcript).ends_with("bytes : \n" + report))
+        << keepBytes;
     EXPECT_TRUE(Cut() == file.substr(0, keepBytes)) << keepBytes << " seed " << test::TestSeed();
   }
 }

@@ -1,3 +1,4 @@
+// Runs of the program reduced to what follows its menu, progress texts and seeded digit files.
 #include "tool_run.hpp"
 
 #include <random>
@@ -6,8 +7,12 @@
 
 namespace zx::test {
 
-void ToolDirTest::SetUp() { dir = MakeTempDir("tools"); }
-void ToolDirTest::TearDown() { RemoveTree(dir); }
+void ToolDirTest::SetUp() {
+  dir = MakeTempDir("tools");
+}
+void ToolDirTest::TearDown() {
+  RemoveTree(dir);
+}
 
 ToolRun RunTool(const std::string& input, const std::string& dir) {
   const ProgramRun run = RunProgram(input, dir);
@@ -25,7 +30,9 @@ std::string ProgressShown(const std::string& prefix, const std::string& countWit
   return line;
 }
 
-std::string ProgressCleared() { return "\r" + std::string(63, ' ') + "\r"; }
+std::string ProgressCleared() {
+  return "\r" + std::string(63, ' ') + "\r";
+}
 
 std::string WithoutProgress(const std::string& transcript) {
   const size_t first = transcript.find('\r');
