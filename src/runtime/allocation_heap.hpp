@@ -77,6 +77,14 @@ void* HeapCompact(void* piece);
 
 void HeapDump(const AllocationHeap* heap);
 
+// One row of the allocation table: a raw block of the area.
+struct HeapEntry {
+  uint64_t base = 0;
+  uint64_t sizeBytes = 0;
+};
+// Row index (0 <= index < activeCount) in ascending order of base.
+HeapEntry HeapEntryAt(const AllocationHeap* heap, uint32_t index);
+
 // Bytes in use and the peak, measured from start.
 uint64_t HeapUsedBytes(const AllocationHeap* heap);
 uint64_t HeapPeakBytes(const AllocationHeap* heap);

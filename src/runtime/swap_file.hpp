@@ -39,6 +39,9 @@ void SwapFileWrite(SwapFile& file, uint64_t wordOffset, const uint32_t* buffer, 
 void SwapFileRead(SwapFile& file, uint64_t wordOffset, uint32_t* buffer, uint64_t words);
 void SwapFileClose(SwapFile& file);
 
+// The disk path, "/" unless it is empty or already ends in "/" or "\\", then the base name.
+std::string SwapFilePath(const std::string& diskPath, const char* baseName);
+
 // A null or empty disk list means one disk at the current directory.
 void RaidFileCreate(AllocationHeap* heap, RaidFile& raid, const DiskList* disks, uint64_t totalWords);
 void RaidFileCreateFrom(AllocationHeap* heap, RaidFile& raid, const DiskList* disks,

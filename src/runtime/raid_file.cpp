@@ -1,0 +1,101 @@
+// Striping of one word array over the swap disks. Each disk holds one contiguous region of
+// S = ceil(words / disks) words, so any word range maps to a run of consecutive files, and a
+// transfer moves every touched region at once, one thread per disk.
+#include <algorithm>
+#include <cinttypes>
+#include <cstdio>
+#include <new>
+#include <type_traits>
+
+#include "runtime/swap_file.hpp"
+#include "runtime/threads.hpp"
+#include "shell/fatal.hpp"
+
+namespace zx {
+namespace {
+
+constexpr uint64_t kBaseNameBytes = 24;  // "ztx_" + 16 hex digits + ".sf" + terminator
+
+// Moves words [firstWord, firstWord + words) of the array; a const buffer is a write.
+template <typename Word>
+void RaidTransfer(RaidFile& raid, uint64_t firstWord, Word* buffer, uint64_t words) {
+  if (words == 0) return;
+  const uint64_t perFile = raid.wordsPerFile;
+  // The last file is sized like the others, so words up to diskCount·S are addressable. Past
+  // them a part would index beyond the file array; the check costs nothing beside disk I/O.
+  if (firstWord + words > perFile * raid.diskCount) {
+    FatalAssertion(kImpossibleResult, "Swap File", "Transfer beyond the end of the striped array.");
+  }
+  const uint64_t firstFile = firstWord / perFile;
+  const uint64_t lastFile = (firstWord + words - 1) / perFile;
+  ForkFlat(static_cast<uint32_t>(lastFile - firstFile + 1), [&](uint32_t part) -> uint32_t {
+    const uint64_t file = firstFile + part;
+    const uint64_t low = std::max(firstWord, file * perFile);
+    const uint64_t high = std::min(firstWord + words, (file + 1) * perFile);
+    Word* at = buffer + (low - firstWord);
+    if constexpr (std::is_const_v<Word>) {
+      SwapFileWrite(raid.files[file], low - file * perFile, at, high - low);
+    } else {
+      SwapFileRead(raid.files[file], low - file * perFile, at, high - low);
+    }
+    return 0;
+  });
+}
+
+}  // namespace
+
+void RaidFileCreate(AllocationHeap* heap, RaidFile& raid, const DiskList* disks, uint64_t totalWords) {
+  raid = RaidFile{};
+  // The name is the address of its own piece, unique among the RaidFiles alive at once.
+  char* baseName = static_cast<char*>(AllocBytes(heap, kBaseNameBytes));
+  if (baseName == nullptr) FatalAllocation();
+  std::snprintf(baseName, kBaseNameBytes, "ztx_%016" PRIx64 ".sf",
+                static_cast<uint64_t>(reinterpret_cast<uintptr_t>(baseName)));
+  raid.baseName = baseName;
+
+  const bool defaultDisk = disks == nullptr || disks->paths.empty();
+  const uint64_t diskCount = defaultDisk ? 1 : disks->paths.size();
+  raid.totalWords = totalWords;
+  raid.diskCount = diskCount;
+  raid.wordsPerFile = (totalWords + diskCount - 1) / diskCount;
+  raid.files = static_cast<SwapFile*>(AllocBytes(heap, diskCount * sizeof(SwapFile)));
+  if (raid.files == nullptr) FatalExit("Raid File Error: Unable to allocate raidfile.\n");
+  for (uint64_t j = 0; j < diskCount; ++j) {
+    new (&raid.files[j]) SwapFile{};
+    const std::string path = SwapFilePath(defaultDisk ? std::string() : disks->paths[j], baseName);
+    SwapFileCreate(heap, raid.files[j], path, raid.wordsPerFile);
+  }
+}
+
+void RaidFileCreateFrom(AllocationHeap* heap, RaidFile& raid, const DiskList* disks,
+                        const uint32_t* buffer, uint64_t totalWords) {
+  RaidFileCreate(heap, raid, disks, totalWords);
+  RaidTransfer(raid, 0, buffer, totalWords);
+}
+
+void RaidFileReadAll(RaidFile& raid, uint32_t* buffer, uint64_t words) {
+  RaidTransfer(raid, 0, buffer, words);
+}
+
+void RaidFileWritePrefix(RaidFile& raid, const uint32_t* buffer, uint64_t words) {
+  RaidTransfer(raid, 0, buffer, words);
+}
+
+void RaidFileReadRange(RaidFile& raid, uint64_t firstWord, uint32_t* buffer, uint64_t words) {
+  RaidTransfer(raid, firstWord, buffer, words);
+}
+
+void RaidFileWriteRange(RaidFile& raid, uint64_t firstWord, const uint32_t* buffer, uint64_t words) {
+  RaidTransfer(raid, firstWord, buffer, words);
+}
+
+void RaidFileDestroy(RaidFile& raid) {
+  if (raid.files != nullptr) {
+    for (uint64_t j = 0; j < raid.diskCount; ++j) SwapFileClose(raid.files[j]);
+    Release(raid.files);
+  }
+  Release(raid.baseName);
+  raid = RaidFile{};
+}
+
+}  // namespace zx

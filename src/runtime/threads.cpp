@@ -1,0 +1,155 @@
+// Threads behind the fork helpers. A half's non-zero result ends the process with that code
+// whether the half ran on a thread or inline, so a failed thread start never changes the outcome.
+// Raising priority needs privileges on most Linux systems; its warning is printed once per run
+// and only by the forking thread, after the joins.
+#include "runtime/threads.hpp"
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <mutex>
+#include <new>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "shell/console.hpp"
+#include "shell/fatal.hpp"
+
+namespace zx {
+namespace {
+
+struct ThreadRecord {
+  std::thread thread;
+  uint32_t exitCode = 0;
+};
+
+std::atomic<uint32_t> gFailingStarts{0};
+std::atomic<uint64_t> gStartedThreads{0};
+std::atomic<bool> gPriorityWarned{false};
+// Nested forks may warn from worker threads at the same moment.
+std::mutex gWarningMutex;
+
+void Warn(const char* text) {
+  std::lock_guard<std::mutex> lock(gWarningMutex);
+  ConsoleWrite(text);
+}
+
+bool TakeInjectedFailure() {
+  uint32_t remaining = gFailingStarts.load();
+  while (remaining != 0 && !gFailingStarts.compare_exchange_weak(remaining, remaining - 1)) {
+  }
+  return remaining != 0;
+}
+
+// One step above normal, like the disk threads' priority on other systems.
+bool TryRaisePriority() {
+#if defined(__linux__)
+  const auto threadId = static_cast<id_t>(syscall(SYS_gettid));
+  errno = 0;
+  const int nice = getpriority(PRIO_PROCESS, threadId);
+  if (nice == -1 && errno != 0) return false;
+  return setpriority(PRIO_PROCESS, threadId, nice - 1) == 0;
+#else
+  return false;
+#endif
+}
+
+void WarnPriorityOnce() {
+  if (!gPriorityWarned.exchange(true)) Warn("Warning: Unable to set thread priority.\n");
+}
+
+void CheckExitCode(uint32_t exitCode) {
+  if (exitCode == 0) return;
+  char message[96];
+  std::snprintf(message, sizeof message, "Thread Error: Thread ended with a non-zero return value: %d",
+                static_cast<int>(exitCode));
+  FatalExit(message, static_cast<int>(exitCode));
+}
+
+template <typename Body>
+void RunInline(const Body& body) {
+  Warn("Warning: Unable to create thread.\n");
+  CheckExitCode(body());
+}
+
+}  // namespace
+
+bool StartThread(WorkerThread& thread, std::function<uint32_t()> body) {
+  thread.handle = nullptr;
+  if (TakeInjectedFailure()) return false;
+  auto* record = new (std::nothrow) ThreadRecord;
+  if (record == nullptr) return false;
+  try {
+    record->thread = std::thread([record, work = std::move(body)] { record->exitCode = work(); });
+  } catch (const std::exception&) {
+    delete record;
+    return false;
+  }
+  thread.handle = record;
+  gStartedThreads.fetch_add(1);
+  return true;
+}
+
+void JoinThread(WorkerThread& thread) {
+  auto* record = static_cast<ThreadRecord*>(thread.handle);
+  ZX_ASSERT(record != nullptr && record->thread.joinable());
+  record->thread.join();
+  const uint32_t exitCode = record->exitCode;
+  delete record;
+  thread.handle = nullptr;
+  CheckExitCode(exitCode);
+}
+
+void RaiseThreadPriority() {
+  if (!TryRaisePriority()) WarnPriorityOnce();
+}
+
+void ForkJoin(AllocationHeap* heap, uint32_t splitThreads,
+              const std::function<uint32_t(AllocationHeap*)>& first,
+              const std::function<uint32_t(AllocationHeap*)>& second) {
+  AllocationHeap* firstHeap = nullptr;
+  AllocationHeap* secondHeap = nullptr;
+  if (heap != nullptr) {
+    HeapSplit(heap, splitThreads);
+    firstHeap = HeapChild(heap, 0);
+    secondHeap = HeapChild(heap, 1);
+  }
+  const auto firstHalf = [&first, firstHeap] { return first(firstHeap); };
+  WorkerThread worker;
+  const bool started = StartThread(worker, firstHalf);
+  if (!started) RunInline(firstHalf);
+  const uint32_t secondCode = second(secondHeap);
+  if (started) JoinThread(worker);
+  CheckExitCode(secondCode);
+  if (heap != nullptr) HeapJoin(heap);
+}
+
+void ForkFlat(uint32_t count, const std::function<uint32_t(uint32_t part)>& body) {
+  if (count == 0) return;
+  std::vector<WorkerThread> workers(count - 1);
+  std::atomic<bool> priorityFailed{false};
+  for (uint32_t part = 0; part + 1 < count; ++part) {
+    const auto raised = [&body, &priorityFailed, part] {
+      if (!TryRaisePriority()) priorityFailed.store(true);
+      return body(part);
+    };
+    if (!StartThread(workers[part], raised)) RunInline([&body, part] { return body(part); });
+  }
+  const uint32_t lastCode = body(count - 1);
+  for (WorkerThread& worker : workers) {
+    if (worker.handle != nullptr) JoinThread(worker);
+  }
+  if (priorityFailed.load()) WarnPriorityOnce();
+  CheckExitCode(lastCode);
+}
+
+void FailNextThreadStarts(uint32_t failCount) { gFailingStarts.store(failCount); }
+
+uint64_t ThreadsStarted() { return gStartedThreads.load(); }
+
+}  // namespace zx
