@@ -1,0 +1,186 @@
+// The digit-file writer: what ends up in the file (existing files are cut to what was written),
+// the buffer taken from the heap, and the messages of its failures.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "runtime/output_file.hpp"
+#include "runtime_test_util.hpp"
+#include "test_support.hpp"
+
+namespace zx {
+namespace {
+
+constexpr uint64_t kMiB = uint64_t{1} << 20;
+const char* const kPause = "Press any key to continue . . . \n";
+
+struct OutputFixture : ::testing::Test {
+  std::string dir;
+  void SetUp() override { dir = test::MakeTempDir("output"); }
+  void TearDown() override { test::RemoveTree(dir); }
+};
+
+using OutputFileTest = OutputFixture;
+
+TEST_F(OutputFileTest, ExistingLongerFileIsCutToTheBytesWritten) {
+  AllocationHeap heap;
+  HeapCreate(nullptr, &heap, 64 * 1024);
+  const std::string path = dir + "/Pi - Dec - Chudnovsky.txt";
+  test::WriteFile(path, std::string(5000, '7'));
+  OutputFile file;
+  OutputFileOpen(&heap, file, path);
+  EXPECT_EQ(std::string(file.name), path);
+  EXPECT_EQ(file.fillBytes, 0u);
+  OutputFileAppend(file, "3.", 2);
+  OutputFileAppend(file, "14159", 5);
+  OutputFileClose(file);
+  EXPECT_EQ(test::ReadFile(path), "3.14159");
+  EXPECT_EQ(heap.activeCount, 0u);
+
+  // Closing with nothing buffered still empties what was there.
+  OutputFileOpen(&heap, file, path);
+  OutputFileClose(file);
+  EXPECT_EQ(test::ReadFile(path), "");
+  HeapDestroy(&heap);
+}
+
+// A small heap gives a small buffer, so appends and the writers' own stores both cross many
+// buffer boundaries.
+TEST_F(OutputFileTest, FullBuffersAreWrittenInOrder) {
+  AllocationHeap heap;
+  HeapCreate(nullptr, &heap, 4096);
+  const std::string path = dir + "/digits.txt";
+  std::string expected;
+  for (uint64_t i = 0; i < 3 * 4096 + 17; ++i) expected.push_back(static_cast<char>('0' + i * 7 % 10));
+  OutputFile file;
+  OutputFileOpen(&heap, file, path);
+  ASSERT_GT(file.capacityBytes, 1000u);
+  ASSERT_LT(file.capacityBytes, 2048u);
+  const uint64_t half = expected.size() / 2;
+  OutputFileAppend(file, expected.data(), half);
+  for (uint64_t i = half; i < expected.size(); ++i) {
+    file.buffer[file.fillBytes++] = expected[i];
+    if (file.fillBytes == file.capacityBytes) OutputFileFlush(file);
+  }
+  OutputFileClose(file);
+  EXPECT_EQ(test::ReadFile(path), expected);
+  HeapDestroy(&heap);
+}
+
+TEST_F(OutputFileTest, BufferIsHalfTheFreeSpaceUpToTwoGiB) {
+  AllocationHeap heap;
+  HeapCreate(nullptr, &heap, 100 * kMiB);
+  const std::string path = dir + "/a.txt";
+  OutputFile file;
+  OutputFileOpen(&heap, file, path);
+  // The name's piece (the path, its terminator and 49 bytes, rounded to 8) and its row come first.
+  const uint64_t nameBytes = (path.size() + 1 + 49 + 7) / 8 * 8 + 16;
+  EXPECT_EQ(file.capacityBytes, (100 * kMiB - nameBytes) / 2);
+  OutputFileClose(file);
+  HeapDestroy(&heap);
+
+  // The large heap is only reserved: its pages are never touched. Skip where the system would not
+  // even reserve it.
+  const uint64_t largeBytes = 4096 * kMiB + kMiB;
+  void* probe = mmap(nullptr, largeBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (probe == MAP_FAILED) GTEST_SKIP() << "cannot reserve " << largeBytes << " bytes";
+  munmap(probe, largeBytes);
+  HeapCreate(nullptr, &heap, largeBytes);
+  OutputFileOpen(&heap, file, path);
+  EXPECT_EQ(file.capacityBytes, uint64_t{0x80000000});
+  OutputFileAppend(file, "42", 2);
+  OutputFileClose(file);
+  EXPECT_EQ(test::ReadFile(path), "42");
+  HeapDestroy(&heap);
+}
+
+using OutputDeathTest = test::DeathTestBase;
+
+TEST_F(OutputDeathTest, CreationRetriesUntilInputEnds) {
+  EXPECT_EXIT(
+      {
+        test::ShowStdoutOnStderr();
+        AllocationHeap heap;
+        HeapCreate(nullptr, &heap, 4096);
+        OutputFile file;
+        OutputFileOpen(&heap, file, test::MakeTempDir("gone") + "/missing/Pi.txt");
+      },
+      ::testing::ExitedWithCode(1),
+      "@@\nOutput File Error: Unable to create output file.\n\nError Code: 2    No such file or "
+      "directory\n\n\nRe-attempting...\n" + std::string(kPause) + "\n\nInput has ended.\n$");
+}
+
+TEST_F(OutputDeathTest, OpeningFailuresStopWithTheirMessages) {
+  const std::string dir = test::MakeTempDir("open");
+  EXPECT_EXIT(
+      {
+        test::ShowStdoutOnStderr();
+        OutputFile file;
+        OutputFileOpen(nullptr, file, dir + "/a.txt");
+      },
+      ::testing::ExitedWithCode(1),
+      "@@\nAllocation Heap required for this function.\n" + std::string(kPause) + "$");
+  EXPECT_EXIT(
+      {
+        test::ShowStdoutOnStderr();
+        // The name fits; half of the 64 bytes left cannot hold a piece.
+        const std::string path = dir + "/b.txt";
+        AllocationHeap heap;
+        HeapCreate(nullptr, &heap, (path.size() + 1 + 49 + 7) / 8 * 8 + 16 + 64);
+        OutputFile file;
+        OutputFileOpen(&heap, file, path);
+      },
+      ::testing::ExitedWithCode(1), "@@Unable to allocate output buffer.\n" + std::string(kPause) + "$");
+  EXPECT_EXIT(
+      {
+        test::ShowStdoutOnStderr();
+        AllocationHeap heap;
+        HeapCreate(nullptr, &heap, 16);
+        OutputFile file;
+        OutputFileOpen(&heap, file, dir + "/c.txt");
+      },
+      ::testing::ExitedWithCode(1), "@@Allocation Failure\n" + std::string(kPause) + "$");
+  // A device has no length to set.
+  EXPECT_EXIT(
+      {
+        test::ShowStdoutOnStderr();
+        AllocationHeap heap;
+        HeapCreate(nullptr, &heap, 4096);
+        OutputFile file;
+        OutputFileOpen(&heap, file, "/dev/null");
+      },
+      ::testing::ExitedWithCode(1),
+      "@@\nOutput File Error: Unable to set file size.\n\nError Code: 22    Invalid argument\n" +
+          std::string(kPause) + "$");
+  test::RemoveTree(dir);
+}
+
+TEST_F(OutputDeathTest, WriteFailuresStopWithCodeOne) {
+  const std::string dir = test::MakeTempDir("write");
+  const std::string badDescriptor = "Error Code: 9    Bad file descriptor\n" + std::string(kPause) + "$";
+  for (bool atClose : {false, true}) {
+    EXPECT_EXIT(
+        {
+          test::ShowStdoutOnStderr();
+          AllocationHeap heap;
+          HeapCreate(nullptr, &heap, 4096);
+          OutputFile file;
+          OutputFileOpen(&heap, file, dir + "/d.txt");
+          OutputFileAppend(file, "123", 3);
+          close(file.descriptor);
+          if (atClose) {
+            OutputFileClose(file);
+          } else {
+            OutputFileFlush(file);
+          }
+        },
+        ::testing::ExitedWithCode(1),
+        (atClose ? "@@" : "@@Output File Error: Error writing to output file.\n\n") + badDescriptor);
+  }
+  test::RemoveTree(dir);
+}
+
+}  // namespace
+}  // namespace zx

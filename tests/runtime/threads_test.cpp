@@ -1,0 +1,221 @@
+// Fork/join: thread counts of fork trees, identical results when thread starts fail, the flat
+// per-disk fork, and the process ending with a half's non-zero result.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "runtime/allocation_heap.hpp"
+#include "runtime/threads.hpp"
+#include "runtime_test_util.hpp"
+#include "test_support.hpp"
+
+namespace zx {
+namespace {
+
+// A binary fork tree over leaves [first, first + count): each leaf takes a piece from the heap it
+// was handed, fills it and leaves it alive, so every join has pieces to merge.
+struct TreeRun {
+  std::vector<uint64_t> results;
+  std::vector<void*> pieces;
+  std::vector<uint64_t> visitRank;  // the order in which the leaves ran
+  std::atomic<uint64_t> nextRank{0};
+};
+
+uint32_t ForkTree(AllocationHeap* heap, uint32_t budget, uint64_t first, uint64_t count, TreeRun& run) {
+  if (budget == 0 || count == 1) {
+    for (uint64_t leaf = first; leaf < first + count; ++leaf) {
+      run.visitRank[leaf] = run.nextRank.fetch_add(1);
+      const uint64_t sizeBytes = 64 + 8 * leaf;
+      void* piece = AllocBytes(heap, sizeBytes);
+      if (piece == nullptr) return 3;
+      test::FillPattern(piece, sizeBytes, leaf);
+      run.pieces[leaf] = piece;
+      run.results[leaf] = leaf * leaf + 1;
+    }
+    return 0;
+  }
+  const uint64_t half = count / 2;
+  ForkJoin(
+      heap, 3, [&](AllocationHeap* child) { return ForkTree(child, budget - 1, first, half, run); },
+      [&](AllocationHeap* child) {
+        return ForkTree(child, budget - 1, first + half, count - half, run);
+      });
+  return 0;
+}
+
+struct TreeOutcome {
+  uint64_t threads;
+  std::string output;
+};
+
+TreeOutcome RunTree(AllocationHeap* heap, uint32_t budget, uint64_t leaves, TreeRun& run) {
+  run.results.assign(leaves, 0);
+  run.pieces.assign(leaves, nullptr);
+  run.visitRank.assign(leaves, 0);
+  run.nextRank = 0;
+  test::ConsoleCapture capture;
+  const uint64_t before = ThreadsStarted();
+  EXPECT_EQ(ForkTree(heap, budget, 0, leaves, run), 0u);
+  return {ThreadsStarted() - before, capture.text()};
+}
+
+void ExpectLeavesDone(AllocationHeap* heap, TreeRun& run) {
+  for (uint64_t leaf = 0; leaf < run.results.size(); ++leaf) {
+    SCOPED_TRACE("leaf " + std::to_string(leaf));
+    EXPECT_EQ(run.results[leaf], leaf * leaf + 1);
+    EXPECT_EQ(PieceHeap(run.pieces[leaf]), heap);
+    EXPECT_EQ(test::FirstPatternMismatch(run.pieces[leaf], 64 + 8 * leaf, leaf), 64 + 8 * leaf);
+    Release(run.pieces[leaf]);
+  }
+  if (heap != nullptr) {
+    EXPECT_EQ(heap->activeCount, 0u);
+  }
+}
+
+TEST(ForkJoin, BudgetKStartsTwoToTheKMinusOneThreads) {
+  for (bool withHeap : {true, false}) {
+    for (uint32_t budget = 0; budget <= 3; ++budget) {
+      SCOPED_TRACE("budget " + std::to_string(budget) + (withHeap ? " with heap" : " general"));
+      AllocationHeap heap;
+      HeapCreate(nullptr, &heap, 1 << 20);
+      AllocationHeap* used = withHeap ? &heap : nullptr;
+      TreeRun run;
+      const uint64_t leaves = uint64_t{1} << budget;
+      const TreeOutcome outcome = RunTree(used, budget, leaves, run);
+      EXPECT_EQ(outcome.threads, leaves - 1);
+      EXPECT_EQ(outcome.output, "");
+      ExpectLeavesDone(used, run);
+      HeapDestroy(&heap);
+    }
+  }
+}
+
+TEST(ForkJoin, FailedStartsRunInlineFirstHalfFirstWithTheSameResults) {
+  AllocationHeap heap;
+  HeapCreate(nullptr, &heap, 1 << 20);
+  for (uint32_t budget = 1; budget <= 3; ++budget) {
+    SCOPED_TRACE("budget " + std::to_string(budget));
+    const uint64_t leaves = uint64_t{1} << budget;
+    FailNextThreadStarts(1000);
+    TreeRun run;
+    const TreeOutcome outcome = RunTree(&heap, budget, leaves, run);
+    FailNextThreadStarts(0);
+    EXPECT_EQ(outcome.threads, 0u);
+    EXPECT_EQ(test::CountOccurrences(outcome.output, "Warning: Unable to create thread.\n"),
+              static_cast<int>(leaves - 1));
+    EXPECT_EQ(outcome.output.size(), (leaves - 1) * std::string("Warning: Unable to create thread.\n").size());
+    for (uint64_t leaf = 0; leaf < leaves; ++leaf) EXPECT_EQ(run.visitRank[leaf], leaf);
+    ExpectLeavesDone(&heap, run);
+  }
+  // Only the top start fails: its half runs here and still forks below.
+  FailNextThreadStarts(1);
+  TreeRun run;
+  const TreeOutcome outcome = RunTree(&heap, 2, 4, run);
+  EXPECT_EQ(outcome.threads, 2u);
+  EXPECT_EQ(outcome.output, "Warning: Unable to create thread.\n");
+  ExpectLeavesDone(&heap, run);
+  HeapDestroy(&heap);
+}
+
+TEST(StartThread, BodyRunsOnAnotherThreadAndJoinWaitsForIt) {
+  WorkerThread worker;
+  std::thread::id bodyThread;
+  std::atomic<bool> done{false};
+  ASSERT_TRUE(StartThread(worker, [&] {
+    bodyThread = std::this_thread::get_id();
+    done = true;
+    return 0u;
+  }));
+  JoinThread(worker);
+  EXPECT_TRUE(done.load());
+  EXPECT_NE(bodyThread, std::this_thread::get_id());
+  EXPECT_EQ(worker.handle, nullptr);
+  FailNextThreadStarts(1);
+  EXPECT_FALSE(StartThread(worker, [] { return 0u; }));
+  EXPECT_EQ(worker.handle, nullptr);
+}
+
+TEST(ForkFlat, EveryPartRunsOnceOnOneThreadPerPartButTheLast) {
+  for (uint32_t failing : {0u, 2u}) {
+    for (uint32_t count = 0; count <= 6; ++count) {
+      SCOPED_TRACE("parts " + std::to_string(count) + ", failing starts " + std::to_string(failing));
+      std::vector<std::atomic<int>> runs(count);
+      std::vector<std::thread::id> threadOf(count);
+      test::ConsoleCapture capture;
+      const uint64_t before = ThreadsStarted();
+      FailNextThreadStarts(failing);
+      ForkFlat(count, [&](uint32_t part) {
+        runs[part].fetch_add(1);
+        threadOf[part] = std::this_thread::get_id();
+        return 0u;
+      });
+      const uint64_t failed = std::min<uint64_t>(failing, count == 0 ? 0 : count - 1);
+      FailNextThreadStarts(0);
+      EXPECT_EQ(ThreadsStarted() - before, count == 0 ? 0 : count - 1 - failed);
+      for (uint32_t part = 0; part < count; ++part) EXPECT_EQ(runs[part].load(), 1) << part;
+      if (count != 0) {
+        EXPECT_EQ(threadOf[count - 1], std::this_thread::get_id());
+      }
+      EXPECT_EQ(test::CountOccurrences(capture.text(), "Warning: Unable to create thread.\n"),
+                static_cast<int>(failed));
+    }
+  }
+}
+
+// Raising priority needs privileges that tests may or may not have; either way the warning
+// appears at most once however many transfers try.
+TEST(ForkFlat, PriorityWarningAppearsAtMostOncePerRun) {
+  test::ConsoleCapture capture;
+  for (int round = 0; round < 5; ++round) ForkFlat(3, [](uint32_t) { return 0u; });
+  std::thread helper([] {
+    RaiseThreadPriority();
+    RaiseThreadPriority();
+  });
+  helper.join();
+  EXPECT_LE(test::CountOccurrences(capture.text(), "Warning: Unable to set thread priority.\n"), 1);
+  std::string rest = capture.text();
+  const std::string warning = "Warning: Unable to set thread priority.\n";
+  if (rest.find(warning) != std::string::npos) rest.erase(rest.find(warning), warning.size());
+  EXPECT_EQ(rest, "");
+}
+
+using ThreadDeathTest = test::DeathTestBase;
+
+TEST_F(ThreadDeathTest, NonZeroResultEndsTheProcessWithThatCode) {
+  EXPECT_EXIT(
+      {
+        test::ShowStdoutOnStderr();
+        ForkJoin(nullptr, 0, [](AllocationHeap*) { return 5u; }, [](AllocationHeap*) { return 0u; });
+      },
+      ::testing::ExitedWithCode(5),
+      "@@Thread Error: Thread ended with a non-zero return value: 5Press any key to continue . . . \n$");
+  EXPECT_EXIT(
+      {
+        test::ShowStdoutOnStderr();
+        AllocationHeap heap;
+        HeapCreate(nullptr, &heap, 1 << 16);
+        ForkJoin(&heap, 1, [](AllocationHeap*) { return 0u; }, [](AllocationHeap*) { return 6u; });
+      },
+      ::testing::ExitedWithCode(6), "@@Thread Error: Thread ended with a non-zero return value: 6Press");
+  EXPECT_EXIT(
+      {
+        test::ShowStdoutOnStderr();
+        FailNextThreadStarts(1);
+        ForkJoin(nullptr, 0, [](AllocationHeap*) { return 7u; }, [](AllocationHeap*) { return 0u; });
+      },
+      ::testing::ExitedWithCode(7),
+      "@@Warning: Unable to create thread.\nThread Error: Thread ended with a non-zero return value: 7");
+  EXPECT_EXIT(
+      {
+        test::ShowStdoutOnStderr();
+        ForkFlat(3, [](uint32_t part) { return part == 1 ? 9u : 0u; });
+      },
+      ::testing::ExitedWithCode(9), "@@(Warning: Unable to set thread priority.\n)?Thread Error: "
+                                    "Thread ended with a non-zero return value: 9Press");
+}
+
+}  // namespace
+}  // namespace zx
