@@ -2,11 +2,12 @@
 // end - 16·i, so the table grows down towards the pieces and rows sorted by ascending base lie at
 // descending addresses. Top is always the end of the last row (or start), which makes the free
 // space above it a subtraction; HeapFreeSpace checks that promise before trusting it.
+#include "runtime/allocation_heap.hpp"
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
 
-#include "runtime/allocation_heap.hpp"
 #include "runtime/heap_internal.hpp"
 #include "shell/console.hpp"
 #include "shell/fatal.hpp"
@@ -22,9 +23,13 @@ HeapEntry* Row(const AllocationHeap* heap, uint32_t index) {
   return reinterpret_cast<HeapEntry*>(heap->end - kRowBytes * (uint64_t{index} + 1));
 }
 
-uint64_t RowEnd(const HeapEntry* row) { return row->base + row->sizeBytes; }
+uint64_t RowEnd(const HeapEntry* row) {
+  return row->base + row->sizeBytes;
+}
 
-void* AsPointer(uint64_t address) { return reinterpret_cast<void*>(address); }
+void* AsPointer(uint64_t address) {
+  return reinterpret_cast<void*>(address);
+}
 
 void SetTopFromTable(AllocationHeap* heap) {
   heap->top = heap->activeCount == 0 ? heap->start : RowEnd(Row(heap, heap->activeCount - 1));

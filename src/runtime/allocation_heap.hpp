@@ -14,10 +14,10 @@ namespace zx {
 
 struct AllocationHeap {
   AllocationHeap* parent = nullptr;
-  uint64_t start = 0;       // first usable byte, 16-byte aligned
-  uint64_t end = 0;         // one past the last byte of the area
-  uint64_t top = 0;         // one past the highest piece (start when empty)
-  uint64_t tableLimit = 0;  // lowest byte of the table, which grows down from end
+  uint64_t start = 0;                  // first usable byte, 16-byte aligned
+  uint64_t end = 0;                    // one past the last byte of the area
+  uint64_t top = 0;                    // one past the highest piece (start when empty)
+  uint64_t tableLimit = 0;             // lowest byte of the table, which grows down from end
   AllocationHeap* children = nullptr;  // two records while split
   uint64_t savedTop = 0;               // top at the moment of the split
   uint32_t activeCount = 0;

@@ -16,7 +16,9 @@ namespace {
 constexpr uint64_t kExtraBytes8 = 49;
 constexpr uint64_t kExtraBytes16 = 57;
 
-bool IsRealPiece(const void* piece) { return piece != nullptr && piece != kEmptyPiece; }
+bool IsRealPiece(const void* piece) {
+  return piece != nullptr && piece != kEmptyPiece;
+}
 
 // Byte counts of word arrays, or a count no allocator can serve when the product overflows.
 uint64_t WordBytes(uint64_t countWords, uint64_t wordBytes) {
@@ -42,7 +44,8 @@ void* AllocPiece(AllocationHeap* heap, uint64_t sizeBytes, uint64_t alignBytes, 
   if (raw == nullptr) return nullptr;
 
   const uintptr_t rawAddress = reinterpret_cast<uintptr_t>(raw);
-  const uintptr_t pieceAddress = ((rawAddress + kPieceHeaderBytes) & ~(alignBytes - 1)) + alignBytes;
+  const uintptr_t pieceAddress =
+      ((rawAddress + kPieceHeaderBytes) & ~(alignBytes - 1)) + alignBytes;
   void* piece = reinterpret_cast<void*>(pieceAddress);
   PieceHeader* header = HeaderOf(piece);
   header->rawAddress = rawAddress;
@@ -114,7 +117,8 @@ void HeapShrink(void* piece, uint64_t newSizeBytes) {
   *SentinelOf(piece) = kPieceSentinel;
   if (header->heap == nullptr) return;
   // The raw block keeps its header offset and ends just past the sentinel.
-  const uint64_t usedBytes = reinterpret_cast<uintptr_t>(piece) - header->rawAddress + newSizeBytes + 1;
+  const uint64_t usedBytes =
+      reinterpret_cast<uintptr_t>(piece) - header->rawAddress + newSizeBytes + 1;
   HeapResizeEntry(header->heap, HeapFindEntry(header->heap, header->rawAddress),
                   (usedBytes + 7) & ~uint64_t{7});
 }

@@ -111,9 +111,13 @@ bool FileSync(int descriptor) {
   return result == 0;
 }
 
-bool FileClose(int descriptor) { return close(descriptor) == 0; }
+bool FileClose(int descriptor) {
+  return close(descriptor) == 0;
+}
 
-bool FileRemove(const char* path) { return unlink(path) == 0; }
+bool FileRemove(const char* path) {
+  return unlink(path) == 0;
+}
 
 std::string SystemErrorText(int errorCode, FileTransfer transfer) {
   switch (errorCode) {

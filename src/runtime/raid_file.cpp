@@ -44,7 +44,8 @@ void RaidTransfer(RaidFile& raid, uint64_t firstWord, Word* buffer, uint64_t wor
 
 }  // namespace
 
-void RaidFileCreate(AllocationHeap* heap, RaidFile& raid, const DiskList* disks, uint64_t totalWords) {
+void RaidFileCreate(AllocationHeap* heap, RaidFile& raid, const DiskList* disks,
+                    uint64_t totalWords) {
   raid = RaidFile{};
   // The name is the address of its own piece, unique among the RaidFiles alive at once.
   char* baseName = static_cast<char*>(AllocBytes(heap, kBaseNameBytes));
@@ -85,7 +86,8 @@ void RaidFileReadRange(RaidFile& raid, uint64_t firstWord, uint32_t* buffer, uin
   RaidTransfer(raid, firstWord, buffer, words);
 }
 
-void RaidFileWriteRange(RaidFile& raid, uint64_t firstWord, const uint32_t* buffer, uint64_t words) {
+void RaidFileWriteRange(RaidFile& raid, uint64_t firstWord, const uint32_t* buffer,
+                        uint64_t words) {
   RaidTransfer(raid, firstWord, buffer, words);
 }
 

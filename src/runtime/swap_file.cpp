@@ -38,22 +38,32 @@ void SwapTransfer(SwapFile& file, uint64_t wordOffset, Byte* bytes, uint64_t wor
   uint64_t offsetBytes = 4 * wordOffset;
   uint64_t leftBytes = 4 * words;
   while (leftBytes > chunkBytes) {
-    if (!move(offsetBytes, bytes, chunkBytes)) FatalFileError(kWriting ? "" : lead, errno, kTransfer);
+    if (!move(offsetBytes, bytes, chunkBytes)) {
+      FatalFileError(kWriting ? "" : lead, errno, kTransfer);
+    }
     if (kWriting && !FileSync(file.descriptor)) FatalFileError("", errno, kTransfer);
     offsetBytes += chunkBytes;
     bytes += chunkBytes;
     leftBytes -= chunkBytes;
   }
-  if (leftBytes != 0 && !move(offsetBytes, bytes, leftBytes)) FatalFileError(lead, errno, kTransfer);
+  if (leftBytes != 0 && !move(offsetBytes, bytes, leftBytes)) {
+    FatalFileError(lead, errno, kTransfer);
+  }
 }
 
 }  // namespace
 
-const DiskList* SwapDisks() { return gSwapDisks; }
+const DiskList* SwapDisks() {
+  return gSwapDisks;
+}
 
-void SetSwapDisks(const DiskList* disks) { gSwapDisks = disks; }
+void SetSwapDisks(const DiskList* disks) {
+  gSwapDisks = disks;
+}
 
-void PrintSystemError(int errorCode) { PrintSystemError(errorCode, FileTransfer::kOther); }
+void PrintSystemError(int errorCode) {
+  PrintSystemError(errorCode, FileTransfer::kOther);
+}
 
 void SwapFileCreate(AllocationHeap* heap, SwapFile& file, const std::string& path, uint64_t words) {
   file.path = DuplicateString(heap, path);

@@ -43,7 +43,8 @@ void SwapFileClose(SwapFile& file);
 std::string SwapFilePath(const std::string& diskPath, const char* baseName);
 
 // A null or empty disk list means one disk at the current directory.
-void RaidFileCreate(AllocationHeap* heap, RaidFile& raid, const DiskList* disks, uint64_t totalWords);
+void RaidFileCreate(AllocationHeap* heap, RaidFile& raid, const DiskList* disks,
+                    uint64_t totalWords);
 void RaidFileCreateFrom(AllocationHeap* heap, RaidFile& raid, const DiskList* disks,
                         const uint32_t* buffer, uint64_t totalWords);
 void RaidFileReadAll(RaidFile& raid, uint32_t* buffer, uint64_t words);

@@ -46,14 +46,18 @@ bool TakeInjectedFailure() {
   return remaining != 0;
 }
 
-// One step above normal, like the disk threads' priority on other systems.
+// One step above normal, like the disk threads' priority on other systems. Linux keeps a nice
+// value per thread, and a thread raises itself once, so repeated calls do not keep climbing.
 bool TryRaisePriority() {
 #if defined(__linux__)
+  thread_local bool raised = false;
+  if (raised) return true;
   const auto threadId = static_cast<id_t>(syscall(SYS_gettid));
   errno = 0;
   const int nice = getpriority(PRIO_PROCESS, threadId);
   if (nice == -1 && errno != 0) return false;
-  return setpriority(PRIO_PROCESS, threadId, nice - 1) == 0;
+  raised = setpriority(PRIO_PROCESS, threadId, nice - 1) == 0;
+  return raised;
 #else
   return false;
 #endif
@@ -66,7 +70,8 @@ void WarnPriorityOnce() {
 void CheckExitCode(uint32_t exitCode) {
   if (exitCode == 0) return;
   char message[96];
-  std::snprintf(message, sizeof message, "Thread Error: Thread ended with a non-zero return value: %d",
+  std::snprintf(message, sizeof message,
+                "Thread Error: Thread ended with a non-zero return value: %d",
                 static_cast<int>(exitCode));
   FatalExit(message, static_cast<int>(exitCode));
 }
@@ -148,8 +153,12 @@ void ForkFlat(uint32_t count, const std::function<uint32_t(uint32_t part)>& body
   CheckExitCode(lastCode);
 }
 
-void FailNextThreadStarts(uint32_t failCount) { gFailingStarts.store(failCount); }
+void FailNextThreadStarts(uint32_t failCount) {
+  gFailingStarts.store(failCount);
+}
 
-uint64_t ThreadsStarted() { return gStartedThreads.load(); }
+uint64_t ThreadsStarted() {
+  return gStartedThreads.load();
+}
 
 }  // namespace zx

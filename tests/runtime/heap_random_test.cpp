@@ -101,7 +101,9 @@ class HeapModelRun {
     return text.str();
   }
 
-  Node& Current() { return frames_.empty() ? root_ : frames_.back().children[frames_.back().active]; }
+  Node& Current() {
+    return frames_.empty() ? root_ : frames_.back().children[frames_.back().active];
+  }
 
   uint64_t RequestSize() {
     const uint64_t kind = rng_() % 100;
@@ -120,20 +122,40 @@ class HeapModelRun {
     void* piece = nullptr;
     const uint64_t expected = [&] {
       switch (kind) {
-        case 1: sizeBytes = request / 4 * 4; break;
-        case 2: sizeBytes = request / 8 * 8; extraBytes = 57; break;
-        case 3: extraBytes = 57; break;
-        case 4: sizeBytes = request + 1; break;
-        default: break;
+        case 1:
+          sizeBytes = request / 4 * 4;
+          break;
+        case 2:
+          sizeBytes = request / 8 * 8;
+          extraBytes = 57;
+          break;
+        case 3:
+          extraBytes = 57;
+          break;
+        case 4:
+          sizeBytes = request + 1;
+          break;
+        default:
+          break;
       }
       return ExpectedBase(node.heap, (sizeBytes + extraBytes + 7) & ~uint64_t{7});
     }();
     switch (kind) {
-      case 1: piece = AllocWords32(node.heap, request / 4); break;
-      case 2: piece = AllocWords64(node.heap, request / 8); break;
-      case 3: piece = AllocAligned16(node.heap, request); break;
-      case 4: piece = DuplicateString(node.heap, std::string(request, 'z')); break;
-      default: piece = AllocBytes(node.heap, request); break;
+      case 1:
+        piece = AllocWords32(node.heap, request / 4);
+        break;
+      case 2:
+        piece = AllocWords64(node.heap, request / 8);
+        break;
+      case 3:
+        piece = AllocAligned16(node.heap, request);
+        break;
+      case 4:
+        piece = DuplicateString(node.heap, std::string(request, 'z'));
+        break;
+      default:
+        piece = AllocBytes(node.heap, request);
+        break;
     }
     if (sizeBytes == 0) {
       EXPECT_EQ(piece, kEmptyPiece) << Where("empty request");
@@ -141,12 +163,14 @@ class HeapModelRun {
       return;
     }
     if (expected == 0) {
-      EXPECT_EQ(piece, nullptr) << Where("request that first fit cannot serve") << ", " << sizeBytes;
+      EXPECT_EQ(piece, nullptr) << Where("request that first fit cannot serve") << ", "
+                                << sizeBytes;
       return;
     }
     ASSERT_NE(piece, nullptr) << Where("request that first fit can serve") << ", " << sizeBytes;
     EXPECT_EQ(RawOf(piece), expected) << Where("first fit");
-    EXPECT_EQ(reinterpret_cast<uintptr_t>(piece) % (extraBytes == 57 ? 16 : 8), 0u) << Where("alignment");
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(piece) % (extraBytes == 57 ? 16 : 8), 0u)
+        << Where("alignment");
     const uint64_t seed = rng_();
     test::FillPattern(piece, sizeBytes, seed);
     node.pieces.push_back({piece, sizeBytes, seed});
@@ -184,9 +208,11 @@ class HeapModelRun {
     const auto row = std::find_if(rows.begin(), rows.end(),
                                   [&](const HeapEntry& r) { return r.base == RawOf(moved); });
     ASSERT_NE(row, rows.end()) << Where("compacted piece lost its row");
-    const uint64_t below = row == rows.begin() ? node.heap->start : (row - 1)->base + (row - 1)->sizeBytes;
+    const uint64_t below =
+        row == rows.begin() ? node.heap->start : (row - 1)->base + (row - 1)->sizeBytes;
     EXPECT_LT(row->base - below, alignBytes) << Where("compaction left a gap");
-    EXPECT_EQ(node.heap->top, wasHighest ? oldTop - shiftBytes : oldTop) << Where("top after compaction");
+    EXPECT_EQ(node.heap->top, wasHighest ? oldTop - shiftBytes : oldTop)
+        << Where("top after compaction");
   }
 
   void ShrinkOne() {
@@ -223,8 +249,8 @@ class HeapModelRun {
     if (frames_.empty()) return;
     Frame& frame = frames_.back();
     Node& parent = *frame.parent;
-    const uint64_t largerPeak = std::max(HeapPeakBytes(frame.children[0].heap),
-                                         HeapPeakBytes(frame.children[1].heap));
+    const uint64_t largerPeak =
+        std::max(HeapPeakBytes(frame.children[0].heap), HeapPeakBytes(frame.children[1].heap));
     const uint64_t savedTop = parent.heap->savedTop;
     for (Node& child : frame.children) {
       for (const ModelPiece& piece : child.pieces) parent.pieces.push_back(piece);
@@ -254,15 +280,17 @@ class HeapModelRun {
     ASSERT_EQ(rows.size(), node.pieces.size() + splitRows) << Where("rows and live pieces differ");
     for (const ModelPiece& piece : node.pieces) {
       const uint64_t raw = RawOf(piece.address);
-      const auto row = std::lower_bound(rows.begin(), rows.end(), raw,
-                                        [](const HeapEntry& r, uint64_t base) { return r.base < base; });
+      const auto row =
+          std::lower_bound(rows.begin(), rows.end(), raw,
+                           [](const HeapEntry& r, uint64_t base) { return r.base < base; });
       ASSERT_TRUE(row != rows.end() && row->base == raw) << Where("piece without a row");
       const uint64_t pieceEnd = reinterpret_cast<uintptr_t>(piece.address) + piece.sizeBytes + 1;
       EXPECT_LE(pieceEnd, row->base + row->sizeBytes) << Where("piece longer than its row");
       EXPECT_EQ(PieceHeap(piece.address), heap) << Where("owner");
       EXPECT_EQ(PieceSizeBytes(piece.address), piece.sizeBytes) << Where("size");
       EXPECT_EQ(static_cast<const char*>(piece.address)[piece.sizeBytes], '#') << Where("sentinel");
-      EXPECT_EQ(test::FirstPatternMismatch(piece.address, piece.sizeBytes, piece.seed), piece.sizeBytes)
+      EXPECT_EQ(test::FirstPatternMismatch(piece.address, piece.sizeBytes, piece.seed),
+                piece.sizeBytes)
           << Where("piece data changed") << ", piece of " << piece.sizeBytes << " bytes";
     }
   }

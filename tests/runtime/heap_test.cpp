@@ -14,9 +14,15 @@
 namespace zx {
 namespace {
 
-uint64_t Raw(const void* piece) { return *reinterpret_cast<const uint64_t*>(static_cast<const char*>(piece) - 32); }
-uint64_t Address(const void* piece) { return reinterpret_cast<uintptr_t>(piece); }
-uint64_t RoundUp8(uint64_t value) { return (value + 7) & ~uint64_t{7}; }
+uint64_t Raw(const void* piece) {
+  return *reinterpret_cast<const uint64_t*>(static_cast<const char*>(piece) - 32);
+}
+uint64_t Address(const void* piece) {
+  return reinterpret_cast<uintptr_t>(piece);
+}
+uint64_t RoundUp8(uint64_t value) {
+  return (value + 7) & ~uint64_t{7};
+}
 
 std::string Hex(uint64_t value) {
   char text[32];
@@ -62,9 +68,12 @@ TEST_F(HeapPieceTest, EveryPieceCarriesTheHeaderBackPointerAndSentinel) {
   };
   const Kind kinds[] = {
       {"AllocBytes", [](AllocationHeap* h, uint64_t n) { return AllocBytes(h, n); }, 8, 49},
-      {"AllocAligned16", [](AllocationHeap* h, uint64_t n) { return AllocAligned16(h, n); }, 16, 57},
-      {"AllocWords32", [](AllocationHeap* h, uint64_t n) -> void* { return AllocWords32(h, n / 4 + 1); }, 8, 49},
-      {"AllocWords64", [](AllocationHeap* h, uint64_t n) -> void* { return AllocWords64(h, n / 8 + 1); }, 16, 57},
+      {"AllocAligned16", [](AllocationHeap* h, uint64_t n) { return AllocAligned16(h, n); }, 16,
+       57},
+      {"AllocWords32",
+       [](AllocationHeap* h, uint64_t n) -> void* { return AllocWords32(h, n / 4 + 1); }, 8, 49},
+      {"AllocWords64",
+       [](AllocationHeap* h, uint64_t n) -> void* { return AllocWords64(h, n / 8 + 1); }, 16, 57},
   };
   for (AllocationHeap* owner : {&heap, static_cast<AllocationHeap*>(nullptr)}) {
     for (const Kind& kind : kinds) {
@@ -228,7 +237,8 @@ TEST_F(HeapShrinkTest, HighestPieceGivesItsTailBack) {
   EXPECT_EQ(static_cast<char*>(high)[10], '#');
   EXPECT_EQ(test::FirstPatternMismatch(high, 10, 9), 10u);
   EXPECT_EQ(heap.top, RoundUp8(Address(high) + 11));
-  EXPECT_EQ(HeapFreeSpace(&heap), freeBefore + RoundUp8(1049) - RoundUp8(Address(high) + 11 - Raw(high)));
+  EXPECT_EQ(HeapFreeSpace(&heap),
+            freeBefore + RoundUp8(1049) - RoundUp8(Address(high) + 11 - Raw(high)));
   const uint64_t top = heap.top;
   HeapShrink(low, 1);  // below the highest piece: top stays
   EXPECT_EQ(heap.top, top);
@@ -318,8 +328,8 @@ TEST(HeapDump, PrintsEveryFieldAndOneLinePerPiece) {
   const std::string head = "Heap Table Dump:\nParent              : " + Hex(0) +
                            "\nTotal Size          : 4,096\nActive Allocations  : 0\n"
                            "Peak Allocations    : 0\nCurrent Usage       : 0\n"
-                           "Peak Heap Usage     : 0\nStart : " + Hex(heap.start) +
-                           "\nEnd   : " + Hex(heap.end) + "\n";
+                           "Peak Heap Usage     : 0\nStart : " +
+                           Hex(heap.start) + "\nEnd   : " + Hex(heap.end) + "\n";
   EXPECT_EQ(capture.Take(), head + "No Active Allocations\n\n");
   void* first = AllocBytes(&heap, 2000);
   void* second = AllocBytes(&heap, 10);
@@ -328,9 +338,9 @@ TEST(HeapDump, PrintsEveryFieldAndOneLinePerPiece) {
   const std::string expected =
       "Heap Table Dump:\nParent              : " + Hex(0) +
       "\nTotal Size          : 4,096\nActive Allocations  : 2\nPeak Allocations    : 3\n"
-      "Current Usage       : 2,120\nPeak Heap Usage     : 2,184\nStart : " + Hex(heap.start) +
-      "\nEnd   : " + Hex(heap.end) + "\nBase: " + Hex(Raw(first)) + "   Size: " + Hex(2056) +
-      "   ( 2,056 )\nBase: " + Hex(Raw(second)) + "   Size: " + Hex(64) +
+      "Current Usage       : 2,120\nPeak Heap Usage     : 2,184\nStart : " +
+      Hex(heap.start) + "\nEnd   : " + Hex(heap.end) + "\nBase: " + Hex(Raw(first)) +
+      "   Size: " + Hex(2056) + "   ( 2,056 )\nBase: " + Hex(Raw(second)) + "   Size: " + Hex(64) +
       "   ( 64 )\nTable Limit         : " + Hex(heap.end - 32) + "\n\n";
   EXPECT_EQ(capture.Take(), expected);
   Release(first);
@@ -390,7 +400,8 @@ TEST_F(HeapDeathTest, PlainStopsExitWithCodeOne) {
         test::ShowStdoutOnStderr();
         HeapFreeSpace(nullptr);
       },
-      ::testing::ExitedWithCode(1), "@@\nAllocation Heap required for this function.\nPress any key to continue . . . \n$");
+      ::testing::ExitedWithCode(1),
+      "@@\nAllocation Heap required for this function.\nPress any key to continue . . . \n$");
   EXPECT_EXIT(
       {
         test::ShowStdoutOnStderr();
@@ -424,7 +435,8 @@ TEST_F(HeapDeathTest, MergeIntoAFullParentTableFails) {
         AllocBytes(right, HeapFreeSpace(right) - 16 - 56);
         HeapJoin(&heap);
       },
-      ::testing::ExitedWithCode(1), "@@Allocation Heap: Merging Failed\nPress any key to continue . . . \n$");
+      ::testing::ExitedWithCode(1),
+      "@@Allocation Heap: Merging Failed\nPress any key to continue . . . \n$");
 }
 
 }  // namespace

@@ -1,12 +1,13 @@
 // The digit-file writer: what ends up in the file (existing files are cut to what was written),
 // the buffer taken from the heap, and the messages of its failures.
+#include "runtime/output_file.hpp"
+
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <string>
 
-#include "runtime/output_file.hpp"
 #include "runtime_test_util.hpp"
 #include "test_support.hpp"
 
@@ -53,7 +54,8 @@ TEST_F(OutputFileTest, FullBuffersAreWrittenInOrder) {
   HeapCreate(nullptr, &heap, 4096);
   const std::string path = dir + "/digits.txt";
   std::string expected;
-  for (uint64_t i = 0; i < 3 * 4096 + 17; ++i) expected.push_back(static_cast<char>('0' + i * 7 % 10));
+  for (uint64_t i = 0; i < 3 * 4096 + 17; ++i)
+    expected.push_back(static_cast<char>('0' + i * 7 % 10));
   OutputFile file;
   OutputFileOpen(&heap, file, path);
   ASSERT_GT(file.capacityBytes, 1000u);
@@ -84,7 +86,8 @@ TEST_F(OutputFileTest, BufferIsHalfTheFreeSpaceUpToTwoGiB) {
   // The large heap is only reserved: its pages are never touched. Skip where the system would not
   // even reserve it.
   const uint64_t largeBytes = 4096 * kMiB + kMiB;
-  void* probe = mmap(nullptr, largeBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  void* probe =
+      mmap(nullptr, largeBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (probe == MAP_FAILED) GTEST_SKIP() << "cannot reserve " << largeBytes << " bytes";
   munmap(probe, largeBytes);
   HeapCreate(nullptr, &heap, largeBytes);
@@ -109,7 +112,8 @@ TEST_F(OutputDeathTest, CreationRetriesUntilInputEnds) {
       },
       ::testing::ExitedWithCode(1),
       "@@\nOutput File Error: Unable to create output file.\n\nError Code: 2    No such file or "
-      "directory\n\n\nRe-attempting...\n" + std::string(kPause) + "\n\nInput has ended.\n$");
+      "directory\n\n\nRe-attempting...\n" +
+          std::string(kPause) + "\n\nInput has ended.\n$");
 }
 
 TEST_F(OutputDeathTest, OpeningFailuresStopWithTheirMessages) {
@@ -132,7 +136,8 @@ TEST_F(OutputDeathTest, OpeningFailuresStopWithTheirMessages) {
         OutputFile file;
         OutputFileOpen(&heap, file, path);
       },
-      ::testing::ExitedWithCode(1), "@@Unable to allocate output buffer.\n" + std::string(kPause) + "$");
+      ::testing::ExitedWithCode(1),
+      "@@Unable to allocate output buffer.\n" + std::string(kPause) + "$");
   EXPECT_EXIT(
       {
         test::ShowStdoutOnStderr();
@@ -159,7 +164,8 @@ TEST_F(OutputDeathTest, OpeningFailuresStopWithTheirMessages) {
 
 TEST_F(OutputDeathTest, WriteFailuresStopWithCodeOne) {
   const std::string dir = test::MakeTempDir("write");
-  const std::string badDescriptor = "Error Code: 9    Bad file descriptor\n" + std::string(kPause) + "$";
+  const std::string badDescriptor =
+      "Error Code: 9    Bad file descriptor\n" + std::string(kPause) + "$";
   for (bool atClose : {false, true}) {
     EXPECT_EXIT(
         {
@@ -177,7 +183,8 @@ TEST_F(OutputDeathTest, WriteFailuresStopWithCodeOne) {
           }
         },
         ::testing::ExitedWithCode(1),
-        (atClose ? "@@" : "@@Output File Error: Error writing to output file.\n\n") + badDescriptor);
+        (atClose ? "@@" : "@@Output File Error: Error writing to output file.\n\n") +
+            badDescriptor);
   }
   test::RemoveTree(dir);
 }

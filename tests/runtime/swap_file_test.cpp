@@ -1,6 +1,8 @@
 // Swap files: names and paths, the striping rule checked against the files' own bytes, random
 // ranges over several disks against an in-memory copy, removal at destroy, and the messages of
 // every failure, the endless creation retry included.
+#include "runtime/swap_file.hpp"
+
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,12 +11,10 @@
 #include <cstring>
 #include <filesystem>
 #include <random>
-#include <regex>
 #include <string>
 #include <vector>
 
 #include "runtime/platform.hpp"
-#include "runtime/swap_file.hpp"
 #include "runtime_test_util.hpp"
 #include "test_support.hpp"
 
@@ -69,10 +69,11 @@ TEST(PrintSystemError, NamesTheCommonFaultsAndFallsBackToTheSystemText) {
   PrintSystemError(EIO, FileTransfer::kWrite);
   PrintSystemError(EIO, FileTransfer::kRead);
   PrintSystemError(ENOENT);
-  EXPECT_EQ(capture.text(), "Error Code: 13    Access Denied\nError Code: 1    Access Denied\n"
-                            "Error Code: 12    Not Enough Memory\nError Code: 5    Write Fault\n"
-                            "Error Code: 5    Read Fault\nError Code: 2    " +
-                                std::string(std::strerror(ENOENT)) + "\n");
+  EXPECT_EQ(capture.text(),
+            "Error Code: 13    Access Denied\nError Code: 1    Access Denied\n"
+            "Error Code: 12    Not Enough Memory\nError Code: 5    Write Fault\n"
+            "Error Code: 5    Read Fault\nError Code: 2    " +
+                std::string(std::strerror(ENOENT)) + "\n");
 }
 
 using RaidFileTest = SwapFixture;
@@ -90,7 +91,7 @@ TEST_F(RaidFileTest, DefaultDiskIsTheCurrentDirectory) {
     std::snprintf(expected, sizeof expected, "ztx_%016llx.sf",
                   static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(raid.baseName)));
     EXPECT_EQ(name, expected);
-    EXPECT_TRUE(std::regex_match(name, std::regex("ztx_[0-9a-f]{16}\\.sf")));
+    EXPECT_EQ(name.size(), 23u);
     EXPECT_EQ(raid.diskCount, 1u);
     EXPECT_EQ(raid.wordsPerFile, 10u);
     EXPECT_EQ(std::string(raid.files[0].path), name);
@@ -144,7 +145,8 @@ TEST_F(RaidFileTest, TenWordsOverThreeDisksStripeFourFourTwo) {
 // oracle that the stripes sit where the rule says.
 TEST_F(RaidFileTest, RandomRangesOverSeveralDisksReadBackWhatWasWritten) {
   std::mt19937_64 rng(test::TestSeed());
-  for (const char* extra : {"a", "b"}) AddDiskPath(disks, test::MakeTempDir(std::string("disk") + extra));
+  for (const char* extra : {"a", "b"})
+    AddDiskPath(disks, test::MakeTempDir(std::string("disk") + extra));
   const uint64_t rounds = 4 * test::TestMultiplier();
   for (uint64_t round = 0; round < rounds && !HasFailure(); ++round) {
     const uint64_t diskCount = 1 + rng() % disks.paths.size();
@@ -170,7 +172,8 @@ TEST_F(RaidFileTest, RandomRangesOverSeveralDisksReadBackWhatWasWritten) {
         std::copy(data.begin(), data.end(), model.begin() + static_cast<ptrdiff_t>(first));
       } else {
         RaidFileReadRange(raid, first, data.data(), count);
-        ASSERT_TRUE(std::equal(data.begin(), data.end(), model.begin() + static_cast<ptrdiff_t>(first)))
+        ASSERT_TRUE(
+            std::equal(data.begin(), data.end(), model.begin() + static_cast<ptrdiff_t>(first)))
             << "range [" << first << ", " << first + count << ")";
       }
     }
@@ -208,8 +211,9 @@ const char* const kPause = "Press any key to continue . . . \n";
 TEST_F(SwapDeathTest, CreationRetriesAfterEachPauseAndEndsWithTheInput) {
   const std::string file = test::MakeTempDir("notdir") + "/plain";
   test::WriteFile(file, "x");
-  const std::string report = std::string("\nSwap File Error: Unable to create swap file.\n\nError Code: ") +
-                             "20    Not a directory\n\nRe-attempting...\n" + kPause;
+  const std::string report =
+      std::string("\nSwap File Error: Unable to create swap file.\n\nError Code: ") +
+      "20    Not a directory\n\nRe-attempting...\n" + kPause;
   EXPECT_EXIT(
       {
         test::ShowStdoutOnStderr();
@@ -234,7 +238,8 @@ TEST_F(SwapDeathTest, CreationRetriesAfterEachPauseAndEndsWithTheInput) {
       },
       ::testing::ExitedWithCode(1),
       "@@\nSwap File Error: Unable to create swap file.\n\nError Code: 2    No such file or "
-      "directory\n\nRe-attempting...\n" + std::string(kPause) + "\n\nInput has ended.\n$");
+      "directory\n\nRe-attempting...\n" +
+          std::string(kPause) + "\n\nInput has ended.\n$");
   // Two disks naming one directory would stripe two regions into one file.
   EXPECT_EXIT(
       {
@@ -263,8 +268,10 @@ TEST_F(SwapDeathTest, SizingFailureRetriesWithTheBlankLine) {
         SwapFileCreate(&heap, file, test::MakeTempDir("size") + "/huge.sf", uint64_t{1} << 61);
       },
       ::testing::ExitedWithCode(1),
-      "@@\nSwap File Error: Unable to allocate swap file.\n\nError Code: 22    Invalid argument\n\n\n"
-      "Re-attempting...\n" + std::string(kPause) + "\n\nInput has ended.\n$");
+      "@@\nSwap File Error: Unable to allocate swap file.\n\nError Code: 22    Invalid "
+      "argument\n\n\n"
+      "Re-attempting...\n" +
+          std::string(kPause) + "\n\nInput has ended.\n$");
 }
 
 // Each case opens a one-word-sized file and then breaks it the way the message names.
@@ -275,11 +282,22 @@ TEST_F(SwapDeathTest, TransferCloseAndDeleteFailuresStopWithCodeOne) {
     void (*breakAndUse)(SwapFile&);
     std::string pattern;
   };
-  const std::string badDescriptor = "Error Code: 9    Bad file descriptor\n" + std::string(kPause) + "$";
+  const std::string badDescriptor =
+      "Error Code: 9    Bad file descriptor\n" + std::string(kPause) + "$";
   const Case cases[] = {
-      {"read", [](SwapFile& f) { close(f.descriptor); uint32_t w[2]; SwapFileRead(f, 0, w, 2); },
+      {"read",
+       [](SwapFile& f) {
+         close(f.descriptor);
+         uint32_t w[2];
+         SwapFileRead(f, 0, w, 2);
+       },
        "@@Swap File Error: Error reading from swap file.\n\n" + badDescriptor},
-      {"write", [](SwapFile& f) { close(f.descriptor); uint32_t w[2] = {}; SwapFileWrite(f, 0, w, 2); },
+      {"write",
+       [](SwapFile& f) {
+         close(f.descriptor);
+         uint32_t w[2] = {};
+         SwapFileWrite(f, 0, w, 2);
+       },
        "@@Swap File Error: Error writing to swap file.\n\n" + badDescriptor},
       {"write chunk",
        [](SwapFile& f) {
@@ -289,12 +307,32 @@ TEST_F(SwapDeathTest, TransferCloseAndDeleteFailuresStopWithCodeOne) {
          SwapFileWrite(f, 0, w, 2);
        },
        "@@" + badDescriptor},
-      {"read past the end", [](SwapFile& f) { uint32_t w[2]; SwapFileRead(f, 4, w, 2); },
+      {"write of exactly one chunk",  // one call, so the failure is the last piece's
+       [](SwapFile& f) {
+         close(f.descriptor);
+         gSwapChunkBytes = 8;
+         uint32_t w[2] = {};
+         SwapFileWrite(f, 0, w, 2);
+       },
+       "@@Swap File Error: Error writing to swap file.\n\n" + badDescriptor},
+      {"read past the end",
+       [](SwapFile& f) {
+         uint32_t w[2];
+         SwapFileRead(f, 4, w, 2);
+       },
        "@@Swap File Error: Error reading from swap file.\n\nError Code: 5    Read Fault\n" +
            std::string(kPause) + "$"},
-      {"close", [](SwapFile& f) { close(f.descriptor); SwapFileClose(f); },
+      {"close",
+       [](SwapFile& f) {
+         close(f.descriptor);
+         SwapFileClose(f);
+       },
        "@@Swap File Error: Unable to close swapfile.\n" + std::string(kPause) + "$"},
-      {"delete", [](SwapFile& f) { unlink(f.path); SwapFileClose(f); },
+      {"delete",
+       [](SwapFile& f) {
+         unlink(f.path);
+         SwapFileClose(f);
+       },
        "@@Swap File Error: Unable to delete swapfile.\n" + std::string(kPause) + "$"},
   };
   for (const Case& c : cases) {

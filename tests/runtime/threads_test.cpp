@@ -1,5 +1,7 @@
 // Fork/join: thread counts of fork trees, identical results when thread starts fail, the flat
 // per-disk fork, and the process ending with a half's non-zero result.
+#include "runtime/threads.hpp"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,7 +10,6 @@
 #include <vector>
 
 #include "runtime/allocation_heap.hpp"
-#include "runtime/threads.hpp"
 #include "runtime_test_util.hpp"
 #include "test_support.hpp"
 
@@ -24,7 +25,8 @@ struct TreeRun {
   std::atomic<uint64_t> nextRank{0};
 };
 
-uint32_t ForkTree(AllocationHeap* heap, uint32_t budget, uint64_t first, uint64_t count, TreeRun& run) {
+uint32_t ForkTree(AllocationHeap* heap, uint32_t budget, uint64_t first, uint64_t count,
+                  TreeRun& run) {
   if (budget == 0 || count == 1) {
     for (uint64_t leaf = first; leaf < first + count; ++leaf) {
       run.visitRank[leaf] = run.nextRank.fetch_add(1);
@@ -106,7 +108,8 @@ TEST(ForkJoin, FailedStartsRunInlineFirstHalfFirstWithTheSameResults) {
     EXPECT_EQ(outcome.threads, 0u);
     EXPECT_EQ(test::CountOccurrences(outcome.output, "Warning: Unable to create thread.\n"),
               static_cast<int>(leaves - 1));
-    EXPECT_EQ(outcome.output.size(), (leaves - 1) * std::string("Warning: Unable to create thread.\n").size());
+    EXPECT_EQ(outcome.output.size(),
+              (leaves - 1) * std::string("Warning: Unable to create thread.\n").size());
     for (uint64_t leaf = 0; leaf < leaves; ++leaf) EXPECT_EQ(run.visitRank[leaf], leaf);
     ExpectLeavesDone(&heap, run);
   }
@@ -141,7 +144,8 @@ TEST(StartThread, BodyRunsOnAnotherThreadAndJoinWaitsForIt) {
 TEST(ForkFlat, EveryPartRunsOnceOnOneThreadPerPartButTheLast) {
   for (uint32_t failing : {0u, 2u}) {
     for (uint32_t count = 0; count <= 6; ++count) {
-      SCOPED_TRACE("parts " + std::to_string(count) + ", failing starts " + std::to_string(failing));
+      SCOPED_TRACE("parts " + std::to_string(count) + ", failing starts " +
+                   std::to_string(failing));
       std::vector<std::atomic<int>> runs(count);
       std::vector<std::thread::id> threadOf(count);
       test::ConsoleCapture capture;
@@ -188,33 +192,40 @@ TEST_F(ThreadDeathTest, NonZeroResultEndsTheProcessWithThatCode) {
   EXPECT_EXIT(
       {
         test::ShowStdoutOnStderr();
-        ForkJoin(nullptr, 0, [](AllocationHeap*) { return 5u; }, [](AllocationHeap*) { return 0u; });
+        ForkJoin(
+            nullptr, 0, [](AllocationHeap*) { return 5u; }, [](AllocationHeap*) { return 0u; });
       },
       ::testing::ExitedWithCode(5),
-      "@@Thread Error: Thread ended with a non-zero return value: 5Press any key to continue . . . \n$");
+      "@@Thread Error: Thread ended with a non-zero return value: 5Press any key to continue . . . "
+      "\n$");
   EXPECT_EXIT(
       {
         test::ShowStdoutOnStderr();
         AllocationHeap heap;
         HeapCreate(nullptr, &heap, 1 << 16);
-        ForkJoin(&heap, 1, [](AllocationHeap*) { return 0u; }, [](AllocationHeap*) { return 6u; });
+        ForkJoin(
+            &heap, 1, [](AllocationHeap*) { return 0u; }, [](AllocationHeap*) { return 6u; });
       },
-      ::testing::ExitedWithCode(6), "@@Thread Error: Thread ended with a non-zero return value: 6Press");
+      ::testing::ExitedWithCode(6),
+      "@@Thread Error: Thread ended with a non-zero return value: 6Press");
   EXPECT_EXIT(
       {
         test::ShowStdoutOnStderr();
         FailNextThreadStarts(1);
-        ForkJoin(nullptr, 0, [](AllocationHeap*) { return 7u; }, [](AllocationHeap*) { return 0u; });
+        ForkJoin(
+            nullptr, 0, [](AllocationHeap*) { return 7u; }, [](AllocationHeap*) { return 0u; });
       },
       ::testing::ExitedWithCode(7),
-      "@@Warning: Unable to create thread.\nThread Error: Thread ended with a non-zero return value: 7");
+      "@@Warning: Unable to create thread.\nThread Error: Thread ended with a non-zero return "
+      "value: 7");
   EXPECT_EXIT(
       {
         test::ShowStdoutOnStderr();
         ForkFlat(3, [](uint32_t part) { return part == 1 ? 9u : 0u; });
       },
-      ::testing::ExitedWithCode(9), "@@(Warning: Unable to set thread priority.\n)?Thread Error: "
-                                    "Thread ended with a non-zero return value: 9Press");
+      ::testing::ExitedWithCode(9),
+      "@@(Warning: Unable to set thread priority.\n)?Thread Error: "
+      "Thread ended with a non-zero return value: 9Press");
 }
 
 }  // namespace
