@@ -1,0 +1,187 @@
+// Additions against GMP: operands are truncated at the kept range's low end exactly as the
+// precision rule says, summed exactly by GMP, and the result must match word for word.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "bignum_oracle.hpp"
+#include "test_support.hpp"
+
+namespace zx {
+namespace {
+
+// The value of a truncated to positions at or above low, scaled to 2^(32·low).
+void TruncatedAt(mpz_t z, BigFloat& a, int64_t low) {
+  test::ToMpz(z, nullptr, a.magnitude);
+  if (a.exponent >= low) {
+    mpz_mul_2exp(z, z, static_cast<mp_bitcnt_t>(32 * (a.exponent - low)));
+  } else {
+    mpz_fdiv_q_2exp(z, z, static_cast<mp_bitcnt_t>(32 * (low - a.exponent)));
+  }
+  if (a.sign == 0) mpz_neg(z, z);
+}
+
+struct AddCase {
+  uint64_t maxWords;
+  int64_t exponentSpread;
+  int iterations;
+};
+
+class AddAgainstGmp : public ::testing::TestWithParam<AddCase> {};
+
+TEST_P(AddAgainstGmp, KeepsTopAndPPlusThreeWordsWithoutRounding) {
+  const AddCase param = GetParam();
+  std::mt19937_64 rng(test::TestSeed());
+  mpz_t x, y, expected, actual;
+  mpz_inits(x, y, expected, actual, nullptr);
+  const int iterations = param.iterations * static_cast<int>(test::TestMultiplier());
+  for (int i = 0; i < iterations; ++i) {
+    BigFloat a, b, sum;
+    test::RandomBigFloat(nullptr, rng, a, param.maxWords, param.exponentSpread);
+    if (rng() % 5 == 0) {
+      BigFloatCopy(nullptr, a, b);  // equal magnitudes: cancellation to the canonical zero
+      if (rng() % 2 == 0) b.exponent += static_cast<int64_t>(rng() % 3);
+    } else {
+      test::RandomBigFloat(nullptr, rng, b, param.maxWords, param.exponentSpread);
+    }
+    if (rng() % 7 == 0) BigFloatSetZero(rng() % 2 ? a : b);
+    const uint64_t precision =
+        rng() % 8 == 0 ? kFullPrecision : 1 + rng() % (2 * param.maxWords + 2);
+    const bool subtract = rng() % 2 == 0;
+    SCOPED_TRACE(::testing::Message() << "seed " << test::TestSeed() << " case " << i << " la "
+                                      << a.magnitude.length << " ea " << a.exponent << " lb "
+                                      << b.magnitude.length << " eb " << b.exponent << " p "
+                                      << precision << (subtract ? " subtract" : " add"));
+    const bool oneZero = BigFloatIsZero(a) || BigFloatIsZero(b);
+    const int64_t top = std::max(BigFloatTop(a), BigFloatTop(b));
+    int64_t low = top - static_cast<int64_t>(precision) - 3;
+    if (low < a.exponent && low < b.exponent) low = std::min(a.exponent, b.exponent);
+    if (oneZero) low = std::min(a.exponent, b.exponent) - 1;  // a zero operand copies exactly
+
+    TruncatedAt(x, a, low);
+    TruncatedAt(y, b, low);
+    subtract ? mpz_sub(expected, x, y) : mpz_add(expected, x, y);
+
+    if (subtract) {
+      BigFloatCopy(nullptr, a, sum);
+      BigFloatSubtract(nullptr, sum, b, precision);
+    } else {
+      BigFloatAdd(nullptr, a, b, sum, precision);
+    }
+    if (mpz_sgn(expected) == 0) {
+      EXPECT_TRUE(BigFloatIsZero(sum));
+      EXPECT_EQ(sum.sign, 1u);
+      EXPECT_EQ(sum.exponent, 0);
+      EXPECT_EQ(sum.magnitude.words, nullptr);
+    } else {
+      ASSERT_FALSE(BigFloatIsZero(sum));
+      EXPECT_NE(sum.magnitude.words[sum.magnitude.length - 1], 0u);
+      if (!oneZero) {
+        EXPECT_EQ(sum.exponent, low);
+        EXPECT_LE(BigFloatTop(sum), top + 1);
+      }
+      test::ToScaledMpz(actual, nullptr, sum, low);
+      EXPECT_EQ(mpz_cmp(actual, expected), 0);
+    }
+    BigFloatRelease(a);
+    BigFloatRelease(b);
+    BigFloatRelease(sum);
+  }
+  mpz_clears(x, y, expected, actual, nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Shapes, AddAgainstGmp,
+                         ::testing::Values(AddCase{4, 3, 4000}, AddCase{40, 30, 2000},
+                                           AddCase{2000, 2500, 300}));
+
+TEST(BigFloatAdd, NamedCases) {
+  // 1 + 2^(32·100) at precision 10 keeps 13 words below the top: the 1 is dropped.
+  BigFloat one, big, sum;
+  BigFloatSetWord(nullptr, one, 1);
+  BigFloatSetWord(nullptr, big, 1);
+  big.exponent = 100;
+  BigFloatAdd(nullptr, one, big, sum, 10);
+  EXPECT_EQ(sum.exponent, 88);
+  ASSERT_EQ(sum.magnitude.length, 13u);
+  for (uint64_t i = 0; i < 12; ++i) EXPECT_EQ(sum.magnitude.words[i], 0u);
+  EXPECT_EQ(sum.magnitude.words[12], 1u);
+  BigFloatRelease(sum);
+
+  // A carry out of the top makes a new word.
+  BigFloat ones;
+  BigFloatSetWord(nullptr, ones, 0xFFFFFFFFu);
+  BigFloatAdd(nullptr, ones, one, sum, 5);
+  ASSERT_EQ(sum.magnitude.length, 2u);
+  EXPECT_EQ(sum.magnitude.words[0], 0u);
+  EXPECT_EQ(sum.magnitude.words[1], 1u);
+  BigFloatRelease(sum);
+
+  // Equal values cancel to the canonical zero, whatever their exponents.
+  BigFloat copy;
+  BigFloatCopy(nullptr, big, copy);
+  BigFloatSubtract(nullptr, copy, big, 10);
+  EXPECT_TRUE(BigFloatIsZero(copy));
+  EXPECT_EQ(copy.sign, 1u);
+  EXPECT_EQ(copy.exponent, 0);
+
+  // An operand may also be the output.
+  BigFloatAdd(nullptr, one, one, one, 3);
+  ASSERT_EQ(one.magnitude.length, 1u);
+  EXPECT_EQ(one.magnitude.words[0], 2u);
+  BigFloatRelease(one);
+  BigFloatRelease(big);
+  BigFloatRelease(ones);
+}
+
+TEST(BigFloatAddMeasure, ReportsTheHighestDifferingWord) {
+  BigFloat a, b, sum;
+  test::SetWords(nullptr, a.magnitude, {5, 7, 9, 11});
+  test::SetWords(nullptr, b.magnitude, {6, 7, 8, 11});
+  a.exponent = b.exponent = -4;
+  // Words at positions -4..-1: they differ at -2 (9 vs 8) and -4.
+  EXPECT_EQ(BigFloatAddMeasure(nullptr, a, b, sum, 10), -2);
+  EXPECT_EQ(sum.sign, 1u);
+  BigFloatRelease(sum);
+  BigFloatRelease(b);
+  BigFloatCopy(nullptr, a, b);
+  // Agreement throughout reports the lowest kept position.
+  EXPECT_EQ(BigFloatAddMeasure(nullptr, a, b, sum, 10), -4);
+  BigFloatRelease(sum);
+  EXPECT_EQ(BigFloatAddMeasure(nullptr, a, b, sum, 1), -4);  // kept range: top − 1 − 3
+  BigFloatRelease(sum);
+  BigFloat zero;
+  EXPECT_EQ(BigFloatAddMeasure(nullptr, a, zero, sum, 10), 0);  // the top position of a
+  BigFloatRelease(sum);
+  EXPECT_EQ(BigFloatAddMeasure(nullptr, zero, zero, sum, 10), 0);
+  EXPECT_TRUE(BigFloatIsZero(sum));
+  BigFloatRelease(a);
+  BigFloatRelease(b);
+}
+
+TEST(BigFloatCompareMagnitude, OrdersByTopThenWordsIgnoringSigns) {
+  std::mt19937_64 rng(test::TestSeed() + 1);
+  mpz_t x, y;
+  mpz_inits(x, y, nullptr);
+  for (int i = 0; i < 3000; ++i) {
+    BigFloat a, b;
+    test::RandomBigFloat(nullptr, rng, a, 6, 4);
+    if (rng() % 3 == 0) {
+      BigFloatCopy(nullptr, a, b);
+      if (rng() % 2) BigFloatNegate(b);
+    } else {
+      test::RandomBigFloat(nullptr, rng, b, 6, 4);
+    }
+    if (rng() % 10 == 0) BigFloatSetZero(a);
+    const int64_t scale = std::min(a.exponent, b.exponent);
+    test::ToScaledMpz(x, nullptr, a, scale);
+    test::ToScaledMpz(y, nullptr, b, scale);
+    const int expected = mpz_cmpabs(x, y);
+    EXPECT_EQ(BigFloatCompareMagnitude(nullptr, a, b), (expected > 0) - (expected < 0)) << i;
+    BigFloatRelease(a);
+    BigFloatRelease(b);
+  }
+  mpz_clears(x, y, nullptr);
+}
+
+}  // namespace
+}  // namespace zx
