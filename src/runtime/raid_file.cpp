@@ -1,6 +1,7 @@
 // Striping of one word array over the swap disks. Each disk holds one contiguous region of
 // S = ceil(words / disks) words, so any word range maps to a run of consecutive files, and a
 // transfer moves every touched region at once, one thread per disk.
+#include <atomic>
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
@@ -42,10 +43,15 @@ void RaidTransfer(RaidFile& raid, uint64_t firstWord, Word* buffer, uint64_t wor
   });
 }
 
+std::atomic<uint64_t> gRaidFilesCreated{0};
+
 }  // namespace
+
+uint64_t RaidFilesCreated() { return gRaidFilesCreated.load(); }
 
 void RaidFileCreate(AllocationHeap* heap, RaidFile& raid, const DiskList* disks,
                     uint64_t totalWords) {
+  gRaidFilesCreated.fetch_add(1);
   raid = RaidFile{};
   // The name is the address of its own piece, unique among the RaidFiles alive at once.
   char* baseName = static_cast<char*>(AllocBytes(heap, kBaseNameBytes));

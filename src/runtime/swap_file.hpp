@@ -52,6 +52,8 @@ void RaidFileWritePrefix(RaidFile& raid, const uint32_t* buffer, uint64_t words)
 void RaidFileReadRange(RaidFile& raid, uint64_t firstWord, uint32_t* buffer, uint64_t words);
 void RaidFileWriteRange(RaidFile& raid, uint64_t firstWord, const uint32_t* buffer, uint64_t words);
 void RaidFileDestroy(RaidFile& raid);
+// RaidFiles created since the program started (tests check that staged work really went to disk).
+uint64_t RaidFilesCreated();
 
 // "Error Code: " errno, four blanks, the text for the error, "\n".
 void PrintSystemError(int errorCode);
