@@ -108,6 +108,13 @@ TruncatedShape TruncateOperands(uint64_t la, uint64_t lb, uint64_t t) {
   return shape;
 }
 
+TruncatedProduct SkipTruncatedWords(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t lb,
+                                    uint64_t t) {
+  const TruncatedShape shape = TruncateOperands(la, lb, t);
+  return TruncatedProduct{a + shape.dropA, la - shape.dropA, b + shape.dropB, lb - shape.dropB,
+                          shape.t};
+}
+
 uint64_t BasecaseScratchBytes(uint64_t la, uint64_t lb) {
   return RectangularOrBalancedScratchWords(la, lb) * sizeof(uint32_t);
 }
@@ -157,19 +164,17 @@ uint64_t BasecaseSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uin
 uint64_t BasecaseMultiplyTruncated(AllocationHeap* heap, const uint32_t* a, uint64_t la,
                                    const uint32_t* b, uint64_t lb, uint32_t* out, uint64_t t) {
   if (t >= la + lb) return 0;
-  const TruncatedShape shape = TruncateOperands(la, lb, t);
-  const uint64_t keptA = la - shape.dropA;
-  const uint64_t keptB = lb - shape.dropB;
+  const TruncatedProduct kept = SkipTruncatedWords(a, la, b, lb, t);
   const uint64_t scratchBytes = BasecaseTruncatedScratchBytes(la, lb, t);
   uint32_t* product = AllocWords32(heap, scratchBytes / sizeof(uint32_t));
   if (product == nullptr) return scratchBytes;
-  uint32_t* scratch = product + keptA + keptB;
-  if (keptA == keptB) {
-    MulBalanced(a + shape.dropA, b + shape.dropB, keptA, product, scratch);
+  uint32_t* scratch = product + kept.la + kept.lb;
+  if (kept.la == kept.lb) {
+    MulBalanced(kept.a, kept.b, kept.la, product, scratch);
   } else {
-    MulRectangular(a + shape.dropA, keptA, b + shape.dropB, keptB, product, scratch);
+    MulRectangular(kept.a, kept.la, kept.b, kept.lb, product, scratch);
   }
-  CopyWords(out, product + shape.t, keptA + keptB - shape.t);
+  CopyWords(out, product + kept.t, kept.la + kept.lb - kept.t);
   Release(product);
   return 0;
 }

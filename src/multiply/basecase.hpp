@@ -48,6 +48,17 @@ struct TruncatedShape {
 };
 TruncatedShape TruncateOperands(uint64_t la, uint64_t lb, uint64_t t);
 
+// The operands with those words skipped, in the order given, and the truncation that remains.
+struct TruncatedProduct {
+  const uint32_t* a;
+  uint64_t la;
+  const uint32_t* b;
+  uint64_t lb;
+  uint64_t t;
+};
+TruncatedProduct SkipTruncatedWords(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t lb,
+                                    uint64_t t);
+
 // Scratch of the methods, in words.
 uint64_t KaratsubaScratchWords(uint64_t m);
 uint64_t KaratsubaSquareScratchWords(uint64_t m);

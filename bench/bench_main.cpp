@@ -1,0 +1,125 @@
+// zentrix-bench: times the engine's operations against GMP on the same operands.
+//   zentrix-bench <command> [--words N] [--threads T] [--runs R]
+// To add a command: write its handler (int(const Options&)), declare it in bench.hpp and add a
+// row to kCommands with its help line; options are shared by all commands.
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "bench.hpp"
+#include "shell/console.hpp"
+
+namespace zx::bench {
+namespace {
+
+const Command kCommands[] = {
+    {"mul", "products of random N-word numbers (default: N from 1,000 to 1,000,000)", RunMultiply},
+    {"square", "squares of random N-word numbers (same sizes)", RunSquare},
+};
+
+void PrintHelp() {
+  ConsoleWrite(
+      "Usage: zentrix-bench <command> [--words N] [--threads T] [--runs R]\n\nCommands:\n");
+  for (const Command& command : kCommands) ConsolePrintf("  %-8s %s\n", command.name, command.help);
+  ConsoleWrite(
+      "\nOptions:\n"
+      "  --words N    operand length in 32-bit words (default: the command's sweep)\n"
+      "  --threads T  threads, a power of two (default 1)\n"
+      "  --runs R     measurements per size, the median is printed (default 5, at least 3)\n");
+}
+
+int Fail(const std::string& message) {
+  ConsolePrintf("zentrix-bench: %s\nTry 'zentrix-bench --help'.\n", message.c_str());
+  ConsoleFlush();
+  return 1;
+}
+
+// A decimal number without overflow; false on anything else.
+bool ParseNumber(const std::string& text, uint64_t limit, uint64_t* value) {
+  if (text.empty() || text.size() > 19) return false;
+  uint64_t result = 0;
+  for (char c : text) {
+    if (c < '0' || c > '9') return false;
+    result = result * 10 + static_cast<uint64_t>(c - '0');
+  }
+  if (result > limit) return false;
+  *value = result;
+  return true;
+}
+
+}  // namespace
+
+double MedianSeconds(const Options& options, const std::function<void()>& body) {
+  using Clock = std::chrono::steady_clock;
+  std::vector<double> samples;
+  for (uint32_t run = 0; run < options.runs; run++) {
+    uint64_t calls = 0;
+    const Clock::time_point start = Clock::now();
+    double elapsed = 0;
+    do {
+      body();
+      calls++;
+      elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+    } while (elapsed < 0.05);
+    samples.push_back(elapsed / static_cast<double>(calls));
+  }
+  std::sort(samples.begin(), samples.end());
+  return samples[samples.size() / 2];
+}
+
+uint32_t ThreadExponent(uint32_t threads) {
+  uint32_t exponent = 0;
+  while ((uint32_t{2} << exponent) <= threads) exponent++;
+  return exponent;
+}
+
+}  // namespace zx::bench
+
+int main(int argc, char** argv) {
+  using namespace zx::bench;
+  std::vector<std::string> args(argv + 1, argv + argc);
+  if (args.empty() || args[0] == "-h" || args[0] == "--help") {
+    PrintHelp();
+    zx::ConsoleFlush();
+    return args.empty() ? 1 : 0;
+  }
+  const Command* command = nullptr;
+  for (const Command& candidate : kCommands) {
+    if (args[0] == candidate.name) command = &candidate;
+  }
+  if (command == nullptr) return Fail("unknown command '" + args[0] + "'");
+  Options options;
+  for (size_t i = 1; i < args.size(); i++) {
+    std::string name = args[i];
+    std::string value;
+    const size_t equals = name.find('=');
+    if (equals != std::string::npos) {
+      value = name.substr(equals + 1);
+      name = name.substr(0, equals);
+    } else if (i + 1 < args.size()) {
+      value = args[++i];
+    }
+    uint64_t number = 0;
+    if (name == "-h" || name == "--help") {
+      PrintHelp();
+      zx::ConsoleFlush();
+      return 0;
+    }
+    if (name == "--words" && ParseNumber(value, uint64_t{1} << 32, &number) && number > 0) {
+      options.words = number;
+    } else if (name == "--threads" && ParseNumber(value, 1024, &number) && number > 0 &&
+               (number & (number - 1)) == 0) {
+      options.threads = static_cast<uint32_t>(number);
+    } else if (name == "--runs" && ParseNumber(value, 1000, &number) && number >= 3) {
+      options.runs = static_cast<uint32_t>(number);
+    } else {
+      return Fail("invalid option '" + args[i] + "'");
+    }
+  }
+  const int status = command->run(options);
+  zx::ConsoleFlush();
+  return status;
+}

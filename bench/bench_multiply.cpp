@@ -1,0 +1,122 @@
+// The mul and square commands: random operands multiplied by the engine and by GMP (64-bit limbs,
+// the same operands converted), one line per size with the median seconds per product and their
+// ratio. ZentrixMultiplyWords is the engine's door for these timings.
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "bench.hpp"
+#include "multiply/basecase.hpp"
+#include "multiply/fft_mul.hpp"
+#include "shell/console.hpp"
+#include "shell/fatal.hpp"
+
+#if defined(ZX_HAVE_GMP)
+#include <gmp.h>
+#endif
+
+namespace zx {
+
+// out (la + lb words) = a·b, by size: the basecase below 58 words, the FFT above it, its tables
+// prepared on demand for any size.
+void ZentrixMultiplyWords(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t lb,
+                          uint32_t* out, uint32_t threadExponent);
+void ZentrixSquareWords(const uint32_t* a, uint64_t n, uint32_t* out, uint32_t threadExponent);
+
+void ZentrixMultiplyWords(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t lb,
+                          uint32_t* out, uint32_t threadExponent) {
+  (void)threadExponent;
+  uint64_t status = 0;
+  if (la < kFftChunkMinWords || lb < kFftChunkMinWords) {
+    status = BasecaseMultiply(nullptr, a, la, b, lb, out);
+  } else {
+    if (!FftTablesReach(la + lb)) PrepareFftTablesForProduct(la + lb);
+    status = FftMultiply(nullptr, a, la, b, lb, out, 0);
+  }
+  if (status != 0) FatalAllocation();
+}
+
+void ZentrixSquareWords(const uint32_t* a, uint64_t n, uint32_t* out, uint32_t threadExponent) {
+  (void)threadExponent;
+  uint64_t status = 0;
+  if (n < 54) {
+    status = BasecaseSquare(nullptr, a, n, out);
+  } else {
+    if (!FftTablesReach(2 * n)) PrepareFftTablesForProduct(2 * n);
+    status = FftSquare(nullptr, a, n, out, 0);
+  }
+  if (status != 0) FatalAllocation();
+}
+
+namespace bench {
+namespace {
+
+const uint64_t kSweepWords[] = {1000, 3000, 10000, 30000, 100000, 300000, 1000000};
+
+std::vector<uint32_t> RandomWords(std::mt19937_64& rng, uint64_t count) {
+  std::vector<uint32_t> words(count);
+  for (uint32_t& word : words) word = static_cast<uint32_t>(rng());
+  return words;
+}
+
+int Measure(const Options& options, bool square) {
+  std::vector<uint64_t> sizes(std::begin(kSweepWords), std::end(kSweepWords));
+  if (options.words != 0) sizes = {options.words};
+  const uint32_t exponent = ThreadExponent(options.threads);
+  std::mt19937_64 rng(20261121);
+  for (uint64_t n : sizes) {
+    const std::vector<uint32_t> a = RandomWords(rng, n);
+    const std::vector<uint32_t> b = square ? a : RandomWords(rng, n);
+    std::vector<uint32_t> out(2 * n);
+    // Tables are prepared before the clock starts, as a run would.
+    if (square) {
+      ZentrixSquareWords(a.data(), n, out.data(), exponent);
+    } else {
+      ZentrixMultiplyWords(a.data(), n, b.data(), n, out.data(), exponent);
+    }
+    const double zentrixSeconds = MedianSeconds(options, [&] {
+      if (square) {
+        ZentrixSquareWords(a.data(), n, out.data(), exponent);
+      } else {
+        ZentrixMultiplyWords(a.data(), n, b.data(), n, out.data(), exponent);
+      }
+    });
+    ConsolePrintf("%s words=%llu threads=%u zentrix_s=%.6g", square ? "square" : "mul",
+                  static_cast<unsigned long long>(n), options.threads, zentrixSeconds);
+#if defined(ZX_HAVE_GMP)
+    // Limbs of 64 bits: two words each, the odd top word zero-extended.
+    const uint64_t limbs = (n + 1) / 2;
+    std::vector<mp_limb_t> x(limbs, 0);
+    std::vector<mp_limb_t> y(limbs, 0);
+    std::vector<mp_limb_t> z(2 * limbs);
+    std::memcpy(x.data(), a.data(), n * sizeof(uint32_t));
+    std::memcpy(y.data(), b.data(), n * sizeof(uint32_t));
+    const double gmpSeconds = MedianSeconds(options, [&] {
+      if (square) {
+        mpn_sqr(z.data(), x.data(), static_cast<mp_size_t>(limbs));
+      } else {
+        mpn_mul_n(z.data(), x.data(), y.data(), static_cast<mp_size_t>(limbs));
+      }
+    });
+    ConsolePrintf(" gmp_s=%.6g ratio=%.3f", gmpSeconds, zentrixSeconds / gmpSeconds);
+    if (std::memcmp(z.data(), out.data(), 2 * n * sizeof(uint32_t)) != 0) {
+      ConsolePrintf(" MISMATCH");
+    }
+#endif
+    ConsoleWrite("\n");
+    ConsoleFlush();
+  }
+  return 0;
+}
+
+}  // namespace
+
+int RunMultiply(const Options& options) {
+  return Measure(options, false);
+}
+int RunSquare(const Options& options) {
+  return Measure(options, true);
+}
+
+}  // namespace bench
+}  // namespace zx

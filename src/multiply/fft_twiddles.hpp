@@ -1,0 +1,30 @@
+// The prepared twiddle factors of the floating-point transforms, process-wide and read-only once
+// built. Two families of lengths (2^i and 3·2^i) each keep one table per level, so that every
+// transform reads its factors contiguously; a smaller level holds every second entry of the next
+// larger one, and only the largest level of a family is computed (from a table of the first octant
+// of the circle, in extended precision), the others copied from it. Tables only grow: a level once
+// built stays at its address until everything is released, so readers never take a lock.
+#pragma once
+
+#include <cstdint>
+
+namespace zx {
+
+// Makes ready the factors of every transform of at most `points` real points (both families).
+// Allocation failure: "Allocation Failure", pause, exit 1.
+void PrepareFftTwiddles(uint64_t points);
+// The prepared factors cover a transform of `points` real points.
+bool FftTwiddlesReach(uint64_t points);
+void ReleaseFftTwiddles();
+
+namespace fft {
+
+// Radix-4 factors of a lane-transform level of q vectors (q = 2^i ≥ 4 or 3·2^i ≥ 12): for each
+// j < q/4 the (cos, sin) pairs of w^j, w^2j and w^3j, w = e^(−2πi/q): 6 doubles per j.
+const double* Radix4Twiddles(uint64_t q);
+// Outer factors of an N-point complex transform (N = 4M vectors of 4 lanes): per v < M one
+// complex lane vector (8 doubles) holding e^(2πi·v·(1 − 4k)/(4N)) for the lanes' k = 0, 2, 1, 3.
+const double* OuterTwiddles(uint64_t n);
+
+}  // namespace fft
+}  // namespace zx

@@ -1,0 +1,172 @@
+// The floating-point FFT against GMP: the size table and its even-width rule, products and squares
+// around the front-end's limits (57/58, 53/54, 11999 words) on random, sparse and all-ones
+// operands (all ones is where the rounding error shows first), every rectangular method,
+// truncation, and the heap entries.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "multiply/basecase.hpp"
+#include "multiply/fft_mul.hpp"
+#include "multiply/fft_size_table.hpp"
+#include "multiply_test_util.hpp"
+#include "test_support.hpp"
+
+namespace zx {
+namespace {
+
+using test::Words;
+
+constexpr uint32_t kGuard = 0x5EC0DE17u;
+
+TEST(FftSizeTableTest, ChoosesTheFirstRowThatHoldsTheProduct) {
+  FftSize size;
+  // 58 × 58 words: 3712 bits; 3·2^6 holds 4032 at b = 21, and 192·20 = 3840 still fits.
+  ASSERT_TRUE(ChooseFftSize(3712, &size));
+  EXPECT_EQ(size.points, 192u);
+  EXPECT_EQ(size.pointBits, 20u);
+  EXPECT_EQ(size.lengthCode, 4u * 7 + 2);
+  // 84 words: 5376 bits exactly fill 2^8 at b = 21, and 256·20 does not cover them.
+  ASSERT_TRUE(ChooseFftSize(5376, &size));
+  EXPECT_EQ(size.points, 256u);
+  EXPECT_EQ(size.pointBits, 21u);
+  EXPECT_EQ(size.lengthCode, 32u);
+  ASSERT_TRUE(ChooseFftSize(5377, &size));
+  EXPECT_EQ(size.points, 384u);
+  EXPECT_EQ(size.pointBits, 20u);
+  ASSERT_TRUE(ChooseFftSize(1, &size));
+  EXPECT_EQ(size.points, 64u);
+  EXPECT_EQ(size.pointBits, 22u);
+  ASSERT_TRUE(ChooseFftSize(9663676416u, &size));
+  EXPECT_EQ(size.points, uint64_t{1} << 30);
+  EXPECT_EQ(size.pointBits, 9u);
+  EXPECT_FALSE(ChooseFftSize(9663676417u, &size));
+}
+
+TEST(FftSizeTableTest, RowsGrowAndCodesRoundTrip) {
+  EXPECT_EQ(FftCapacityBits(0), 1408u);
+  EXPECT_EQ(FftCapacityBits(kFftSizeRows - 1), 9663676416u);
+  for (int row = 0; row < kFftSizeRows; row++) {
+    const FftSize size = FftSizeRow(row);
+    EXPECT_EQ(FftLengthFromCode(size.lengthCode), size.points) << "row " << row;
+    if (row > 0) {
+      EXPECT_GT(FftCapacityBits(row), FftCapacityBits(row - 1)) << "row " << row;
+    }
+  }
+  EXPECT_EQ(FftLengthFromCode(4 * 9 + 1), 5u << 7);
+  EXPECT_EQ(FftLengthFromCode(4 * 9 + 3), 7u << 7);
+}
+
+TEST(FftSizeTableTest, BeyondTheTableStops) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  test::FeedStdin("");
+  EXPECT_EXIT(FftSizeExceeded(), ::testing::ExitedWithCode(1), "");
+}
+
+struct Case {
+  uint64_t la;
+  uint64_t lb;
+};
+
+// Runs FftMultiply (or FftSquare when b is null) and compares with GMP; t is the truncation.
+void CheckProduct(const Words& a, const Words* b, uint64_t t, const std::string& what) {
+  const uint64_t la = a.size();
+  const uint64_t lb = b == nullptr ? la : b->size();
+  const uint64_t kept = t < la + lb ? la + lb - t : 0;
+  Words out(kept + 4, kGuard);
+  if (b == nullptr) {
+    ASSERT_EQ(FftSquare(nullptr, a.data(), la, out.data(), t), 0u);
+  } else {
+    ASSERT_EQ(FftMultiply(nullptr, a.data(), la, b->data(), lb, out.data(), t), 0u);
+  }
+  for (uint64_t i = kept; i < out.size(); i++) ASSERT_EQ(out[i], kGuard) << what;
+  if (kept == 0) return;
+  const Words exact = test::GmpProduct(a, b == nullptr ? a : *b);
+  out.resize(kept);
+  const TruncatedShape shape = TruncateOperands(la, lb, t);
+  if (shape.dropA == 0 && shape.dropB == 0) {
+    ASSERT_EQ(out, Words(exact.begin() + t, exact.end())) << what;
+  } else {
+    ASSERT_LE(test::TruncationShortfall(exact, t, out), 2u) << what;
+  }
+}
+
+TEST(FftProductTest, AgreesWithGmpAroundTheFrontEndLimits) {
+  std::mt19937_64 rng(test::TestSeed());
+  const uint64_t sizes[] = {1,  2,  3,  17,  44,  45,  53,   54,   57,   58,   59,
+                            83, 84, 85, 127, 256, 700, 1000, 2047, 4095, 6001, 11999};
+  for (uint64_t n : sizes) {
+    const std::string seed = " seed=" + std::to_string(test::TestSeed());
+    for (int kind = 0; kind < 3; kind++) {
+      const Words a = kind == 0   ? test::RandomWords(rng, n)
+                      : kind == 1 ? test::SparseWords(rng, n)
+                                  : test::AllOnes(n);
+      const Words b = kind == 0   ? test::RandomWords(rng, n)
+                      : kind == 1 ? test::SparseWords(rng, n)
+                                  : test::AllOnes(n);
+      const std::string what = "n=" + std::to_string(n) + " kind=" + std::to_string(kind) + seed;
+      CheckProduct(a, &b, 0, what);
+      CheckProduct(a, nullptr, 0, "square " + what);
+    }
+  }
+}
+
+TEST(FftProductTest, AgreesWithGmpOnEveryRectangularMethod) {
+  std::mt19937_64 rng(test::TestSeed() + 2);
+  // Ratios up to 4 take one transform; beyond it the chunked routine, with short operands below
+  // 58 words going to the basecase and tails of pieces on either side of 58 words.
+  const Case cases[] = {{59, 58},    {100, 60},    {232, 58},   {233, 58},   {1000, 250},
+                        {1001, 250}, {5000, 57},   {800, 3},    {3000, 100}, {4096, 200},
+                        {20000, 64}, {12345, 999}, {9000, 1100}};
+  for (const Case& c : cases) {
+    for (bool allOnes : {false, true}) {
+      const Words a = allOnes ? test::AllOnes(c.la) : test::RandomWords(rng, c.la);
+      const Words b = allOnes ? test::AllOnes(c.lb) : test::SparseWords(rng, c.lb);
+      CheckProduct(a, &b, 0, test::Shape(c.la, c.lb) + (allOnes ? " all ones" : " random"));
+      CheckProduct(b, &a, 0, test::Shape(c.lb, c.la) + " swapped");
+    }
+  }
+}
+
+TEST(FftProductTest, TruncatedProductsKeepTheHighWords) {
+  std::mt19937_64 rng(test::TestSeed() + 3);
+  const Case cases[] = {{60, 60}, {97, 64}, {300, 60}, {1000, 200}};
+  for (const Case& c : cases) {
+    const Words a = test::RandomWords(rng, c.la);
+    const Words b = test::RandomWords(rng, c.lb);
+    const uint64_t total = c.la + c.lb;
+    for (uint64_t t : {uint64_t{0}, uint64_t{1}, c.lb - 1, c.lb, c.lb + 1, c.la, c.la + 1,
+                       total / 2, total - 60, total - 2, total - 1, total, total + 5}) {
+      CheckProduct(a, &b, t, test::Shape(c.la, c.lb, t));
+      if (c.la == c.lb) CheckProduct(a, nullptr, t, "square " + test::Shape(c.la, c.la, t));
+    }
+  }
+}
+
+TEST(FftProductTest, HeapEntriesTakeWhatTheyAnnounce) {
+  std::mt19937_64 rng(test::TestSeed() + 4);
+  const Words a = test::RandomWords(rng, 3000);
+  const Words b = test::RandomWords(rng, 500);
+  const Words exact = test::GmpProduct(a, b);
+  for (uint64_t t : {uint64_t{0}, uint64_t{100}, uint64_t{2000}}) {
+    const uint64_t bytes = FftMultiplyScratchBytes(3000, 500, t);
+    AllocationHeap heap;
+    HeapCreate(nullptr, &heap, bytes + 4096);
+    Words out(3500 - t);
+    ASSERT_EQ(FftMultiply(&heap, a.data(), 3000, b.data(), 500, out.data(), t), 0u);
+    EXPECT_EQ(heap.activeCount, 0u);
+    HeapDestroy(&heap);
+    AllocationHeap tiny;
+    HeapCreate(nullptr, &tiny, 1024);
+    EXPECT_EQ(FftMultiply(&tiny, a.data(), 3000, b.data(), 500, out.data(), t), bytes);
+    EXPECT_EQ(FftSquare(&tiny, a.data(), 3000, out.data(), t), FftSquareScratchBytes(3000, t));
+    HeapDestroy(&tiny);
+  }
+  EXPECT_EQ(FftMemoryBytes(57), 8u * 57 + BasecaseScratchBytes(57, 57));
+  // 1000 words: 64000 bits fit 2^12 points of 19 bits (lowered to 18).
+  EXPECT_EQ(FftMemoryBytes(1000), 8u * 1000 + 20u * 4096 + 64);
+}
+
+}  // namespace
+}  // namespace zx
