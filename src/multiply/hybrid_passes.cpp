@@ -1,0 +1,241 @@
+// Pass tasks and their recursive halving over threads. A task stays on its thread when it has no
+// budget, when its sub-transforms are 16 points or fewer, or when one of them holds under 20000
+// words of data: a thread costs more than such work. A single large sub-transform is itself cut
+// into columns and rows first, so its halves become independent.
+#include "multiply/hybrid_passes.hpp"
+
+#include <algorithm>
+
+#include "runtime/threads.hpp"
+
+namespace zx {
+namespace {
+
+// Working set the split keeps its inner blocks under: (n + 1)·2^j + 2n + 2 words of 4 bytes.
+constexpr uint64_t kInnerBlockBytes = 0x300000;
+constexpr uint64_t kThreadMinWords = 20000;
+constexpr uint32_t kThreadMinLevels = 5;
+
+uint64_t InnerBlockBytes(uint64_t ringWords, uint32_t j) {
+  return (((ringWords + 1) << j) + 2 * ringWords + 2) * 4;
+}
+
+// One less than the first j ≥ 3 (j ≤ h) whose block reaches the limit, or h when none does.
+uint32_t LargestFittingExponent(uint64_t ringWords, uint32_t h) {
+  uint32_t j = 3;
+  while (j <= h && InnerBlockBytes(ringWords, j) < kInnerBlockBytes) ++j;
+  return j - 1;
+}
+
+uint32_t* SpareOf(const HybridPassTask& task) {
+  return reinterpret_cast<uint32_t*>(task.scratch);
+}
+
+double* PointwiseScratchOf(const HybridPassTask& task) {
+  const uint64_t spareBytes = (2 * task.buffer.strideWords * 4 + 63) & ~uint64_t{63};
+  return reinterpret_cast<double*>(task.scratch + spareBytes);
+}
+
+HybridSpan SpanOf(const HybridPassTask& task, uint64_t index) {
+  HybridSpan span = task.span;
+  span.first += task.spanDistance * index;
+  return span;
+}
+
+bool RunsSerially(const HybridPassTask& task) {
+  return task.threadExponent == 0 || task.span.levels < kThreadMinLevels ||
+         (task.buffer.ringWords << task.span.levels) < kThreadMinWords;
+}
+
+// Halves of a task: the first half, for the new thread, takes the scratch blocks further on.
+void Halves(const HybridPassTask& task, HybridPassTask& first, HybridPassTask& second) {
+  first = task;
+  second = task;
+  const uint64_t half = task.count / 2;
+  first.count = half;
+  second.count = task.count - half;
+  second.span.first += task.spanDistance * half;
+  first.threadExponent = second.threadExponent = task.threadExponent - 1;
+  first.scratch += task.scratchBlockBytes << (task.threadExponent - 1);
+}
+
+template <typename Body>
+void ForkHalves(const HybridPassTask& task, const Body& body) {
+  HybridPassTask first;
+  HybridPassTask second;
+  Halves(task, first, second);
+  ForkJoin(
+      nullptr, 1,
+      [&](AllocationHeap*) {
+        body(first);
+        return 0u;
+      },
+      [&](AllocationHeap*) {
+        body(second);
+        return 0u;
+      });
+}
+
+void LoadElements(const HybridBuffer& buffer, const HybridSpan& span, const HybridSource& source) {
+  const uint64_t n = buffer.ringWords;
+  for (uint64_t p = 0; p < (uint64_t{1} << span.levels); ++p) {
+    const uint64_t index = span.first + span.step * p;
+    uint32_t* element = HybridElement(buffer, index);
+    const uint64_t begin = index * source.pieceWords;
+    uint64_t copied = 0;
+    if (begin < source.lengthWords) {
+      copied = std::min(source.pieceWords, source.lengthWords - begin);
+      std::copy(source.words + begin, source.words + begin + copied, element);
+    }
+    std::fill(element + copied, element + n + 2, 0u);
+  }
+}
+
+// The 4.5 split of one sub-transform of exponent e: 2^g sub-transforms of e − g points (the
+// first levels), then 2^(e−g) of g points.
+uint32_t RowExponentForOne(uint64_t ringWords, uint32_t levels) {
+  const uint32_t h = levels / 2;
+  return h < 3 ? 2 : LargestFittingExponent(ringWords, h);
+}
+
+void SplitOne(const HybridPassTask& task, HybridPassTask& columns, HybridPassTask& rows) {
+  const uint32_t g = RowExponentForOne(task.buffer.ringWords, task.span.levels);
+  columns = task;
+  columns.span.step = task.span.step << g;
+  columns.span.levels = task.span.levels - g;
+  columns.spanDistance = task.span.step;
+  columns.count = uint64_t{1} << g;
+  rows = task;
+  rows.source = nullptr;
+  rows.span.firstLevel = task.span.firstLevel + task.span.levels - g;
+  rows.span.levels = g;
+  rows.spanDistance = task.span.step << g;
+  rows.count = uint64_t{1} << (task.span.levels - g);
+}
+
+// Pointwise products over the elements of sub-transforms [0, count) of the task.
+void PointwiseSerial(const HybridPassTask& task, const HybridBuffer* b,
+                     const HybridPointwise& pointwise) {
+  double* scratch = PointwiseScratchOf(task);
+  for (uint64_t j = 0; j < task.count; ++j) {
+    const HybridSpan span = SpanOf(task, j);
+    for (uint64_t p = 0; p < (uint64_t{1} << span.levels); ++p) {
+      const uint64_t index = span.first + span.step * p;
+      uint32_t* a = HybridElement(task.buffer, index);
+      if (b == nullptr) {
+        HybridPointwiseSquare(pointwise, a, scratch);
+      } else {
+        HybridPointwiseMultiply(pointwise, a, HybridElement(*b, index), scratch);
+      }
+    }
+  }
+}
+
+// The pointwise products of a task whose transforms run serially, still spread over threads:
+// they are the larger part of the work.
+void PointwiseParallel(const HybridPassTask& task, const HybridBuffer* b,
+                       const HybridPointwise& pointwise) {
+  const uint64_t elements = task.count << task.span.levels;
+  if (task.threadExponent == 0 || elements < 2 ||
+      elements * task.buffer.ringWords < kThreadMinWords) {
+    PointwiseSerial(task, b, pointwise);
+    return;
+  }
+  if (task.count < 2) {
+    // Sub-transforms of one point each, one per element.
+    HybridPassTask points = task;
+    points.count = uint64_t{1} << task.span.levels;
+    points.spanDistance = task.span.step;
+    points.span.levels = 0;
+    PointwiseParallel(points, b, pointwise);
+    return;
+  }
+  ForkHalves(task, [&](const HybridPassTask& half) { PointwiseParallel(half, b, pointwise); });
+}
+
+void RowSerial(const HybridPassTask& task, const HybridBuffer* b,
+               const HybridPointwise& pointwise) {
+  uint32_t* spare = SpareOf(task);
+  for (uint64_t j = 0; j < task.count; ++j) {
+    HybridPassTask one = task;
+    one.span = SpanOf(task, j);
+    one.count = 1;
+    HybridForward(task.buffer, one.span, spare);
+    if (b != nullptr) HybridForward(*b, one.span, spare);
+    PointwiseSerial(one, b, pointwise);
+    HybridInverse(task.buffer, one.span, spare);
+  }
+}
+
+template <bool kForward>
+void RunPass(const HybridPassTask& task) {
+  if (RunsSerially(task)) {
+    for (uint64_t j = 0; j < task.count; ++j) {
+      const HybridSpan span = SpanOf(task, j);
+      if constexpr (kForward) {
+        if (task.source != nullptr) LoadElements(task.buffer, span, *task.source);
+        HybridForward(task.buffer, span, SpareOf(task));
+      } else {
+        HybridInverse(task.buffer, span, SpareOf(task));
+      }
+    }
+  } else if (task.count < 2) {
+    HybridPassTask columns;
+    HybridPassTask rows;
+    SplitOne(task, columns, rows);
+    RunPass<kForward>(kForward ? columns : rows);
+    RunPass<kForward>(kForward ? rows : columns);
+  } else {
+    ForkHalves(task, [](const HybridPassTask& half) { RunPass<kForward>(half); });
+  }
+}
+
+}  // namespace
+
+HybridSplit HybridSplitFor(uint32_t k, uint64_t ringWords, uint32_t threadExponent) {
+  if (k < 5) return {k, 0};
+  const uint32_t threads = std::min(k, threadExponent);
+  const uint32_t h = k / 2;
+  uint32_t inner = h;
+  if (h >= 3) {
+    uint32_t g = LargestFittingExponent(ringWords, h);
+    if (threads + 2 <= h) {
+      if (g + threads > h) g = h - threads;
+      inner = std::max(g, 2u);
+    } else {
+      inner = 2;
+    }
+  }
+  return {inner, k - inner};
+}
+
+uint64_t HybridScratchBlockBytes(uint64_t strideWords, const HybridPointwise& pointwise) {
+  const uint64_t spareBytes = (2 * strideWords * 4 + 63) & ~uint64_t{63};
+  return spareBytes + ((pointwise.scratchDoubles * 8 + 63) & ~uint64_t{63});
+}
+
+void HybridForwardPass(const HybridPassTask& task) { RunPass<true>(task); }
+
+void HybridInversePass(const HybridPassTask& task) { RunPass<false>(task); }
+
+void HybridRowPass(const HybridPassTask& task, const HybridBuffer* b,
+                   const HybridPointwise& pointwise) {
+  if (task.threadExponent == 0) {
+    RowSerial(task, b, pointwise);
+  } else if (RunsSerially(task) || task.count < 2) {
+    // Transforms that may not be split by rows: they run as passes of their own, and the
+    // products, the larger part of the work, still go to all threads.
+    HybridForwardPass(task);
+    if (b != nullptr) {
+      HybridPassTask other = task;
+      other.buffer = *b;
+      HybridForwardPass(other);
+    }
+    PointwiseParallel(task, b, pointwise);
+    HybridInversePass(task);
+  } else {
+    ForkHalves(task, [&](const HybridPassTask& half) { HybridRowPass(half, b, pointwise); });
+  }
+}
+
+}  // namespace zx
