@@ -8,6 +8,7 @@
 #include "bench.hpp"
 #include "multiply/basecase.hpp"
 #include "multiply/fft_mul.hpp"
+#include "runtime/allocation_heap.hpp"
 #include "shell/console.hpp"
 #include "shell/fatal.hpp"
 
@@ -16,6 +17,23 @@
 #endif
 
 namespace zx {
+namespace {
+
+// The products draw on one heap kept for the whole run, as the program's do: its pages are
+// touched once, not on every product. It is replaced by a larger one when a product needs more.
+AllocationHeap* BenchHeap(uint64_t bytes) {
+  static AllocationHeap heap;
+  static uint64_t capacity = 0;
+  const uint64_t wanted = bytes + bytes / 8 + 4096;
+  if (wanted > capacity) {
+    if (capacity != 0) HeapDestroy(&heap);
+    HeapCreate(nullptr, &heap, wanted);
+    capacity = wanted;
+  }
+  return &heap;
+}
+
+}  // namespace
 
 // out (la + lb words) = a·b, by size: the basecase below 58 words, the FFT above it, its tables
 // prepared on demand for any size.
@@ -28,10 +46,10 @@ void ZentrixMultiplyWords(const uint32_t* a, uint64_t la, const uint32_t* b, uin
   (void)threadExponent;
   uint64_t status = 0;
   if (la < kFftChunkMinWords || lb < kFftChunkMinWords) {
-    status = BasecaseMultiply(nullptr, a, la, b, lb, out);
+    status = BasecaseMultiply(BenchHeap(BasecaseScratchBytes(la, lb)), a, la, b, lb, out);
   } else {
     if (!FftTablesReach(la + lb)) PrepareFftTablesForProduct(la + lb);
-    status = FftMultiply(nullptr, a, la, b, lb, out, 0);
+    status = FftMultiply(BenchHeap(FftMultiplyScratchBytes(la, lb, 0)), a, la, b, lb, out, 0);
   }
   if (status != 0) FatalAllocation();
 }
@@ -40,10 +58,10 @@ void ZentrixSquareWords(const uint32_t* a, uint64_t n, uint32_t* out, uint32_t t
   (void)threadExponent;
   uint64_t status = 0;
   if (n < 54) {
-    status = BasecaseSquare(nullptr, a, n, out);
+    status = BasecaseSquare(BenchHeap(BasecaseSquareScratchBytes(n)), a, n, out);
   } else {
     if (!FftTablesReach(2 * n)) PrepareFftTablesForProduct(2 * n);
-    status = FftSquare(nullptr, a, n, out, 0);
+    status = FftSquare(BenchHeap(FftSquareScratchBytes(n, 0)), a, n, out, 0);
   }
   if (status != 0) FatalAllocation();
 }

@@ -18,16 +18,26 @@ __extension__ typedef unsigned __int128 Limb2;
 constexpr uint64_t kChunkWords = 64;
 constexpr uint64_t kChunkLimbs = kChunkWords / 2;
 
-// Words to limbs, the odd top word zero-extended; returns the limb count.
+// Words to limbs, the odd top word zero-extended; returns the limb count. Short fixed-width
+// copies rather than a library call: the operands here are a few limbs long.
 uint64_t LoadLimbs(uint64_t* limbs, const uint32_t* words, uint64_t count) {
-  const uint64_t limbCount = (count + 1) / 2;
-  limbs[limbCount - 1] = 0;
-  std::memcpy(limbs, words, count * sizeof(uint32_t));
-  return limbCount;
+  const uint64_t whole = count / 2;
+  for (uint64_t i = 0; i < whole; i++) limbs[i] = LoadPair(words + 2 * i);
+  if ((count & 1) != 0) limbs[whole] = words[count - 1];
+  return (count + 1) / 2;
 }
 
-// r[0..na+nb) = a·b. Two rows of b per sweep over a halve the loads and stores of r.
-void MulLimbs(const uint64_t* a, uint64_t na, const uint64_t* b, uint64_t nb, uint64_t* r) {
+// The low count words of limbs.
+void StoreWords(uint32_t* words, const uint64_t* limbs, uint64_t count) {
+  const uint64_t whole = count / 2;
+  for (uint64_t i = 0; i < whole; i++) StorePair(words + 2 * i, limbs[i]);
+  if ((count & 1) != 0) words[count - 1] = static_cast<uint32_t>(limbs[whole]);
+}
+
+// r[0..na+nb) = a·b, one row of b per sweep over a. (Sweeping two rows at once runs out of
+// registers with the compiler's 128-bit arithmetic and spills: slower, measured.)
+void MulLimbs(const uint64_t* __restrict a, uint64_t na, const uint64_t* __restrict b, uint64_t nb,
+              uint64_t* __restrict r) {
   uint64_t carry = 0;
   for (uint64_t i = 0; i < na; i++) {
     const Limb2 t = static_cast<Limb2>(a[i]) * b[0] + carry;
@@ -35,37 +45,16 @@ void MulLimbs(const uint64_t* a, uint64_t na, const uint64_t* b, uint64_t nb, ui
     carry = static_cast<uint64_t>(t >> 64);
   }
   r[na] = carry;
-  uint64_t j = 1;
-  for (; j + 1 < nb; j += 2) {
-    const uint64_t b0 = b[j];
-    const uint64_t b1 = b[j + 1];
-    uint64_t c0 = 0;
-    uint64_t c1 = 0;
-    uint64_t* row = r + j;
-    row[na] = 0;
-    // Word i + j takes a[i]·b0 through chain 0 and word i + j + 1 takes a[i]·b1 through chain 1;
-    // chain 0 meets chain 1's low limb one step later.
-    for (uint64_t i = 0; i < na; i++) {
-      const Limb2 t0 = static_cast<Limb2>(a[i]) * b0 + row[i] + c0;
-      row[i] = static_cast<uint64_t>(t0);
-      c0 = static_cast<uint64_t>(t0 >> 64);
-      const Limb2 t1 = static_cast<Limb2>(a[i]) * b1 + row[i + 1] + c1;
-      row[i + 1] = static_cast<uint64_t>(t1);
-      c1 = static_cast<uint64_t>(t1 >> 64);
-    }
-    const Limb2 top = static_cast<Limb2>(row[na]) + c0;
-    row[na] = static_cast<uint64_t>(top);
-    row[na + 1] = c1 + static_cast<uint64_t>(top >> 64);
-  }
-  for (; j < nb; j++) {
+  for (uint64_t j = 1; j < nb; j++) {
     const uint64_t bj = b[j];
+    uint64_t* row = r + j;
     carry = 0;
     for (uint64_t i = 0; i < na; i++) {
-      const Limb2 t = static_cast<Limb2>(a[i]) * bj + r[i + j] + carry;
-      r[i + j] = static_cast<uint64_t>(t);
+      const Limb2 t = static_cast<Limb2>(a[i]) * bj + row[i] + carry;
+      row[i] = static_cast<uint64_t>(t);
       carry = static_cast<uint64_t>(t >> 64);
     }
-    r[na + j] = carry;
+    row[na] = carry;
   }
 }
 
@@ -113,7 +102,7 @@ void MulSchoolbook(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t l
     } else {
       MulLimbs(bLimbs, nb, aLimbs, na, product);
     }
-    std::memcpy(out, product, (la + lb) * sizeof(uint32_t));
+    StoreWords(out, product, la + lb);
     return;
   }
   ClearWords(out, la + lb);
@@ -138,8 +127,7 @@ void AddMulSchoolbook(uint32_t* out, uint64_t total, const uint32_t* a, uint64_t
       } else {
         MulLimbs(bLimbs, nb, aLimbs, na, product);
       }
-      // Limbs are read back as words through a copy, never through a cast pointer.
-      std::memcpy(productWords, product, (ca + cb) * sizeof(uint32_t));
+      StoreWords(productWords, product, ca + cb);
       const uint64_t offset = ia + ib;
       AddWordsInto(out + offset, total - offset, productWords, ca + cb);
     }
@@ -155,7 +143,7 @@ void SquareSchoolbook(const uint32_t* a, uint64_t n, uint32_t* out) {
   uint64_t product[2 * kChunkLimbs];
   const uint64_t k = LoadLimbs(limbs, a, n);
   SquareLimbs(limbs, k, product);
-  std::memcpy(out, product, 2 * n * sizeof(uint32_t));
+  StoreWords(out, product, 2 * n);
 }
 
 }  // namespace zx

@@ -31,14 +31,16 @@ bool AbsDiff(uint32_t* r, const uint32_t* a, uint64_t n, const uint32_t* b, uint
 
 // out[h..) += L + H ∓ D, where L = out[0..2h), H = out[2h..2m) and D = scratch[0..2h).
 void KaratsubaCombine(uint32_t* out, uint64_t m, uint64_t h, uint32_t* scratch, bool subtract) {
+  // 2h is even and the high part 2(m − h) words long, so whole limbs cover all three terms.
   const uint64_t highWords = 2 * (m - h);
   int64_t carry = 0;
-  for (uint64_t i = 0; i < 2 * h; i++) {
-    const int64_t high = i < highWords ? out[2 * h + i] : 0;
-    const int64_t middle = subtract ? -static_cast<int64_t>(scratch[i]) : scratch[i];
-    const int64_t value = static_cast<int64_t>(out[i]) + high + middle + carry;
-    scratch[i] = static_cast<uint32_t>(value);
-    carry = value >> 32;
+  for (uint64_t i = 0; i < 2 * h; i += 2) {
+    const uint64_t high = i < highWords ? LoadPair(out + 2 * h + i) : 0;
+    const uint64_t middle = LoadPair(scratch + i);
+    SignedWordPair2 value = static_cast<SignedWordPair2>(LoadPair(out + i)) + high + carry;
+    value = subtract ? value - middle : value + middle;
+    StorePair(scratch + i, static_cast<uint64_t>(value));
+    carry = static_cast<int64_t>(value >> 64);
   }
   // The middle term a0·b1 + a1·b0 is non-negative, so carry ≥ −1 and the borrow it leaves is
   // repaid by the words above.

@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 
+#include "fft_test_util.hpp"
 #include "multiply/basecase.hpp"
 #include "multiply/fft_mul.hpp"
 #include "multiply/fft_size_table.hpp"
@@ -17,8 +18,6 @@ namespace zx {
 namespace {
 
 using test::Words;
-
-constexpr uint32_t kGuard = 0x5EC0DE17u;
 
 TEST(FftSizeTableTest, ChoosesTheFirstRowThatHoldsTheProduct) {
   FftSize size;
@@ -69,29 +68,6 @@ struct Case {
   uint64_t lb;
 };
 
-// Runs FftMultiply (or FftSquare when b is null) and compares with GMP; t is the truncation.
-void CheckProduct(const Words& a, const Words* b, uint64_t t, const std::string& what) {
-  const uint64_t la = a.size();
-  const uint64_t lb = b == nullptr ? la : b->size();
-  const uint64_t kept = t < la + lb ? la + lb - t : 0;
-  Words out(kept + 4, kGuard);
-  if (b == nullptr) {
-    ASSERT_EQ(FftSquare(nullptr, a.data(), la, out.data(), t), 0u);
-  } else {
-    ASSERT_EQ(FftMultiply(nullptr, a.data(), la, b->data(), lb, out.data(), t), 0u);
-  }
-  for (uint64_t i = kept; i < out.size(); i++) ASSERT_EQ(out[i], kGuard) << what;
-  if (kept == 0) return;
-  const Words exact = test::GmpProduct(a, b == nullptr ? a : *b);
-  out.resize(kept);
-  const TruncatedShape shape = TruncateOperands(la, lb, t);
-  if (shape.dropA == 0 && shape.dropB == 0) {
-    ASSERT_EQ(out, Words(exact.begin() + t, exact.end())) << what;
-  } else {
-    ASSERT_LE(test::TruncationShortfall(exact, t, out), 2u) << what;
-  }
-}
-
 TEST(FftProductTest, AgreesWithGmpAroundTheFrontEndLimits) {
   std::mt19937_64 rng(test::TestSeed());
   const uint64_t sizes[] = {1,  2,  3,  17,  44,  45,  53,   54,   57,   58,   59,
@@ -106,10 +82,14 @@ TEST(FftProductTest, AgreesWithGmpAroundTheFrontEndLimits) {
                       : kind == 1 ? test::SparseWords(rng, n)
                                   : test::AllOnes(n);
       const std::string what = "n=" + std::to_string(n) + " kind=" + std::to_string(kind) + seed;
-      CheckProduct(a, &b, 0, what);
-      CheckProduct(a, nullptr, 0, "square " + what);
+      test::CheckProduct(a, &b, 0, what);
+      test::CheckProduct(a, nullptr, 0, "square " + what);
     }
   }
+}
+
+TEST(FftProductTest, CoherentPointsAtFullRowsAreExact) {
+  test::CheckFullRows(0, 16);
 }
 
 TEST(FftProductTest, AgreesWithGmpOnEveryRectangularMethod) {
@@ -123,8 +103,8 @@ TEST(FftProductTest, AgreesWithGmpOnEveryRectangularMethod) {
     for (bool allOnes : {false, true}) {
       const Words a = allOnes ? test::AllOnes(c.la) : test::RandomWords(rng, c.la);
       const Words b = allOnes ? test::AllOnes(c.lb) : test::SparseWords(rng, c.lb);
-      CheckProduct(a, &b, 0, test::Shape(c.la, c.lb) + (allOnes ? " all ones" : " random"));
-      CheckProduct(b, &a, 0, test::Shape(c.lb, c.la) + " swapped");
+      test::CheckProduct(a, &b, 0, test::Shape(c.la, c.lb) + (allOnes ? " all ones" : " random"));
+      test::CheckProduct(b, &a, 0, test::Shape(c.lb, c.la) + " swapped");
     }
   }
 }
@@ -138,8 +118,8 @@ TEST(FftProductTest, TruncatedProductsKeepTheHighWords) {
     const uint64_t total = c.la + c.lb;
     for (uint64_t t : {uint64_t{0}, uint64_t{1}, c.lb - 1, c.lb, c.lb + 1, c.la, c.la + 1,
                        total / 2, total - 60, total - 2, total - 1, total, total + 5}) {
-      CheckProduct(a, &b, t, test::Shape(c.la, c.lb, t));
-      if (c.la == c.lb) CheckProduct(a, nullptr, t, "square " + test::Shape(c.la, c.la, t));
+      test::CheckProduct(a, &b, t, test::Shape(c.la, c.lb, t));
+      if (c.la == c.lb) test::CheckProduct(a, nullptr, t, "square " + test::Shape(c.la, c.la, t));
     }
   }
 }

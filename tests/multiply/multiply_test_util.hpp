@@ -64,6 +64,21 @@ inline Words GmpProduct(const Words& a, const Words& b) {
   return GmpProduct(a.data(), a.size(), b.data(), b.size());
 }
 
+// (a·b) mod 2^(32n) + 1 as n + 1 words.
+inline Words GmpRingProduct(const Words& a, const Words& b, uint64_t n) {
+  mpz_t x, y, modulus;
+  mpz_inits(x, y, modulus, nullptr);
+  ImportWords(x, a.data(), n + 1);
+  ImportWords(y, b.data(), n + 1);
+  mpz_mul(x, x, y);
+  mpz_ui_pow_ui(modulus, 2, 32 * n);
+  mpz_add_ui(modulus, modulus, 1);
+  mpz_mod(x, x, modulus);
+  Words result = ExportWords(x, n + 1);
+  mpz_clears(x, y, modulus, nullptr);
+  return result;
+}
+
 // exact[t..) minus got as an unsigned number (got has exact.size() − t words); the truncated
 // products promise a value in [0, 2]. Returns the difference, or ~0 when it exceeds 2^32.
 inline uint64_t TruncationShortfall(const Words& exact, uint64_t t, const Words& got) {

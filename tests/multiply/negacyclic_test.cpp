@@ -19,21 +19,6 @@ namespace {
 
 using test::Words;
 
-// (a·b) mod 2^(32n) + 1 as n + 1 words.
-Words GmpRingProduct(const Words& a, const Words& b, uint64_t n) {
-  mpz_t x, y, modulus;
-  mpz_inits(x, y, modulus, nullptr);
-  test::ImportWords(x, a.data(), n + 1);
-  test::ImportWords(y, b.data(), n + 1);
-  mpz_mul(x, x, y);
-  mpz_ui_pow_ui(modulus, 2, 32 * n);
-  mpz_add_ui(modulus, modulus, 1);
-  mpz_mod(x, x, modulus);
-  Words result = test::ExportWords(x, n + 1);
-  mpz_clears(x, y, modulus, nullptr);
-  return result;
-}
-
 // Reduced elements of n + 1 words.
 Words Element(uint64_t n, uint32_t low = 0, bool top = false) {
   Words x(n + 1, 0);
@@ -70,7 +55,7 @@ void CheckPair(const NegacyclicPlan& plan, const Words& a, const Words& b,
   std::vector<double> scratch = Scratch(plan);
   Words out(n + 1);
   NegacyclicMultiply(plan, a.data(), b.data(), out.data(), scratch.data());
-  ASSERT_EQ(out, GmpRingProduct(a, b, n)) << "n=" << n << " " << what;
+  ASSERT_EQ(out, test::GmpRingProduct(a, b, n)) << "n=" << n << " " << what;
   if (a == b) {
     Words squared(n + 1);
     NegacyclicSquare(plan, a.data(), squared.data(), scratch.data());
