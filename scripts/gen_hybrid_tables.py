@@ -32,14 +32,23 @@ FIXED_ROWS = [(3, 512), (3, 576), (3, 640), (5, 48), (5, 5760), (5, 6144)]
 CONSECUTIVE = [[(3, 512), (3, 576), (3, 640), (5, 48)], [(5, 5760), (5, 6144)]]
 MAX_K = {"multiply": 19, "square": 20}
 
-# Cost model in nanoseconds on the tuning machine. OUTER is one element word through one
-# butterfly level of one transform; POINT is one point of one real negacyclic FFT per level;
-# DIRECT is one word product of the direct-mode basecase.
-OUTER_NS = 0.45
-OUTER_BIT_SHIFT_FACTOR = 1.15
-POINT_NS = 1.1
-POINT_FIXED_NS = 400.0
-DIRECT_NS = 0.9
+# Cost model in nanoseconds, measured on the tuning machine (AMD EPYC, AVX2). A butterfly level
+# costs OUTER_NS per element word when its roots are whole 64-bit limbs and OUTER_UNALIGNED_NS
+# more when they need bit shifts; OVERHEAD_NS per element word covers loading the pieces, the
+# memory passes and the recombination; the negacyclic products are timed per FFT length L
+# (microseconds for a product and a square), with L log L beyond the timed lengths.
+OUTER_NS = 0.25
+OUTER_UNALIGNED_NS = 0.27
+OVERHEAD_NS = 3.0
+ELEMENT_NS = 60.0
+DIRECT_NS = 1.0
+POINTWISE_US = {
+    64: (0.5, 0.3), 96: (0.6, 0.5), 128: (0.9, 0.6), 192: (1.2, 0.9), 256: (1.6, 1.1),
+    384: (2.4, 1.6), 512: (3.2, 2.2), 768: (4.9, 3.9), 1024: (7.0, 4.4), 1536: (9.9, 6.6),
+    2048: (12.9, 8.7), 3072: (20.5, 13.8), 4096: (27.6, 18.4), 6144: (41.4, 27.8),
+    8192: (56.6, 38.0), 12288: (88.9, 59.3), 16384: (120.5, 80.0), 24576: (181.3, 120.3),
+    32768: (240.8, 160.8), 49152: (380.9, 255.2), 65536: (514.9, 344.9),
+    98304: (754.1, 517.3), 131072: (1044.5, 697.1)}
 
 
 def negacyclic_sizes():
@@ -64,19 +73,66 @@ def row_shape(k, c):
     return points, n, s, points * s
 
 
+def two_adic(value):
+    return (value & -value).bit_length() - 1
+
+
+def pointwise_ns(length, square):
+    if length in POINTWISE_US:
+        return POINTWISE_US[length][1 if square else 0] * 1000.0
+    top = max(POINTWISE_US)
+    scale = length * math.log2(length) / (top * math.log2(top))
+    return POINTWISE_US[top][1 if square else 0] * 1000.0 * scale
+
+
+def inner_exponent(k, n, threads):
+    """The two-level split of the program (hybrid_passes.cpp, HybridSplitFor)."""
+    if k < 5:
+        return k
+    threads = min(k, threads)
+    h = k // 2
+    if h < 3:
+        return h
+    j = 3
+    while j <= h and (((n + 1) << j) + 2 * n + 2) * 4 < 0x300000:
+        j += 1
+    g = j - 1
+    if threads + 2 > h:
+        return 2
+    if g + threads > h:
+        g = h - threads
+    return max(g, 2)
+
+
+def threaded(levels, n):
+    """Whether a pass of sub-transforms of 2^levels points may be split over threads."""
+    return levels > 4 and (n << levels) >= 20000
+
+
 def cost(k, c, ring, square):
+    """Time of one product on one thread plus its time on two, so that rows whose passes
+    cannot be split over threads (16-point sub-transforms) lose against those that can."""
     points, n, s, _ = row_shape(k, c)
     transforms = 2 if square else 3
-    outer = OUTER_NS * points * n * k * transforms
-    if c % 64:
-        outer *= OUTER_BIT_SHIFT_FACTOR
+    level_ns = []
+    for level in range(k):
+        # Roots c*j*2^level in half bits are whole limbs when 128 divides them.
+        aligned = min(1.0, 2.0 ** (two_adic(c) + level - 7))
+        level_ns.append((OUTER_NS + OUTER_UNALIGNED_NS * (1.0 - aligned)) * transforms * points * n)
     if n < DIRECT_BELOW_WORDS:
         pointwise = DIRECT_NS * n * n * (0.6 if square else 1.0)
     else:
-        length, _ = ring[n]
-        ffts = 2 if square else 3
-        pointwise = ffts * (POINT_NS * length * math.log2(length) / 2 + POINT_FIXED_NS)
-    return outer + points * pointwise
+        pointwise = pointwise_ns(ring[n][0], square)
+    pointwise = points * (pointwise + ELEMENT_NS)
+    overhead = points * OVERHEAD_NS * n
+    single = sum(level_ns) + pointwise + overhead
+    inner = inner_exponent(k, n, 1)
+    first = sum(level_ns[:inner])
+    second = sum(level_ns[inner:])
+    dual = overhead + pointwise / 2
+    dual += first / 2 if threaded(inner, n) else first
+    dual += second / 2 if threaded(k - inner, n) and inner >= 1 else second
+    return single + dual
 
 
 def candidates(ring, max_k, last):

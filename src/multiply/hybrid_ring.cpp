@@ -3,6 +3,7 @@
 // 2^(32n) ≡ −1 the result is Lo − Hi, formed limb by limb in a single borrow chain.
 #include "multiply/hybrid_ring.hpp"
 
+#include "multiply/hybrid_chains.hpp"
 #include "multiply/hybrid_limbs.hpp"
 
 namespace zx {
@@ -103,14 +104,9 @@ void RingAddSub(const uint32_t* x, const uint32_t* y, uint32_t* sum, uint32_t* d
   const uint64_t limbs = ringWords / 2;
   const uint64_t xTop = LoadLimb(x, limbs);
   const uint64_t yTop = LoadLimb(y, limbs);
-  unsigned char carry = 0;
-  unsigned char borrow = 0;
-  for (uint64_t i = 0; i < limbs; ++i) {
-    const uint64_t a = LoadLimb(x, i);
-    const uint64_t b = LoadLimb(y, i);
-    StoreLimb(sum, i, AddWithCarry(a, b, carry));
-    StoreLimb(diff, i, SubWithBorrow(a, b, borrow));
-  }
+  unsigned carry = 0;
+  unsigned borrow = 0;
+  ChainAddSub(x, y, sum, diff, limbs, carry, borrow);
   RingNormalize(sum, ringWords, static_cast<int64_t>(xTop + yTop + carry));
   RingNormalize(diff, ringWords, static_cast<int64_t>(xTop) - static_cast<int64_t>(yTop) - borrow);
 }

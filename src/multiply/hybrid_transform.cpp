@@ -1,11 +1,10 @@
 // Radix-2 butterflies of the outer transform. Level L pairs g with g + m, m = K/2^(L+1), and uses
 // the root ω^((g mod m)·2^L); in half-bit units that is the exponent c·(g mod m)·2^L mod 128n.
-// A forward butterfly forms x + y in place and x − y in the spare element, then shifts the spare
-// into y; an inverse one shifts y into the spare first. Either way each element is read and
-// written once per level, and the root multiplication never needs a copy of its own.
+// Decimation in frequency needs no reordering: the forward output is in bit-reversed order and the
+// inverse takes it from there.
 #include "multiply/hybrid_transform.hpp"
 
-#include "multiply/hybrid_ring.hpp"
+#include "multiply/hybrid_butterfly.hpp"
 #include "multiply/hybrid_roots.hpp"
 
 namespace zx {
@@ -27,26 +26,6 @@ LevelRoots RootsOf(const HybridBuffer& buffer, const HybridSpan& span, uint32_t 
   return {base * (offset % order) % order, base * (span.step % order) % order};
 }
 
-void ForwardButterfly(uint32_t* x, uint32_t* y, uint32_t* spare, uint64_t ringWords,
-                      uint64_t exponent) {
-  if (exponent == 0) {
-    RingAddSub(x, y, x, y, ringWords);
-    return;
-  }
-  RingAddSub(x, y, x, spare, ringWords);
-  RingMulRoot(spare, y, ringWords, exponent);
-}
-
-void InverseButterfly(uint32_t* x, uint32_t* y, uint32_t* spare, uint64_t ringWords,
-                      uint64_t exponent) {
-  if (exponent == 0) {
-    RingAddSub(x, y, x, y, ringWords);
-    return;
-  }
-  RingMulRoot(y, spare, ringWords, RingRootOrder(ringWords) - exponent);
-  RingAddSub(x, spare, x, y, ringWords);
-}
-
 template <bool kForward>
 void RunLevel(const HybridBuffer& buffer, const HybridSpan& span, uint32_t localLevel,
               uint32_t* spare) {
@@ -61,9 +40,9 @@ void RunLevel(const HybridBuffer& buffer, const HybridSpan& span, uint32_t local
       uint32_t* x = HybridElement(buffer, span.first + span.step * (block + i));
       uint32_t* y = x + half * pairStride;
       if constexpr (kForward) {
-        ForwardButterfly(x, y, spare, buffer.ringWords, exponent);
+        HybridForwardButterfly(x, y, spare, buffer.ringWords, exponent);
       } else {
-        InverseButterfly(x, y, spare, buffer.ringWords, exponent);
+        HybridInverseButterfly(x, y, spare, buffer.ringWords, exponent);
       }
     }
     exponent += roots.step;

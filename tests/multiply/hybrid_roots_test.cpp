@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "hybrid_test_support.hpp"
+#include "multiply/hybrid_butterfly.hpp"
 #include "multiply/hybrid_ring.hpp"
 #include "test_support.hpp"
 
@@ -142,6 +143,51 @@ TEST(HybridRingRoots, AddSubMatchesGmpModelInPlaceAndApart) {
     }
   }
   mpz_clears(x, y, sum, diff, got, nullptr);
+}
+
+// Both butterflies against the model, with limb-aligned roots (the fused path), word and bit
+// shifts and odd exponents, on elements that include 0, 1, 2^N − 1 and 2^N.
+TEST(HybridButterflies, MatchGmpModel) {
+  std::mt19937_64 rng(test::TestSeed() + 2);
+  mpz_t x, y, root, u, sum, diff, got;
+  mpz_inits(x, y, root, u, sum, diff, got, nullptr);
+  for (uint64_t n : {4, 8, 24, 64, 130}) {
+    Ring ring(n);
+    const uint64_t order = RingRootOrder(n);
+    for (uint64_t i = 0; i < 200 * test::TestMultiplier(); ++i) {
+      // Half the exponents are multiples of 128: whole 64-bit limbs of shift.
+      const uint64_t e = i % 2 == 0 ? 128 * (rng() % (order / 128)) : rng() % order;
+      const bool forward = (i / 2) % 2 == 0;
+      auto a = RandomElement(rng, n);
+      auto b = RandomElement(rng, n);
+      test::ElementToMpz(x, a.data(), n);
+      test::ElementToMpz(y, b.data(), n);
+      std::vector<uint32_t> spare(n + 2);
+      if (forward) {
+        mpz_powm_ui(root, ring.sqrt2, e, ring.modulus);
+        mpz_add(sum, x, y);
+        mpz_sub(diff, x, y);
+        mpz_mul(diff, diff, root);
+        HybridForwardButterfly(a.data(), b.data(), spare.data(), n, e);
+      } else {
+        mpz_powm_ui(root, ring.sqrt2, (order - e) % order, ring.modulus);
+        mpz_mul(u, y, root);
+        mpz_add(sum, x, u);
+        mpz_sub(diff, x, u);
+        HybridInverseButterfly(a.data(), b.data(), spare.data(), n, e);
+      }
+      mpz_mod(sum, sum, ring.modulus);
+      mpz_mod(diff, diff, ring.modulus);
+      const std::string where = "n=" + std::to_string(n) + " e=" + std::to_string(e) +
+                                (forward ? " forward" : " inverse");
+      ASSERT_TRUE(test::ElementReduced(a.data(), n) && test::ElementReduced(b.data(), n)) << where;
+      test::ElementToMpz(got, a.data(), n);
+      ASSERT_EQ(mpz_cmp(got, sum), 0) << where;
+      test::ElementToMpz(got, b.data(), n);
+      ASSERT_EQ(mpz_cmp(got, diff), 0) << where;
+    }
+  }
+  mpz_clears(x, y, root, u, sum, diff, got, nullptr);
 }
 
 }  // namespace
