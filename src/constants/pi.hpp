@@ -1,0 +1,51 @@
+// Pi by the Chudnovsky series (the default, and the faster) and by Ramanujan's (the independent
+// check of compute-and-verify), each summed by the binary-splitting engine and finished by one
+// reciprocal, one inverse square root and two products:
+//   Pi = 426880·sqrt(10005)·Q / (13591409·Q + T)      Pi = 9801·Q / (sqrt(8)·(1103·Q + T))
+#pragma once
+
+#include <cstdint>
+
+#include "bignum/bigfloat.hpp"
+#include "constants/series_policy.hpp"
+
+namespace zx {
+
+struct ChudnovskySeries {
+  static constexpr double kWordsPerTerm = 1.472200410569245;     // log2(640320^3/1728)/32
+  static constexpr double kTermsPerWord = 0.6792553465009138;
+  static constexpr double kLnLeafQ = 36.93111616078457;          // ln(640320^3/24)
+  static constexpr uint64_t kBalancedSplitMinTerms = 100;
+  static constexpr double kMemoryFactor = 10.5;
+  static constexpr uint64_t kLeafQ = 10939058860032000;          // 640320^3/24
+  static double SizeEstimate(uint64_t n) { return FactorialPowerEstimate(n, 3, kLnLeafQ); }
+  static void Leaf(AllocationHeap* heap, uint64_t k, BigFloat& t, BigFloat& q, BigFloat* p);
+};
+
+struct RamanujanSeries {
+  static constexpr double kWordsPerTerm = 0.8286695775099512;
+  static constexpr double kTermsPerWord = 1.206753604983153;
+  static constexpr double kLnLeafQ = 22.53936248389803;          // ln(396^4/4)
+  static constexpr uint64_t kBalancedSplitMinTerms = 100;
+  static constexpr double kMemoryFactor = 10.5;
+  static constexpr uint64_t kLeafQ = 6147814464;                 // 396^4/4
+  static double SizeEstimate(uint64_t n) { return FactorialPowerEstimate(n, 3, kLnLeafQ); }
+  static void Leaf(AllocationHeap* heap, uint64_t k, BigFloat& t, BigFloat& q, BigFloat* p);
+};
+
+static_assert(SeriesPolicy<ChudnovskySeries>);
+static_assert(SeriesPolicy<RamanujanSeries>);
+
+// result = Pi to p words (plus guard words); threadExponent is the user's k. Prints the stage
+// lines and "Compute Pi Time: ".
+void ComputePiChudnovsky(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
+                         uint32_t flag, uint32_t threadExponent);
+void ComputePiRamanujan(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
+                        uint32_t flag, uint32_t threadExponent);
+
+// base(n, k, e): the multiplication scratch of a run whose series forks 2^(k+e) ways.
+uint64_t BaseMemoryBytes(uint64_t lengthWords, uint32_t threadExponent, uint32_t extraLevels);
+uint64_t PiMemoryChudnovsky(uint64_t precisionWords, uint32_t threadExponent);
+uint64_t PiMemoryRamanujan(uint64_t precisionWords, uint32_t threadExponent);
+
+}  // namespace zx

@@ -1,0 +1,245 @@
+// Dispatch, truncation and the three-attempt retry of every product.
+#include "multiply/multiply.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "multiply/basecase.hpp"
+#include "multiply/fft_mul.hpp"
+#include "multiply/hybrid_mul.hpp"
+#include "shell/console.hpp"
+#include "shell/fatal.hpp"
+
+namespace zx {
+
+uint32_t gMultiplyThreadCap = kNoThreadCap;
+
+uint32_t MultiplyThreads(uint32_t threadExponent) {
+  return std::min(threadExponent, gMultiplyThreadCap);
+}
+
+namespace {
+
+// Bytes a piece costs beyond its payload: header, sentinel, alignment slack and table entry.
+constexpr uint64_t kPieceOverheadBytes = 80;
+// Room for the many small pieces that live beside any product: the leaves and nodes of a series
+// recursion below the threading threshold, Newton temporaries and the one-word constants. Measured
+// peaks of the small-number paths stay under a quarter of it.
+constexpr uint64_t kSmallPiecesBytes = 64 << 10;
+
+uint64_t MultiplyWords(AllocationHeap* heap, const uint32_t* a, uint64_t la, const uint32_t* b,
+                       uint64_t lb, uint32_t* out, uint64_t t, uint32_t threadExponent) {
+  if (la != lb) {
+    if (lb < kFftMinWords) return BasecaseMultiplyTruncated(heap, a, la, b, lb, out, t);
+    if (lb >= kHybridMinWords) return HybridMultiply(heap, a, la, b, lb, out, t, threadExponent);
+    // A single transform needs tables for the whole product; longer shapes go in chunks.
+    if (la <= 4 * lb && !FftTablesReach(la + lb))
+      return HybridMultiply(heap, a, la, b, lb, out, t, 0);
+    return FftMultiply(heap, a, la, b, lb, out, t);
+  }
+  if (la < kFftMinWords) return BasecaseMultiplyTruncated(heap, a, la, b, lb, out, t);
+  if (la >= kHybridMinWords || !FftTablesReach(2 * la)) {
+    return HybridMultiply(heap, a, la, b, lb, out, t, la >= kHybridMinWords ? threadExponent : 0);
+  }
+  return FftMultiply(heap, a, la, b, lb, out, t);
+}
+
+uint64_t SquareWords(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t* out, uint64_t t,
+                     uint32_t threadExponent) {
+  if (n < kFftSquareMinWords) return BasecaseSquareTruncated(heap, a, n, out, t);
+  if (n >= kHybridMinWords || !FftTablesReach(2 * n)) {
+    return HybridSquare(heap, a, n, out, t, n >= kHybridMinWords ? threadExponent : 0);
+  }
+  return FftSquare(heap, a, n, out, t);
+}
+
+void ReportRecovery(int32_t attempt) {
+  if (attempt == 1) {
+    ConsoleWrite(
+        "\nSecond Attempt Succeeded with same parameters.\n"
+        "Most likely a hardware error... Please check your hardware.\n"
+        "Continuing...\n\n");
+  } else if (attempt == 2) {
+    ConsoleWrite(
+        "\nThird Attempt Succeeded with different parameters.\n"
+        "Most likely a software error... Please report this bug.\n"
+        "Continuing...\n\n");
+  }
+}
+
+// Counts a failed attempt and says so; the third ends the program.
+int32_t ReportFailure(int32_t attempt) {
+  ++attempt;
+  if (attempt == 1) {
+    ConsoleWrite("\nMultiplication Failure: Re-attempting with same parameters...\n");
+  } else if (attempt == 2) {
+    ConsoleWrite(
+        "\nSecond Attempt Failed: Possible Software Bug.\n"
+        "Re-attempting with different parameters...\n");
+  } else {
+    ConsoleWrite(
+        "\nThird Attempt Failed: Unable to determine cause of error.\n"
+        "Terminating Program...\n");
+    FatalExit("");
+  }
+  return attempt;
+}
+
+// Takes a finished product buffer into out, dropping a zero top word.
+void AdoptProduct(BigInt& out, uint32_t* words, uint64_t lengthWords, uint64_t capacityWords) {
+  out.words = words;
+  out.length = lengthWords;
+  out.capacity = capacityWords;
+  out.swap = nullptr;
+  if (out.length != 0 && words[out.length - 1] == 0) --out.length;
+  if (out.length == 0) {
+    Release(words);
+    BigIntSetZero(out);
+  }
+}
+
+// Shifting both operands left one bit makes a product exactly four times the wanted one through
+// different transform data: the last resort before giving up.
+template <class Retry>
+void RetryShifted(AllocationHeap* heap, BigInt& a, BigInt* b, BigInt& out, Retry retry) {
+  BigIntShiftLeftBits(heap, a, 1);
+  if (b != nullptr) BigIntShiftLeftBits(heap, *b, 1);
+  retry();
+  BigIntShiftRightBits(heap, a, 1);
+  if (b != nullptr) BigIntShiftRightBits(heap, *b, 1);
+  BigIntShiftRightBits(heap, out, 2);
+}
+
+}  // namespace
+
+void BigIntMultiply(AllocationHeap* heap, BigInt& a, BigInt& b, BigInt& out,
+                    uint64_t truncationWords, int32_t attempt, uint32_t threadExponent) {
+  BigInt* x = &a;
+  BigInt* y = &b;
+  if (x->length < y->length) std::swap(x, y);
+  for (;;) {
+    BigIntSetZero(out);
+    const uint64_t la = x->length;
+    const uint64_t lb = y->length;
+    if (la == 0 || lb == 0 || la + lb <= truncationWords) return;
+    BigIntMakeResident(heap, *x);
+    BigIntMakeResident(heap, *y);
+    const uint64_t productWords = la + lb - truncationWords;
+    uint32_t* words = AllocWordsOrDie(heap, productWords + 2);
+    const uint64_t status =
+        MultiplyWords(heap, x->words, la, y->words, lb, words, truncationWords, threadExponent);
+    if (status == 0) {
+      ReportRecovery(attempt);
+      AdoptProduct(out, words, productWords, productWords + 2);
+      return;
+    }
+    Release(words);
+    if (status != kProductCheckFailed) FatalAllocation();
+    attempt = ReportFailure(attempt);
+    if (attempt == 2) {
+      BigInt* second = x == y ? nullptr : y;
+      RetryShifted(heap, *x, second, out, [&] {
+        BigIntMultiply(heap, *x, *y, out, truncationWords, attempt, threadExponent);
+      });
+      return;
+    }
+  }
+}
+
+void BigIntSquare(AllocationHeap* heap, BigInt& a, BigInt& out, uint64_t truncationWords,
+                  int32_t attempt, uint32_t threadExponent) {
+  for (;;) {
+    BigIntSetZero(out);
+    const uint64_t n = a.length;
+    if (n == 0 || 2 * n <= truncationWords) return;
+    BigIntMakeResident(heap, a);
+    const uint64_t productWords = 2 * n - truncationWords;
+    uint32_t* words = AllocWordsOrDie(heap, productWords + 2);
+    const uint64_t status = SquareWords(heap, a.words, n, words, truncationWords, threadExponent);
+    if (status == 0) {
+      ReportRecovery(attempt);
+      AdoptProduct(out, words, productWords, productWords + 2);
+      return;
+    }
+    Release(words);
+    if (status != kProductCheckFailed) FatalAllocation();
+    attempt = ReportFailure(attempt);
+    if (attempt == 2) {
+      RetryShifted(heap, a, nullptr, out,
+                   [&] { BigIntSquare(heap, a, out, truncationWords, attempt, threadExponent); });
+      return;
+    }
+  }
+}
+
+void BigFloatMultiply(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionWords,
+                      uint32_t threadExponent) {
+  if (BigFloatIsZero(a)) return;
+  const uint64_t total = a.magnitude.length + b.magnitude.length;
+  const uint64_t keep = precisionWords + 3;
+  const uint64_t truncation = total > keep ? total - keep : 0;
+  a.exponent = a.exponent + b.exponent + static_cast<int64_t>(truncation);
+  a.sign = a.sign == b.sign ? 1 : 0;
+  BigInt product;
+  if (&a == &b) {
+    BigIntSquare(heap, a.magnitude, product, truncation, 0, threadExponent);
+  } else {
+    BigIntMultiply(heap, a.magnitude, b.magnitude, product, truncation, 0, threadExponent);
+  }
+  BigIntRelease(a.magnitude);
+  a.magnitude = product;
+}
+
+void BigFloatMultiplyKeep(AllocationHeap* heap, BigFloat& a, BigFloat& b, BigFloat& out,
+                          uint64_t keepWords, uint32_t threadExponent) {
+  BigFloatSetZero(out);
+  if (BigFloatIsZero(a) || BigFloatIsZero(b)) return;
+  const uint64_t total = a.magnitude.length + b.magnitude.length;
+  const uint64_t truncation = total > keepWords ? total - keepWords : 0;
+  out.sign = a.sign == b.sign ? 1 : 0;
+  out.exponent = a.exponent + b.exponent + static_cast<int64_t>(truncation);
+  if (&a == &b) {
+    BigIntSquare(heap, a.magnitude, out.magnitude, truncation, 0, threadExponent);
+  } else {
+    BigIntMultiply(heap, a.magnitude, b.magnitude, out.magnitude, truncation, 0, threadExponent);
+  }
+  if (BigFloatIsZero(out)) BigFloatSetZero(out);
+}
+
+void BigFloatSquare(AllocationHeap* heap, BigFloat& a, BigFloat& out, uint64_t precisionWords,
+                    uint32_t threadExponent) {
+  if (BigFloatIsZero(a)) {
+    BigFloatSetZero(out);
+    return;
+  }
+  const uint64_t total = 2 * a.magnitude.length;
+  const uint64_t keep = precisionWords + 3;
+  const uint64_t truncation = total > keep ? total - keep : 0;
+  BigFloat result;
+  result.sign = 1;
+  result.exponent = 2 * a.exponent + static_cast<int64_t>(truncation);
+  BigIntSquare(heap, a.magnitude, result.magnitude, truncation, 0, threadExponent);
+  if (&out == &a) BigFloatRelease(a);
+  out = result;
+}
+
+void BigFloatSquareInPlace(AllocationHeap* heap, BigFloat& a, uint64_t precisionWords,
+                           uint32_t threadExponent) {
+  BigFloatSquare(heap, a, a, precisionWords, threadExponent);
+}
+
+uint64_t MultiplyMemoryBytes(uint64_t lengthWords, uint32_t threadExponent) {
+  const uint64_t n = std::max<uint64_t>(lengthWords, 1);
+  const uint64_t productBytes = (2 * n + 2) * sizeof(uint32_t) + kPieceOverheadBytes;
+  uint64_t algorithmBytes = 0;
+  if (n < kFftMinWords) {
+    algorithmBytes = BasecaseScratchBytes(n, n);
+  } else if (n < kHybridMinWords) {
+    algorithmBytes = FftMemoryBytes(n);
+  } else {
+    algorithmBytes = HybridMultiplyMemoryBytes(n, n, 0, threadExponent);
+  }
+  return productBytes + algorithmBytes + kSmallPiecesBytes;
+}
+
+}  // namespace zx

@@ -1,0 +1,48 @@
+// The four doors every product and square of the program goes through. They truncate the product
+// to the caller's precision, pick the algorithm by operand size, and guard every product with a
+// self-check: a product that fails it is recomputed with the same operands, then with operands
+// shifted by one bit (which cannot change the result), and the program stops after a third failure.
+#pragma once
+
+#include <cstdint>
+
+#include "bignum/bigfloat.hpp"
+
+namespace zx {
+
+// Operand lengths at which the algorithms take over.
+inline constexpr uint64_t kFftMinWords = 58;
+inline constexpr uint64_t kFftSquareMinWords = 54;
+inline constexpr uint64_t kHybridMinWords = 12000;
+
+// The run's multiply-thread cap (the user's k); all ones when no run is under way.
+inline constexpr uint32_t kNoThreadCap = 0xFFFFFFFF;
+extern uint32_t gMultiplyThreadCap;
+// min(threadExponent, gMultiplyThreadCap): the thread parameter callers pass to products.
+uint32_t MultiplyThreads(uint32_t threadExponent);
+
+// out = a·b without its lowest truncationWords words. attempt counts failed attempts (0 from
+// every caller); threadExponent is passed to the large-size algorithms.
+void BigIntMultiply(AllocationHeap* heap, BigInt& a, BigInt& b, BigInt& out, uint64_t truncationWords,
+                    int32_t attempt, uint32_t threadExponent);
+void BigIntSquare(AllocationHeap* heap, BigInt& a, BigInt& out, uint64_t truncationWords,
+                  int32_t attempt, uint32_t threadExponent);
+
+// a = a·b keeping p + 3 words (the dropped low words go into the exponent).
+void BigFloatMultiply(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionWords,
+                      uint32_t threadExponent);
+// out = a·b keeping keepWords words: max(0, la + lb − keepWords) low words are dropped into the
+// exponent. a and b are left as they are; out must be a different record.
+void BigFloatMultiplyKeep(AllocationHeap* heap, BigFloat& a, BigFloat& b, BigFloat& out,
+                          uint64_t keepWords, uint32_t threadExponent);
+// a = a² and out = a², keeping p + 3 words.
+void BigFloatSquareInPlace(AllocationHeap* heap, BigFloat& a, uint64_t precisionWords,
+                           uint32_t threadExponent);
+void BigFloatSquare(AllocationHeap* heap, BigFloat& a, BigFloat& out, uint64_t precisionWords,
+                    uint32_t threadExponent);
+
+// M(n, t): the heap bytes one n-word by n-word product (or square) takes with 2^t threads, the
+// product buffer included. Every memory estimate rests on it, so it bounds the real use.
+uint64_t MultiplyMemoryBytes(uint64_t lengthWords, uint32_t threadExponent);
+
+}  // namespace zx

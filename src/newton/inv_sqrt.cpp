@@ -1,0 +1,132 @@
+// Each level costs one squaring (cut to n + 6 words), one full product and one half-length
+// correction product (m + 3 words). The seed step is single-threaded on 4 to 7 words.
+#include "newton/inv_sqrt.hpp"
+
+#include <cmath>
+
+#include "multiply/multiply.hpp"
+#include "newton/newton_common.hpp"
+
+namespace zx {
+namespace {
+
+// One Newton level from m correct words to n: out = out + out·(1 − x·out²)/2. The seed step is
+// the same with every product cut to 7 words and the sum to 4.
+template <bool kStaged>
+void RefineInvSqrt(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, uint64_t m,
+                   uint32_t threadExponent) {
+  const bool seed = n == 1;
+  const uint64_t keep = seed ? 7 : n + 6;
+  const uint64_t sumWords = seed ? 4 : n + 3;
+  BigFloat s, e, v, sum;
+  BigFloatSquare(heap, out, s, keep - 3, threadExponent);
+  BigIntShrink(s.magnitude);
+  StageOut<kStaged>(heap, s);
+  BigFloatMultiply(heap, s, x, keep - 3, threadExponent);
+  OneMinus(heap, s, e, sumWords);
+  BigFloatRelease(s);
+  Halve(heap, e);
+  StageOut<kStaged>(heap, e);
+  BigFloatMultiplyKeep(heap, e, out, v, seed ? 7 : m + 3, threadExponent);
+  BigFloatRelease(e);
+  BigFloatAdd(heap, out, v, sum, sumWords);
+  BigFloatRelease(v);
+  BigFloatRelease(out);
+  out = sum;
+}
+
+void InvSqrtSeed(AllocationHeap* heap, BigFloat& x, BigFloat& out) {
+  int64_t wordExponent = 0;
+  const double d = BigFloatIsZero(x) ? 0.0 : BigFloatToDouble(heap, x, &wordExponent);
+  if (BigFloatIsZero(x)) wordExponent = 0;
+  BigFloatFromDouble(heap, out, 1.0 / std::sqrt(d));
+  // x = d·2^(32e): half a word of exponent is 16 bits.
+  out.exponent -= wordExponent >> 1;
+  if ((wordExponent & 1) != 0) BigFloatShiftBits(heap, out, -16);
+  RefineInvSqrt<false>(heap, x, out, 1, 1, 0);
+}
+
+void InvSqrtIntSeed(AllocationHeap* heap, BigFloat& value, uint32_t n, BigFloat& out) {
+  BigFloatFromDouble(heap, out, 1.0 / std::sqrt(static_cast<double>(n)));
+  RefineInvSqrt<false>(heap, value, out, 1, 1, 0);
+}
+
+void InvSqrtIntLevels(AllocationHeap* heap, BigFloat& value, uint32_t n, BigFloat& out,
+                      uint64_t words, bool progress, uint32_t threadExponent) {
+  if (words <= 1) {
+    InvSqrtIntSeed(heap, value, n, out);
+    return;
+  }
+  const uint64_t m = NewtonHalf(words);
+  PushMarker(progress, '0');
+  InvSqrtIntLevels(heap, value, n, out, m, progress, threadExponent);
+  PopMarker(progress);
+  PrintIterating(progress, m);
+  RefineInvSqrt<false>(heap, value, out, words, m, threadExponent);
+}
+
+}  // namespace
+
+void InvSqrt(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, bool progress,
+             uint32_t threadExponent) {
+  if (n <= 1) {
+    InvSqrtSeed(heap, x, out);
+    return;
+  }
+  const uint64_t m = NewtonHalf(n);
+  PushMarker(progress, '0');
+  InvSqrt(heap, x, out, m, progress, threadExponent);
+  PopMarker(progress);
+  PrintIterating(progress, m);
+  RefineInvSqrt<false>(heap, x, out, n, m, threadExponent);
+}
+
+void InvSqrtStaged(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, uint32_t stage,
+                   bool progress, uint32_t threadExponent) {
+  if (n < kStagedMinWords || stage >= 2) {
+    PushMarker(progress, ':');
+    InvSqrt(heap, x, out, n, progress, threadExponent);
+    PopMarker(progress);
+    return;
+  }
+  const uint64_t m = n / 2 + 1;
+  PushMarker(progress, '0');
+  InvSqrtStaged(heap, x, out, m, stage + 1, progress, threadExponent);
+  PopMarker(progress);
+  StageOut<true>(heap, out);
+  PrintIterating(progress, m);
+  RefineInvSqrt<true>(heap, x, out, n, m, threadExponent);
+}
+
+void InvSqrtInt(AllocationHeap* heap, uint32_t value, BigFloat& out, uint64_t n, bool progress,
+                uint32_t threadExponent) {
+  BigFloat number;
+  BigFloatSetWord(heap, number, value);
+  InvSqrtIntLevels(heap, number, value, out, n, progress, threadExponent);
+  BigFloatRelease(number);
+}
+
+void InvSqrtIntStaged(AllocationHeap* heap, uint32_t value, BigFloat& out, uint64_t n,
+                      bool /*progressIgnored*/, uint32_t threadExponent) {
+  if (n < kStagedMinWords) {
+    PushMarker(true, ':');
+    InvSqrtInt(heap, value, out, n, true, threadExponent);
+    PopMarker(true);
+    return;
+  }
+  // The integer form stages only its last level.
+  const uint64_t m = n / 2 + 1;
+  PushMarker(true, '0');
+  PushMarker(true, ':');
+  InvSqrtInt(heap, value, out, m, true, threadExponent);
+  PopMarker(true);
+  PopMarker(true);
+  PrintIterating(true, m);
+  StageOut<true>(heap, out);
+  BigFloat number;
+  BigFloatSetWord(heap, number, value);
+  RefineInvSqrt<true>(heap, number, out, n, m, threadExponent);
+  BigFloatRelease(number);
+}
+
+}  // namespace zx

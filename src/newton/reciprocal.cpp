@@ -1,0 +1,146 @@
+// Each level costs one full-length product (x·r at n + 6 words) and one half-length product (the
+// correction, cut to m + 3 words since it only needs the previous approximation's words).
+#include "newton/reciprocal.hpp"
+
+#include "multiply/multiply.hpp"
+#include "newton/newton_common.hpp"
+
+namespace zx {
+namespace {
+
+// The hardware seed 1/d refined by one step at four words.
+void ReciprocalSeed(AllocationHeap* heap, BigFloat& x, BigFloat& out) {
+  int64_t wordExponent = 0;
+  const double d = BigFloatIsZero(x) ? 0.0 : BigFloatToDouble(heap, x, &wordExponent);
+  if (BigFloatIsZero(x)) wordExponent = 0;
+  BigFloatFromDouble(heap, out, 1.0 / d);
+  out.exponent -= wordExponent;
+  BigFloat t, u, v, sum;
+  BigFloatMultiplyKeep(heap, x, out, t, 4 + 3, 0);
+  OneMinus(heap, t, u, 4);
+  BigFloatMultiplyKeep(heap, u, out, v, 7, 0);
+  BigFloatAdd(heap, out, v, sum, 4);
+  BigFloatRelease(t);
+  BigFloatRelease(u);
+  BigFloatRelease(v);
+  BigFloatRelease(out);
+  out = sum;
+}
+
+// One Newton level from m correct words to n: out = out + out·(1 − x·out).
+template <bool kStaged>
+void RefineReciprocal(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, uint64_t m,
+                      uint32_t threadExponent) {
+  BigFloat t, u, v, sum;
+  BigFloatMultiplyKeep(heap, x, out, t, n + 6, threadExponent);
+  StageOut<kStaged>(heap, x);
+  StageOut<kStaged>(heap, t);
+  OneMinus(heap, t, u, n + 3);
+  BigFloatRelease(t);
+  StageOut<kStaged>(heap, u);
+  BigFloatMultiplyKeep(heap, u, out, v, m + 3, threadExponent);
+  BigFloatRelease(u);
+  BigFloatAdd(heap, out, v, sum, n + 3);
+  BigFloatRelease(v);
+  BigFloatRelease(out);
+  out = sum;
+  BigIntShrink(out.magnitude);
+  StageOut<kStaged>(heap, out);
+}
+
+}  // namespace
+
+void Reciprocal(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, bool progress,
+                uint32_t threadExponent) {
+  if (n <= 1) {
+    ReciprocalSeed(heap, x, out);
+    return;
+  }
+  const uint64_t m = NewtonHalf(n);
+  PushMarker(progress, '0');
+  Reciprocal(heap, x, out, m, progress, threadExponent);
+  PopMarker(progress);
+  PrintIterating(progress, m);
+  RefineReciprocal<false>(heap, x, out, n, m, threadExponent);
+}
+
+void ReciprocalStaged(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, uint32_t stage,
+                      bool progress, uint32_t threadExponent) {
+  if (n < kStagedMinWords || stage >= 2) {
+    PushMarker(progress, ':');
+    Reciprocal(heap, x, out, n, progress, threadExponent);
+    PopMarker(progress);
+    return;
+  }
+  const uint64_t m = n / 2 + 1;
+  PushMarker(progress, '0');
+  ReciprocalStaged(heap, x, out, m, stage + 1, progress, threadExponent);
+  PopMarker(progress);
+  StageOut<true>(heap, x);
+  StageOut<true>(heap, out);
+  PrintIterating(progress, m);
+  RefineReciprocal<true>(heap, x, out, n, m, threadExponent);
+}
+
+namespace {
+
+template <bool kStaged>
+void InvertInPlaceImpl(AllocationHeap* heap, BigFloat& x, uint64_t n, bool progress,
+                       uint32_t threadExponent) {
+  const uint64_t threshold = kStaged ? kStagedMinWords : 3;
+  if (n < threshold) {
+    BigFloat r;
+    Reciprocal(heap, x, r, n, false, threadExponent);
+    BigFloatRelease(x);
+    x = r;
+    return;
+  }
+  const uint64_t m = n / 2 + 1;
+  BigFloat r;
+  PushMarker(progress, '0');
+  if constexpr (kStaged) {
+    ReciprocalStaged(heap, x, r, m, 1, progress, threadExponent);
+  } else {
+    Reciprocal(heap, x, r, m, progress, threadExponent);
+  }
+  PopMarker(progress);
+  StageOut<kStaged>(heap, x);
+  StageOut<kStaged>(heap, r);
+  PrintIterating(progress, m);
+  // x·r consumes x: the old value is no longer needed once the residual is formed.
+  if (!BigFloatIsZero(x)) {
+    BigFloat product;
+    BigFloatMultiplyKeep(heap, x, r, product, n + 6, threadExponent);
+    BigFloatRelease(x);
+    x = product;
+  }
+  StageOut<kStaged>(heap, r);
+  BigFloat u;
+  OneMinus(heap, x, u, n + 3);
+  BigFloatRelease(x);
+  StageOut<kStaged>(heap, u);
+  if (!BigFloatIsZero(u)) {
+    BigFloat correction;
+    BigFloatMultiplyKeep(heap, u, r, correction, n / 2 + 4, threadExponent);
+    BigFloatRelease(u);
+    u = correction;
+  }
+  BigFloatAdd(heap, r, u, x, n + 3);
+  BigFloatRelease(r);
+  BigFloatRelease(u);
+  BigIntShrink(x.magnitude);
+}
+
+}  // namespace
+
+void InvertInPlace(AllocationHeap* heap, BigFloat& x, uint64_t n, bool progress,
+                   uint32_t threadExponent) {
+  InvertInPlaceImpl<false>(heap, x, n, progress, threadExponent);
+}
+
+void InvertInPlaceStaged(AllocationHeap* heap, BigFloat& x, uint64_t n, bool progress,
+                         uint32_t threadExponent) {
+  InvertInPlaceImpl<true>(heap, x, n, progress, threadExponent);
+}
+
+}  // namespace zx
