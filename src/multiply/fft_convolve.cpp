@@ -1,5 +1,4 @@
-// The product pipeline on a workspace. An operand that fills at most half the points leaves every
-// imaginary input zero, which the outer pass skips (the half-zero forward transform).
+// The product pipeline on a workspace.
 #include "multiply/fft_convolve.hpp"
 
 #include "multiply/fft_outer.hpp"
@@ -16,17 +15,15 @@ char* AlignUp(void* memory) {
   return reinterpret_cast<char*>((address + kAlignBytes - 1) & ~(kAlignBytes - 1));
 }
 
-// Packs an operand and runs the outer pass; the lane transform is left to the caller.
+// Packs an operand and runs the outer pass; the lane transform is left to the caller. An operand
+// whose fields, with room for the final carry, fit in half the points leaves every imaginary
+// input zero (the half-zero forward transform).
 void LoadOperand(const FftSize& size, const uint32_t* words, uint64_t count, double* into,
                  uint32_t* points) {
   const uint64_t n = size.points / 2;
-  const bool halfZero = PackedPointCount(count, size.pointBits) <= n;
-  int32_t* signedPoints = reinterpret_cast<int32_t*>(points);
-  // Only a full ring element's carry finds no point above it: it wraps round as −1.
-  const uint32_t carry =
-      PackPoints(words, count, size.pointBits, signedPoints, halfZero ? n : size.points);
-  signedPoints[0] -= static_cast<int32_t>(carry);
-  OuterForward(into, signedPoints, n, halfZero);
+  const bool halfZero = FieldCount(count, size.pointBits) + 1 <= n;
+  PackPoints(words, count, size.pointBits, points, halfZero ? n : size.points);
+  OuterForward(into, points, n, size.pointBits, halfZero);
 }
 
 }  // namespace

@@ -23,8 +23,8 @@ const V4 kLaneIm = {0.0, kSin8, kRootHalf, kCos8};
 const V4 kHalvesSign = {1.0, 1.0, -1.0, -1.0};
 const V4 kPairsSign = {1.0, -1.0, 1.0, -1.0};
 
-// Four signed points as doubles.
-inline V4 LoadPoints(const int32_t* p) {
+// Four fields (below 2^31) as doubles.
+inline V4 LoadPoints(const uint32_t* p) {
 #if defined(__AVX__)
   __m256d d = _mm256_cvtepi32_pd(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
   V4 v;
@@ -35,6 +35,31 @@ inline V4 LoadPoints(const int32_t* p) {
             static_cast<double>(p[3])};
 #endif
 }
+
+// The carry (0 or 1) that balancing from point 0 brings into point `index`: a field of 2^(b−1)
+// or more sends one, a field below 2^(b−1) − 1 none, and 2^(b−1) − 1 passes on what it got.
+double BalancedCarryInto(const uint32_t* fields, uint64_t index, uint32_t pointBits) {
+  const uint32_t half = 1u << (pointBits - 1);
+  for (uint64_t j = index; j-- > 0;) {
+    if (fields[j] >= half) return 1.0;
+    if (fields[j] != half - 1) return 0.0;
+  }
+  return 0.0;
+}
+
+// One step of four balancing chains: value = field + carry becomes value − carry'·2^b with
+// carry' = 1 when value ≥ 2^(b−1). Exact in doubles.
+struct Balancer {
+  V4 radix;
+  V4 inverseRadix;
+  V4 half;
+
+  V4 Step(V4 field, V4& carry) const {
+    const V4 value = field + carry;
+    carry = Floor((value + half) * inverseRadix);
+    return value - carry * radix;
+  }
+};
 
 // Four exact integers below 2^31 as points.
 inline void StorePoints(uint32_t* p, V4 v) {
@@ -76,18 +101,34 @@ inline CV4 LaneButterflyInverse(const CV4& y) {
 
 }  // namespace
 
-void OuterForward(double* x, const int32_t* points, uint64_t n, bool halfZero) {
+void OuterForward(double* x, const uint32_t* fields, uint64_t n, uint32_t pointBits,
+                  bool halfZero) {
   const uint64_t m = n / 4;
   const double* twiddles = OuterTwiddles(n);
   const CV4 lanes{kLaneRe, kLaneIm};
+  const Balancer balancer{Splat(std::ldexp(1.0, static_cast<int>(pointBits))),
+                          Splat(std::ldexp(1.0, -static_cast<int>(pointBits))),
+                          Splat(std::ldexp(1.0, static_cast<int>(pointBits) - 1))};
+  // Lanes are the chains of the eighths of the points; each starts with the carry its eighth
+  // receives from below.
+  V4 carryRe;
+  V4 carryIm;
+  for (int l = 0; l < 4; l++) {
+    carryRe[l] = BalancedCarryInto(fields, l * m, pointBits);
+    carryIm[l] = halfZero ? 0.0 : BalancedCarryInto(fields, n + l * m, pointBits);
+  }
   for (uint64_t v = 0; v < m; v += 4) {
     V4 re[4];
     V4 im[4] = {};
-    for (int l = 0; l < 4; l++) re[l] = LoadPoints(points + l * m + v);
+    for (int l = 0; l < 4; l++) re[l] = LoadPoints(fields + l * m + v);
     Transpose(re[0], re[1], re[2], re[3]);
+    for (int i = 0; i < 4; i++) re[i] = balancer.Step(re[i], carryRe);
     if (!halfZero) {
-      for (int l = 0; l < 4; l++) im[l] = LoadPoints(points + n + l * m + v);
+      for (int l = 0; l < 4; l++) im[l] = LoadPoints(fields + n + l * m + v);
       Transpose(im[0], im[1], im[2], im[3]);
+      for (int i = 0; i < 4; i++) im[i] = balancer.Step(im[i], carryIm);
+      // The top point keeps its carry (a field up to 2^b): nothing lies above it to take it.
+      if (v + 4 == m) im[3][3] += carryIm[3] * balancer.radix[3];
     }
     for (int i = 0; i < 4; i++) {
       const CV4 weighted =

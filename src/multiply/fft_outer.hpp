@@ -13,9 +13,18 @@
 
 namespace zx::fft {
 
-// x (N/4 vectors) ← the weighted first transform level of the signed points[0..L); with halfZero
-// the points from N on are zero and not read.
-void OuterForward(double* x, const int32_t* points, uint64_t n, bool halfZero);
+// x (N/4 vectors) ← the weighted first transform level of the points made from the b-bit fields
+// fields[0..L) (each below 2^b); with halfZero the fields from N on are zero and not read.
+//
+// The points are balanced: field f_j plus the carry from below becomes a signed point in
+// [−2^(b−1), 2^(b−1)), passing a carry of 1 upward when it was reduced; only the top point of a
+// full operand keeps its carry. The value is unchanged, but the operand's mean leaves the
+// transform: an all-ones operand becomes −1, 0, ..., 0, 1 instead of a constant whose coherent
+// zero-frequency term dominates the rounding error (unsigned fields fail the size table's widths
+// on all-ones operands; balanced ones keep a margin of three or more). The carries run as eight
+// chains over the eighths of the points, each started with the carry its eighth receives.
+// An operand that is not full must leave room for its final carry: at least one zero field.
+void OuterForward(double* x, const uint32_t* fields, uint64_t n, uint32_t pointBits, bool halfZero);
 
 // points[0..L) ← the negacyclic convolution held in x after LaneInverse: the last inverse level,
 // the weights removed, each value scaled by 1/N, rounded half up and carried in base 2^b (eight

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <vector>
 
 #include "shell/fatal.hpp"
 
@@ -45,18 +44,22 @@ double* AllocTable(uint64_t doubles) {
 }
 
 // e^(2πi·a/D) for any integer a, from the first octant: the quadrant is an exact rotation by
-// i^q and the upper half of each quadrant an exact swap of cosine and sine.
+// i^q and the upper half of each quadrant an exact swap of cosine and sine. The octant is
+// computed in extended precision and rounded once, so every factor is within half an ulp.
 struct Circle {
-  int64_t denominator;         // D, a multiple of 8
-  std::vector<double> cosSin;  // (cos, sin) of 2π·r/D for 0 ≤ r ≤ D/8
+  int64_t denominator;  // D, a multiple of 8
+  double* cosSin;       // (cos, sin) of 2π·r/D for 0 ≤ r ≤ D/8
 
-  explicit Circle(int64_t d) : denominator(d), cosSin(2 * (d / 8 + 1)) {
+  explicit Circle(int64_t d) : denominator(d), cosSin(AllocTable(2 * (d / 8 + 1))) {
     for (int64_t r = 0; r <= d / 8; r++) {
       const long double angle = 2.0L * 3.141592653589793238462643383279502884L * r / d;
       cosSin[2 * r] = static_cast<double>(std::cos(angle));
       cosSin[2 * r + 1] = static_cast<double>(std::sin(angle));
     }
   }
+  ~Circle() { std::free(cosSin); }
+  Circle(const Circle&) = delete;
+  Circle& operator=(const Circle&) = delete;
 
   void Root(int64_t a, double* out) const {
     const int64_t d = denominator;

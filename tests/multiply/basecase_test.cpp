@@ -111,6 +111,16 @@ TEST_P(BasecaseMethodTest, AgreesWithGmpOnRandomSizes) {
   }
 }
 
+// The front-end's last basecase-sized operand of the FFT's range, by Toom-3.
+TEST(BasecaseLargeTest, Toom3AgreesWithGmpAt11999Words) {
+  std::mt19937_64 rng(test::TestSeed());
+  for (const Method& method : kMethods) {
+    if (std::string(method.name).find("Toom3") == std::string::npos) continue;
+    CheckMethod(method, test::RandomWords(rng, 11999), test::RandomWords(rng, 11999), "random");
+    CheckMethod(method, test::AllOnes(11999), test::AllOnes(11999), "all ones");
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Methods, BasecaseMethodTest, ::testing::ValuesIn(kMethods),
                          [](const auto& info) { return std::string(info.param.name); });
 
