@@ -4,6 +4,7 @@
 #include "multiply/hybrid_mul.hpp"
 
 #include <algorithm>
+#include <atomic>
 
 #include "multiply/basecase.hpp"
 #include "multiply/hybrid_passes.hpp"
@@ -96,11 +97,22 @@ uint64_t Product(AllocationHeap* heap, const Operands& ops, uint32_t* out, bool 
   rows.source = nullptr;
   HybridRowPass(rows, square ? nullptr : &b, layout.pointwise);
 
+  std::atomic<bool> failed{false};
+  const HybridFinish finish{HybridTakeFault(), &failed};
   columns.source = nullptr;
+  columns.finish = &finish;
   HybridInversePass(columns);
 
-  const uint64_t status = HybridRecombine(a, params.pieceWords, productWords, ops.t, out,
-                                          reinterpret_cast<uint32_t*>(scratch));
+  HybridRecombineJob job;
+  job.buffer = &a;
+  job.pieceWords = params.pieceWords;
+  job.productWords = productWords;
+  job.truncationWords = ops.t;
+  job.out = out;
+  job.scratch = scratch;
+  job.scratchBlockBytes = layout.blockBytes;
+  job.threadExponent = layout.threadExponent;
+  const uint64_t status = failed.load() ? kProductCheckFailed : HybridRecombine(job);
   Release(memory);
   return status;
 }

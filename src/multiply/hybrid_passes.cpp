@@ -1,5 +1,5 @@
 // Pass tasks and their recursive halving over threads. A task stays on its thread when it has no
-// budget, when its sub-transforms are 16 points or fewer, or when one of them holds under 20000
+// budget, or when all its sub-transforms together come to 16 points or fewer or to under 20000
 // words of data: a thread costs more than such work. A single large sub-transform is itself cut
 // into columns and rows first, so its halves become independent.
 #include "multiply/hybrid_passes.hpp"
@@ -14,7 +14,7 @@ namespace {
 // Working set the split keeps its inner blocks under: (n + 1)·2^j + 2n + 2 words of 4 bytes.
 constexpr uint64_t kInnerBlockBytes = 0x300000;
 constexpr uint64_t kThreadMinWords = 20000;
-constexpr uint32_t kThreadMinLevels = 5;
+constexpr uint64_t kThreadMinPoints = 17;
 
 uint64_t InnerBlockBytes(uint64_t ringWords, uint32_t j) {
   return (((ringWords + 1) << j) + 2 * ringWords + 2) * 4;
@@ -43,8 +43,9 @@ HybridSpan SpanOf(const HybridPassTask& task, uint64_t index) {
 }
 
 bool RunsSerially(const HybridPassTask& task) {
-  return task.threadExponent == 0 || task.span.levels < kThreadMinLevels ||
-         (task.buffer.ringWords << task.span.levels) < kThreadMinWords;
+  const uint64_t points = task.count << task.span.levels;
+  return task.threadExponent == 0 || points < kThreadMinPoints ||
+         points * task.buffer.ringWords < kThreadMinWords;
 }
 
 // Halves of a task: the first half, for the new thread, takes the scratch blocks further on.
@@ -167,6 +168,20 @@ void RowSerial(const HybridPassTask& task, const HybridBuffer* b,
   }
 }
 
+// The coefficients of a span whose inverse transform is complete: scaled and checked while
+// they are in cache.
+void FinishSpan(const HybridPassTask& task, const HybridSpan& span) {
+  const HybridFinish& finish = *task.finish;
+  for (uint64_t p = 0; p < (uint64_t{1} << span.levels); ++p) {
+    const uint64_t index = span.first + span.step * p;
+    const bool corrupt = finish.corruptFirst && index == 0;
+    if (!HybridFinishCoefficient(HybridElement(task.buffer, index), SpareOf(task), task.buffer,
+                                 corrupt)) {
+      finish.failed->store(true, std::memory_order_relaxed);
+    }
+  }
+}
+
 template <bool kForward>
 void RunPass(const HybridPassTask& task) {
   if (RunsSerially(task)) {
@@ -177,12 +192,14 @@ void RunPass(const HybridPassTask& task) {
         HybridForward(task.buffer, span, SpareOf(task));
       } else {
         HybridInverse(task.buffer, span, SpareOf(task));
+        if (task.finish != nullptr) FinishSpan(task, span);
       }
     }
   } else if (task.count < 2) {
     HybridPassTask columns;
     HybridPassTask rows;
     SplitOne(task, columns, rows);
+    rows.finish = nullptr;
     RunPass<kForward>(kForward ? columns : rows);
     RunPass<kForward>(kForward ? rows : columns);
   } else {

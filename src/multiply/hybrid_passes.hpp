@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "multiply/hybrid_pointwise.hpp"
+#include "multiply/hybrid_recombine.hpp"
 #include "multiply/hybrid_transform.hpp"
 
 namespace zx {
@@ -40,6 +41,7 @@ struct HybridPassTask {
   uint64_t scratchBlockBytes = 0;
   uint32_t threadExponent = 0;
   const HybridSource* source = nullptr;  // forward passes: load the elements first
+  const HybridFinish* finish = nullptr;  // the last inverse pass: scale and check after it
 };
 
 void HybridForwardPass(const HybridPassTask& task);

@@ -2,7 +2,8 @@
 // shift by 2^−k = √2^(128n − 2k) gives c_j. A true coefficient is a sum of at most K products
 // of two s-word pieces, below 2^(64s + 32) with n = 2s + 2, so word n − 1 of its residue is 0, or
 // all ones when the residue stands for a small negative number. Anything else means a fault
-// somewhere in the product. The coefficients overlap (n > 2s), so they are summed in a window
+// somewhere in the product. The scaling and the check run in the last inverse pass, on all
+// threads; the sum is serial. The coefficients overlap (n > 2s), so they are summed in a window
 // of n + 2 words that moves up by s words after each one, emitting s final words each time.
 #include "multiply/hybrid_recombine.hpp"
 
@@ -10,10 +11,12 @@
 #include <atomic>
 #include <cstring>
 
+#include "multiply/hybrid_chains.hpp"
 #include "multiply/hybrid_limbs.hpp"
 #include "multiply/hybrid_mul.hpp"
 #include "multiply/hybrid_ring.hpp"
 #include "multiply/hybrid_roots.hpp"
+#include "runtime/threads.hpp"
 #include "shell/fatal.hpp"
 
 namespace zx {
@@ -21,41 +24,18 @@ namespace {
 
 std::atomic<uint32_t> gFaultsLeft{0};
 
-bool TakeFault() {
-  uint32_t left = gFaultsLeft.load();
-  while (left > 0 && !gFaultsLeft.compare_exchange_weak(left, left - 1)) {
-  }
-  return left > 0;
-}
-
-enum class Coefficient { kPositive, kNegative, kCorrupt };
+// Below this many words of coefficients a part of the sum stays on its thread.
+constexpr uint64_t kRecombineThreadMinWords = 20000;
 
 bool LowWordsZero(const uint32_t* c, uint64_t count) {
   return std::all_of(c, c + count, [](uint32_t w) { return w == 0; });
 }
 
-// Classifies the residue c and leaves it as n words of two's complement, sign apart: a residue r
-// read as negative stands for r − 2^(32n) − 1, whose low n words are those of r − 1.
-Coefficient Classify(uint32_t* c, uint64_t n) {
-  const uint32_t high = c[n - 1];
-  const uint64_t top = RingTop(c, n);
-  if (top == 0 && high == 0) return Coefficient::kPositive;
-  if (top == 0 && high != 0xFFFFFFFFu) return Coefficient::kCorrupt;
-  if (top > 1 || (top == 1 && !LowWordsZero(c, n))) {
-    FatalAssertion(kImpossibleResult, "Hybrid Number-Theoretic Transform", "Positive Overflow");
-  }
-  RingSubAt(c, n, 0, 1);
-  return Coefficient::kNegative;
-}
-
-// window (M + 1 limbs, two's complement) += the n-word coefficient extended by its sign.
-void AddToWindow(uint32_t* window, const uint32_t* c, uint64_t n, uint64_t signLimb) {
+// window (M + 1 limbs, two's complement) += the finished coefficient c, extended by its sign.
+void AddToWindow(uint32_t* window, const uint32_t* c, uint64_t n) {
   const uint64_t limbs = n / 2;
-  unsigned char carry = 0;
-  for (uint64_t i = 0; i < limbs; ++i) {
-    StoreLimb(window, i, AddWithCarry(LoadLimb(window, i), LoadLimb(c, i), carry));
-  }
-  StoreLimb(window, limbs, AddWithCarry(LoadLimb(window, limbs), signLimb, carry));
+  unsigned char carry = static_cast<unsigned char>(ChainAdd(window, c, window, limbs, 0));
+  StoreLimb(window, limbs, AddWithCarry(LoadLimb(window, limbs), LoadLimb(c, limbs), carry));
 }
 
 // Copies the window words that are product words in [t, productWords) to out, and reports
@@ -74,43 +54,137 @@ bool Emit(const uint32_t* window, uint64_t count, uint64_t firstWord, uint64_t p
   return true;
 }
 
-}  // namespace
+uint32_t* WindowOf(uint8_t* block) { return reinterpret_cast<uint32_t*>(block); }
 
-#if defined(ZX_TEST_HOOKS)
-void HybridSetFaults(uint32_t products) {
-  gFaultsLeft.store(products);
-}
-#endif
-
-uint64_t HybridRecombine(const HybridBuffer& buffer, uint64_t pieceWords, uint64_t productWords,
-                         uint64_t truncationWords, uint32_t* out, uint32_t* scratch) {
+// Coefficients [j0, j1) summed from an empty window: words [j0·s, j1·s) go to out (those in
+// [t, productWords)), the n + 2 pending words at j1·s stay in the window.
+bool SumSerially(const HybridRecombineJob& job, uint64_t j0, uint64_t j1, uint32_t* window) {
+  const HybridBuffer& buffer = *job.buffer;
   const uint64_t n = buffer.ringWords;
-  const uint64_t s = pieceWords;
+  const uint64_t s = job.pieceWords;
   const uint64_t windowWords = n + 2;
-  const uint64_t points = uint64_t{1} << buffer.k;
-  const uint64_t unscale = RingRootOrder(n) - 2 * buffer.k;
-  uint32_t* c = scratch;
-  uint32_t* window = scratch + buffer.strideWords;
   std::fill(window, window + windowWords, 0u);
-  const bool corrupt = TakeFault();
-  for (uint64_t j = 0; j < points; ++j) {
-    RingMulRoot(HybridElement(buffer, j), c, n, unscale);
-    if (corrupt && j == 0) c[n - 1] ^= 0x00010000u;
-    const Coefficient kind = Classify(c, n);
-    if (kind == Coefficient::kCorrupt) return kProductCheckFailed;
-    const uint64_t firstWord = j * s;
-    if (firstWord >= productWords) {
-      if (kind != Coefficient::kPositive || !LowWordsZero(c, n)) return kProductCheckFailed;
-      continue;
-    }
-    AddToWindow(window, c, n, kind == Coefficient::kNegative ? ~uint64_t{0} : 0);
-    if (!Emit(window, s, firstWord, productWords, truncationWords, out)) return kProductCheckFailed;
+  for (uint64_t j = j0; j < j1; ++j) {
+    AddToWindow(window, HybridElement(buffer, j), n);
+    if (!Emit(window, s, j * s, job.productWords, job.truncationWords, job.out)) return false;
     const uint32_t sign = (window[windowWords - 1] & 0x80000000u) != 0 ? 0xFFFFFFFFu : 0;
     std::memmove(window, window + s, (windowWords - s) * 4);
     std::fill(window + windowWords - s, window + windowWords, sign);
   }
+  return true;
+}
+
+// Adds ±1 to the words [0, count) from the bottom; returns what is left over at the top.
+int AddUnit(uint32_t* words, uint64_t count, int unit) {
+  for (uint64_t i = 0; i < count && unit != 0; ++i) {
+    const uint32_t old = words[i];
+    words[i] = old + static_cast<uint32_t>(unit);
+    if ((unit > 0 && words[i] != 0) || (unit < 0 && old != 0)) unit = 0;
+  }
+  return unit;
+}
+
+// The pending words of a left part (a signed number of n + 2 words at word `at`) added into the
+// words that the right part emitted, [at, end), and past them into the right part's own pending
+// window (null for the last part, whose words from `end` = productWords on must stay zero).
+bool AddPending(const HybridRecombineJob& job, const uint32_t* pending, uint64_t at, uint64_t end,
+                uint32_t* next) {
+  const uint64_t windowWords = job.buffer->ringWords + 2;
+  uint32_t* target = job.out + (at - job.truncationWords);
+  const unsigned carry = ChainAdd(target, pending, target, windowWords / 2, 0);
+  int unit = static_cast<int>(carry) - ((pending[windowWords - 1] & 0x80000000u) != 0 ? 1 : 0);
+  unit = AddUnit(target + windowWords, end - at - windowWords, unit);
+  if (unit == 0) return true;
+  if (next == nullptr) return false;
+  AddUnit(next, windowWords, unit);
+  return true;
+}
+
+// Coefficients [j0, j1) with up to 2^threads threads: the range is halved at a coefficient whose
+// word offset lies at or above t and leaves the right part at least a window of words, the halves
+// are summed apart, and the left part's pending words are added into the right part's.
+bool SumRange(const HybridRecombineJob& job, uint64_t j0, uint64_t j1, uint32_t threads,
+              uint8_t* scratch) {
+  const uint64_t n = job.buffer->ringWords;
+  const uint64_t s = job.pieceWords;
+  const uint64_t windowWords = n + 2;
+  const bool last = j1 * s >= job.productWords;
+  const uint64_t lowest = std::max(j0 + 1, (job.truncationWords + s - 1) / s);
+  uint64_t middle = std::max((j0 + j1) / 2, lowest);
+  const uint64_t reach = windowWords / s + 1;  // coefficients a right part needs at least
+  const bool fits = middle < j1 && middle * s + windowWords <= job.productWords &&
+                    (last || j1 - middle >= reach);
+  if (threads == 0 || !fits || (j1 - j0) * n < kRecombineThreadMinWords) {
+    return SumSerially(job, j0, j1, WindowOf(scratch));
+  }
+  uint8_t* leftScratch = scratch + (job.scratchBlockBytes << (threads - 1));
+  bool leftOk = true;
+  bool rightOk = true;
+  ForkJoin(
+      nullptr, 1,
+      [&](AllocationHeap*) {
+        leftOk = SumRange(job, j0, middle, threads - 1, leftScratch);
+        return 0u;
+      },
+      [&](AllocationHeap*) {
+        rightOk = SumRange(job, middle, j1, threads - 1, scratch);
+        return 0u;
+      });
+  if (!leftOk || !rightOk) return false;
+  const uint64_t end = last ? job.productWords : j1 * s;
+  return AddPending(job, WindowOf(leftScratch), middle * s, end,
+                    last ? nullptr : WindowOf(scratch));
+}
+
+}  // namespace
+
+bool HybridTakeFault() {
+  uint32_t left = gFaultsLeft.load();
+  while (left > 0 && !gFaultsLeft.compare_exchange_weak(left, left - 1)) {
+  }
+  return left > 0;
+}
+
+#if defined(ZX_TEST_HOOKS)
+void HybridSetFaults(uint32_t products) { gFaultsLeft.store(products); }
+#endif
+
+bool HybridFinishCoefficient(uint32_t* element, uint32_t* spare, const HybridBuffer& buffer,
+                             bool corrupt) {
+  const uint64_t n = buffer.ringWords;
+  RingMulRoot(element, spare, n, RingRootOrder(n) - 2 * buffer.k);
+  if (corrupt) spare[n - 1] ^= 0x00010000u;
+  const uint32_t high = spare[n - 1];
+  const uint64_t top = RingTop(spare, n);
+  uint64_t sign = 0;
+  if (top != 0 || high == 0xFFFFFFFFu) {
+    // A residue r read as negative stands for r − 2^(32n) − 1: its low n words are those of
+    // r − 1 and every word above is all ones. The one residue with a top of 1 is 2^(32n) (−1).
+    if (top > 1 || (top == 1 && !LowWordsZero(spare, n))) {
+      FatalAssertion(kImpossibleResult, "Hybrid Number-Theoretic Transform", "Positive Overflow");
+    }
+    RingSubAt(spare, n, 0, 1);
+    sign = ~uint64_t{0};
+  } else if (high != 0) {
+    return false;
+  }
+  std::memcpy(element, spare, n * sizeof(uint32_t));
+  StoreLimb(element, n / 2, sign);
+  return true;
+}
+
+uint64_t HybridRecombine(const HybridRecombineJob& job) {
+  const HybridBuffer& buffer = *job.buffer;
+  const uint64_t n = buffer.ringWords;
+  const uint64_t points = uint64_t{1} << buffer.k;
+  const uint64_t used = std::min(points, (job.productWords + job.pieceWords - 1) / job.pieceWords);
+  // Beyond the product every coefficient is zero.
+  for (uint64_t j = used; j < points; ++j) {
+    if (!LowWordsZero(HybridElement(buffer, j), n + 2)) return kProductCheckFailed;
+  }
+  if (!SumRange(job, 0, used, job.threadExponent, job.scratch)) return kProductCheckFailed;
   // Everything from the last emitted word on must be zero.
-  return LowWordsZero(window, windowWords) ? 0 : kProductCheckFailed;
+  return LowWordsZero(WindowOf(job.scratch), n + 2) ? 0 : kProductCheckFailed;
 }
 
 }  // namespace zx

@@ -134,29 +134,36 @@ TEST(HybridRows, EveryShapeOfRowAgreesWithGmp) {
   }
 }
 
-// Every thread budget gives the same words, with passes and products split over threads.
+// Every thread budget gives the same words, with passes, products and the recombination split
+// over threads, truncated or not.
 TEST(HybridThreads, EveryBudgetGivesTheSameProduct) {
   std::mt19937_64 rng(test::TestSeed() + 11);
   struct Shape {
     uint64_t la;
-    uint64_t lb;
+    uint64_t lb;  // 0: square
+    uint64_t t;
   };
-  for (const Shape shape : {Shape{60000, 60000}, Shape{90000, 25000}, Shape{45000, 0}}) {
-    const Words a = test::RandomWords(rng, shape.la);
-    const Words b = test::RandomWords(rng, shape.lb == 0 ? shape.la : shape.lb);
-    const uint64_t lb = shape.lb == 0 ? shape.la : shape.lb;
+  for (const Shape shape : {Shape{60000, 60000, 0}, Shape{90000, 25000, 0},
+                            Shape{45000, 0, 0}, Shape{70000, 70000, 69000},
+                            Shape{80000, 0, 100001}}) {
+    const bool square = shape.lb == 0;
+    const uint64_t lb = square ? shape.la : shape.lb;
+    const Words a = test::SparseWords(rng, shape.la);
+    const Words b = test::RandomWords(rng, lb);
     std::vector<Words> results;
     for (uint32_t threads = 0; threads <= 3; ++threads) {
-      Words out(shape.la + lb);
+      Words out(shape.la + lb - shape.t);
       const uint64_t status =
-          shape.lb == 0 ? HybridSquare(nullptr, a.data(), shape.la, out.data(), 0, threads)
-                        : HybridMultiply(nullptr, a.data(), shape.la, b.data(), lb, out.data(), 0,
-                                         threads);
-      ASSERT_EQ(status, 0u) << Describe(shape.la, lb, 0, threads, shape.lb == 0);
+          square ? HybridSquare(nullptr, a.data(), shape.la, out.data(), shape.t, threads)
+                 : HybridMultiply(nullptr, a.data(), shape.la, b.data(), lb, out.data(), shape.t,
+                                  threads);
+      ASSERT_EQ(status, 0u) << Describe(shape.la, lb, shape.t, threads, square);
       results.push_back(out);
-      ASSERT_TRUE(results.front() == out) << Describe(shape.la, lb, 0, threads, shape.lb == 0);
+      ASSERT_TRUE(results.front() == out) << Describe(shape.la, lb, shape.t, threads, square);
     }
-    ASSERT_TRUE(results.front() == test::GmpProduct(a, shape.lb == 0 ? a : b));
+    const Words exact = test::GmpProduct(a, square ? a : b);
+    ASSERT_LE(test::TruncationShortfall(exact, shape.t, results.front()), 2u)
+        << Describe(shape.la, lb, shape.t, 0, square);
   }
 }
 
