@@ -23,53 +23,15 @@ const V4 kLaneIm = {0.0, kSin8, kRootHalf, kCos8};
 const V4 kHalvesSign = {1.0, 1.0, -1.0, -1.0};
 const V4 kPairsSign = {1.0, -1.0, 1.0, -1.0};
 
-// Four fields (below 2^31) as doubles.
-inline V4 LoadPoints(const uint32_t* p) {
-#if defined(__AVX__)
-  __m256d d = _mm256_cvtepi32_pd(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
-  V4 v;
-  std::memcpy(&v, &d, sizeof v);
-  return v;
-#else
-  return V4{static_cast<double>(p[0]), static_cast<double>(p[1]), static_cast<double>(p[2]),
-            static_cast<double>(p[3])};
-#endif
-}
-
 // The carry (0 or 1) that balancing from point 0 brings into point `index`: a field of 2^(b−1)
 // or more sends one, a field below 2^(b−1) − 1 none, and 2^(b−1) − 1 passes on what it got.
-double BalancedCarryInto(const uint32_t* fields, uint64_t index, uint32_t pointBits) {
+int32_t BalancedCarryInto(const uint32_t* fields, uint64_t index, uint32_t pointBits) {
   const uint32_t half = 1u << (pointBits - 1);
   for (uint64_t j = index; j-- > 0;) {
-    if (fields[j] >= half) return 1.0;
-    if (fields[j] != half - 1) return 0.0;
+    if (fields[j] >= half) return 1;
+    if (fields[j] != half - 1) return 0;
   }
-  return 0.0;
-}
-
-// One step of four balancing chains: value = field + carry becomes value − carry'·2^b with
-// carry' = 1 when value ≥ 2^(b−1). Exact in doubles.
-struct Balancer {
-  V4 radix;
-  V4 inverseRadix;
-  V4 half;
-
-  V4 Step(V4 field, V4& carry) const {
-    const V4 value = field + carry;
-    carry = Floor((value + half) * inverseRadix);
-    return value - carry * radix;
-  }
-};
-
-// Four exact integers below 2^31 as points.
-inline void StorePoints(uint32_t* p, V4 v) {
-#if defined(__AVX__)
-  __m256d d;
-  std::memcpy(&d, &v, sizeof d);
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_cvtpd_epi32(d));
-#else
-  for (int i = 0; i < 4; i++) p[i] = static_cast<uint32_t>(v[i]);
-#endif
+  return 0;
 }
 
 // One radix-2 level across lanes: pairs two apart (halves swapped) or neighbours.
@@ -106,35 +68,32 @@ void OuterForward(double* x, const uint32_t* fields, uint64_t n, uint32_t pointB
   const uint64_t m = n / 4;
   const double* twiddles = OuterTwiddles(n);
   const CV4 lanes{kLaneRe, kLaneIm};
-  const Balancer balancer{Splat(std::ldexp(1.0, static_cast<int>(pointBits))),
-                          Splat(std::ldexp(1.0, -static_cast<int>(pointBits))),
-                          Splat(std::ldexp(1.0, static_cast<int>(pointBits) - 1))};
-  // Lanes are the chains of the eighths of the points; each starts with the carry its eighth
-  // receives from below.
-  V4 carryRe;
-  V4 carryIm;
-  for (int l = 0; l < 4; l++) {
-    carryRe[l] = BalancedCarryInto(fields, l * m, pointBits);
-    carryIm[l] = halfZero ? 0.0 : BalancedCarryInto(fields, n + l * m, pointBits);
+  const int32_t half = int32_t{1} << (pointBits - 1);
+  // Lane c runs the chain of the c-th eighth of the points (lanes 4..7 are the imaginary inputs),
+  // started with the carry that eighth receives from below; the chain step is integer work of
+  // three instructions.
+  I32x8 carry;
+  for (int c = 0; c < 8; c++) {
+    carry[c] = halfZero && c >= 4 ? 0 : BalancedCarryInto(fields, c * m, pointBits);
   }
+  const uint64_t low = OuterLowCount(m);
   for (uint64_t v = 0; v < m; v += 4) {
-    V4 re[4];
-    V4 im[4] = {};
-    for (int l = 0; l < 4; l++) re[l] = LoadPoints(fields + l * m + v);
-    Transpose(re[0], re[1], re[2], re[3]);
-    for (int i = 0; i < 4; i++) re[i] = balancer.Step(re[i], carryRe);
-    if (!halfZero) {
-      for (int l = 0; l < 4; l++) im[l] = LoadPoints(fields + n + l * m + v);
-      Transpose(im[0], im[1], im[2], im[3]);
-      for (int i = 0; i < 4; i++) im[i] = balancer.Step(im[i], carryIm);
-      // The top point keeps its carry (a field up to 2^b): nothing lies above it to take it.
-      if (v + 4 == m) im[3][3] += carryIm[3] * balancer.radix[3];
-    }
+    I32x8 points[4];
+    LoadColumns8x4(fields + v, m, halfZero, points);
     for (int i = 0; i < 4; i++) {
+      const I32x8 value = points[i] + carry;
+      carry = (value + half) >> pointBits;
+      points[i] = value - (carry << pointBits);
+    }
+    // The top point keeps its carry (a field up to 2^b): nothing lies above it to take it.
+    if (!halfZero && v + 4 == m) points[3][7] += carry[7] << pointBits;
+    const CV4 high = LoadC(twiddles + 8 * (low + v / low));
+    for (int i = 0; i < 4; i++) {
+      const V4 re = LowToDouble(points[i]);
       const CV4 weighted =
-          halfZero ? CV4{re[i] * kLaneRe, re[i] * kLaneIm} : Mul(CV4{re[i], im[i]}, lanes);
-      const double* twiddle = twiddles + 8 * (v + i);
-      StoreC(x + 8 * (v + i), Mul(LaneButterfly(weighted), LoadC(twiddle)));
+          halfZero ? CV4{re * kLaneRe, re * kLaneIm} : Mul(CV4{re, HighToDouble(points[i])}, lanes);
+      const CV4 twiddle = Mul(high, LoadC(twiddles + 8 * ((v + i) % low)));
+      StoreC(x + 8 * (v + i), Mul(LaneButterfly(weighted), twiddle));
     }
   }
 }
@@ -144,36 +103,34 @@ int64_t OuterInverseCarry(const double* x, uint32_t* points, uint64_t n, uint32_
   const double* twiddles = OuterTwiddles(n);
   const double scale = 1.0 / static_cast<double>(n);
   const CV4 lanes{kLaneRe * scale, kLaneIm * scale};
-  const V4 radix = Splat(std::ldexp(1.0, static_cast<int>(pointBits)));
-  const V4 inverseRadix = Splat(std::ldexp(1.0, -static_cast<int>(pointBits)));
   const V4 half = Splat(0.5);
+  const int64_t mask = (int64_t{1} << pointBits) - 1;
+  // Arithmetic shifts of 64-bit lanes by way of a bias: |sum| < 2^62 keeps sum + 2^62 positive.
+  const int64_t bias = int64_t{1} << 62;
+  const int64_t biasShifted = bias >> pointBits;
   // Lanes 0..3 of carryRe are chains 0..3 (points below N), of carryIm chains 4..7.
-  V4 carryRe = {};
-  V4 carryIm = {};
+  I64x4 carryRe = {};
+  I64x4 carryIm = {};
+  const uint64_t low = OuterLowCount(m);
   for (uint64_t v = 0; v < m; v += 4) {
-    V4 re[4];
-    V4 im[4];
+    I32x8 columns[4];
+    const CV4 high = LoadC(twiddles + 8 * (low + v / low));
     for (int i = 0; i < 4; i++) {
-      const double* twiddle = twiddles + 8 * (v + i);
-      const CV4 spectrum = MulConj(LoadC(x + 8 * (v + i)), LoadC(twiddle));
+      const CV4 twiddle = Mul(high, LoadC(twiddles + 8 * ((v + i) % low)));
+      const CV4 spectrum = MulConj(LoadC(x + 8 * (v + i)), twiddle);
       const CV4 value = MulConj(LaneButterflyInverse(spectrum), lanes);
-      // Round half up, then carry: the sums stay exact integers below 2^53.
-      const V4 roundedRe = Floor(value.re + half) + carryRe;
-      const V4 roundedIm = Floor(value.im + half) + carryIm;
-      carryRe = Floor(roundedRe * inverseRadix);
-      carryIm = Floor(roundedIm * inverseRadix);
-      re[i] = roundedRe - carryRe * radix;
-      im[i] = roundedIm - carryIm * radix;
+      // Round half up, then carry in integers: the chain step is an add and a shift.
+      const I64x4 sumRe = IntegralToInt64(Floor(value.re + half)) + carryRe;
+      const I64x4 sumIm = IntegralToInt64(Floor(value.im + half)) + carryIm;
+      carryRe = Reinterpret<I64x4>(Reinterpret<U64x4>(sumRe + bias) >> pointBits) - biasShifted;
+      carryIm = Reinterpret<I64x4>(Reinterpret<U64x4>(sumIm + bias) >> pointBits) - biasShifted;
+      columns[i] =
+          __builtin_shufflevector(Reinterpret<I32x8>(sumRe & mask),
+                                  Reinterpret<I32x8>(sumIm & mask), 0, 2, 4, 6, 8, 10, 12, 14);
     }
-    Transpose(re[0], re[1], re[2], re[3]);
-    Transpose(im[0], im[1], im[2], im[3]);
-    for (int l = 0; l < 4; l++) {
-      StorePoints(points + l * m + v, re[l]);
-      StorePoints(points + n + l * m + v, im[l]);
-    }
+    StoreColumns8x4(points + v, m, columns);
   }
   // Chain c began with no carry; its true carry-in enters at its first point and may run on.
-  const int64_t mask = (int64_t{1} << pointBits) - 1;
   int64_t pending = 0;
   for (int chain = 0; chain < 8; chain++) {
     uint32_t* start = points + chain * m;
@@ -182,8 +139,7 @@ int64_t OuterInverseCarry(const double* x, uint32_t* points, uint64_t n, uint32_
       start[i] = static_cast<uint32_t>(sum & mask);
       pending = sum >> pointBits;
     }
-    const V4 carries = chain < 4 ? carryRe : carryIm;
-    pending += static_cast<int64_t>(carries[chain % 4]);
+    pending += chain < 4 ? carryRe[chain] : carryIm[chain - 4];
   }
   return pending;
 }

@@ -43,18 +43,32 @@ double* AllocTable(uint64_t doubles) {
   return static_cast<double*>(memory);
 }
 
-// e^(2πi·a/D) for any integer a, from the first octant: the quadrant is an exact rotation by
-// i^q and the upper half of each quadrant an exact swap of cosine and sine. The octant is
-// computed in extended precision and rounded once, so every factor is within half an ulp.
+// e^(2πi·a/D) for 0 ≤ a < D, from the first octant: the quadrant is an exact rotation by i^q and
+// the upper half of each quadrant an exact swap of cosine and sine. The octant is computed in
+// extended precision (every 64th entry directly, the others as one extended product of that
+// entry and a small rotation, which errs far below a double's last bit) and rounded once, so
+// every factor is within about half an ulp.
 struct Circle {
   int64_t denominator;  // D, a multiple of 8
   double* cosSin;       // (cos, sin) of 2π·r/D for 0 ≤ r ≤ D/8
 
   explicit Circle(int64_t d) : denominator(d), cosSin(AllocTable(2 * (d / 8 + 1))) {
-    for (int64_t r = 0; r <= d / 8; r++) {
-      const long double angle = 2.0L * 3.141592653589793238462643383279502884L * r / d;
-      cosSin[2 * r] = static_cast<double>(std::cos(angle));
-      cosSin[2 * r + 1] = static_cast<double>(std::sin(angle));
+    constexpr int64_t kStride = 64;
+    const long double turn = 2.0L * 3.141592653589793238462643383279502884L / d;
+    long double stepCos[kStride];
+    long double stepSin[kStride];
+    for (int64_t j = 0; j < kStride; j++) {
+      stepCos[j] = std::cos(turn * j);
+      stepSin[j] = std::sin(turn * j);
+    }
+    for (int64_t base = 0; base <= d / 8; base += kStride) {
+      const long double baseCos = std::cos(turn * base);
+      const long double baseSin = std::sin(turn * base);
+      for (int64_t j = 0; j < kStride && base + j <= d / 8; j++) {
+        cosSin[2 * (base + j)] = static_cast<double>(baseCos * stepCos[j] - baseSin * stepSin[j]);
+        cosSin[2 * (base + j) + 1] =
+            static_cast<double>(baseSin * stepCos[j] + baseCos * stepSin[j]);
+      }
     }
   }
   ~Circle() { std::free(cosSin); }
@@ -62,20 +76,20 @@ struct Circle {
   Circle& operator=(const Circle&) = delete;
 
   void Root(int64_t a, double* out) const {
-    const int64_t d = denominator;
-    a %= d;
-    if (a < 0) a += d;
-    const int64_t quarter = d / 4;
-    const int64_t quadrant = a / quarter;
-    const int64_t r = a % quarter;
+    const int64_t quarter = denominator / 4;
+    int64_t quadrant = 0;
+    while (a >= quarter) {
+      a -= quarter;
+      quadrant++;
+    }
     double c;
     double s;
-    if (r <= d / 8) {
-      c = cosSin[2 * r];
-      s = cosSin[2 * r + 1];
+    if (a <= denominator / 8) {
+      c = cosSin[2 * a];
+      s = cosSin[2 * a + 1];
     } else {
-      s = cosSin[2 * (quarter - r)];
-      c = cosSin[2 * (quarter - r) + 1];
+      s = cosSin[2 * (quarter - a)];
+      c = cosSin[2 * (quarter - a) + 1];
     }
     for (int64_t i = 0; i < quadrant; i++) {
       const double rotated = -s;
@@ -87,67 +101,76 @@ struct Circle {
   }
 };
 
-// The largest level of a family for n complex points (n = 4m): radix-4 factors of the m-vector
-// level and outer factors of n, both from one circle of 4n parts.
-void BuildTop(uint64_t n, double** radix4, double** outer) {
-  const uint64_t m = n / 4;
-  const Circle circle(static_cast<int64_t>(4 * n));
-  *radix4 = AllocTable(6 * (m / 4 > 0 ? m / 4 : 1));
-  for (uint64_t j = 0; j < m / 4; j++) {
-    for (int k = 1; k <= 3; k++) {
-      // w_m^(jk) = e^(−2πi·jk/m) = e^(2πi·(−16jk)/(4n)).
-      circle.Root(-16 * static_cast<int64_t>(j) * k, *radix4 + 6 * j + 2 * (k - 1));
-    }
-  }
-  *outer = AllocTable(8 * m);
-  for (uint64_t v = 0; v < m; v++) {
-    for (int lane = 0; lane < 4; lane++) {
-      double root[2];
-      circle.Root(static_cast<int64_t>(v) * (1 - 4 * kLaneOrder[lane]), root);
-      (*outer)[8 * v + lane] = root[0];
-      (*outer)[8 * v + 4 + lane] = root[1];
-    }
-  }
+// index + step reduced into [0, d), for |step| < d.
+inline int64_t Advance(int64_t index, int64_t step, int64_t d) {
+  index += step;
+  if (index < 0) index += d;
+  if (index >= d) index -= d;
+  return index;
 }
 
-// Levels below the top: every second entry of the level above.
-void BuildLevels(Family& family, uint64_t topN, double* topRadix4, double* topOuter) {
-  const int topLevel = LevelOf(family, topN);
-  family.outer[topLevel].store(topOuter, std::memory_order_release);
-  if (family.radix4[topLevel - 2].load() == nullptr) {
-    family.radix4[topLevel - 2].store(topRadix4, std::memory_order_release);
-  } else {
-    std::free(topRadix4);
+// Outer factors of one level (m vectors) from a circle of 4·n·stride parts: per lane the angle
+// index stride·v·(1 − 4k), low entries for v < S, high entries for v = u·S.
+void FillOuter(const Circle& circle, int64_t stride, uint64_t m, double* table) {
+  const uint64_t low = fft::OuterLowCount(m);
+  const int64_t d = circle.denominator;
+  auto fill = [&](uint64_t entry, int64_t v) {
+    for (int lane = 0; lane < 4; lane++) {
+      int64_t index = (stride * v * (1 - 4 * kLaneOrder[lane])) % d;
+      if (index < 0) index += d;
+      double root[2];
+      circle.Root(index, root);
+      table[8 * entry + lane] = root[0];
+      table[8 * entry + 4 + lane] = root[1];
+    }
+  };
+  for (uint64_t v = 0; v < low; v++) fill(v, static_cast<int64_t>(v));
+  for (uint64_t u = 0; u < m / low; u++) fill(low + u, static_cast<int64_t>(u * low));
+}
+
+uint64_t OuterDoubles(uint64_t m) {
+  return 8 * (fft::OuterLowCount(m) + m / fft::OuterLowCount(m));
+}
+
+// The largest level of a family for n complex points (n = 4m): its radix-4 factors (the smaller
+// levels copy every second entry), and the outer factors of every level not built yet, all from
+// one circle of 4n parts.
+void BuildFamily(Family& family, uint64_t n) {
+  const uint64_t m = n / 4;
+  const int64_t d = static_cast<int64_t>(4 * n);
+  const Circle circle(d);
+  const int topLevel = LevelOf(family, n);
+  double* top = AllocTable(6 * (m / 4 > 0 ? m / 4 : 1));
+  // w_m^(jk) = e^(−2πi·jk/m) = e^(2πi·(−16jk)/(4n)).
+  int64_t powers[3] = {0, 0, 0};
+  for (uint64_t j = 0; j < m / 4; j++) {
+    for (int k = 1; k <= 3; k++) {
+      circle.Root(powers[k - 1], top + 6 * j + 2 * (k - 1));
+      powers[k - 1] = Advance(powers[k - 1], -16 * k, d);
+    }
   }
-  const double* aboveRadix4 = family.radix4[topLevel - 2].load();
-  const double* aboveOuter = topOuter;
-  for (int level = topLevel - 1; level >= 0; level--) {
-    const uint64_t n = family.base << level;
-    if (n < 32 || n / 4 % 4 != 0) break;
-    if (family.outer[level].load() != nullptr) break;
-    const uint64_t m = n / 4;
-    double* outer = AllocTable(8 * m);
-    for (uint64_t v = 0; v < m; v++) std::memcpy(outer + 8 * v, aboveOuter + 16 * v, 64);
-    family.outer[level].store(outer, std::memory_order_release);
-    aboveOuter = outer;
-  }
+  family.radix4[topLevel - 2].store(top, std::memory_order_release);
+  const double* above = top;
   for (int level = topLevel - 3; level >= 0; level--) {
     const uint64_t q = family.base << level;
-    if (q < 4 || q % 4 != 0) break;
-    if (family.radix4[level].load() != nullptr) break;
+    if (q < 4 || q % 4 != 0 || family.radix4[level].load() != nullptr) break;
     double* radix4 = AllocTable(6 * (q / 4));
-    for (uint64_t j = 0; j < q / 4; j++) std::memcpy(radix4 + 6 * j, aboveRadix4 + 12 * j, 48);
+    for (uint64_t j = 0; j < q / 4; j++) std::memcpy(radix4 + 6 * j, above + 12 * j, 48);
     family.radix4[level].store(radix4, std::memory_order_release);
-    aboveRadix4 = radix4;
+    above = radix4;
+  }
+  for (int level = topLevel; level >= 0; level--) {
+    const uint64_t levelN = family.base << level;
+    if (levelN < 32 || levelN / 4 % 4 != 0 || family.outer[level].load() != nullptr) break;
+    double* outer = AllocTable(OuterDoubles(levelN / 4));
+    FillOuter(circle, static_cast<int64_t>(n / levelN), levelN / 4, outer);
+    family.outer[level].store(outer, std::memory_order_release);
   }
 }
 
 void PrepareFamily(Family& family, uint64_t n) {
   if (n <= family.reachPoints || n < 32) return;
-  double* radix4 = nullptr;
-  double* outer = nullptr;
-  BuildTop(n, &radix4, &outer);
-  BuildLevels(family, n, radix4, outer);
+  BuildFamily(family, n);
   family.reachPoints = n;
 }
 
@@ -180,6 +203,12 @@ void ReleaseFftTwiddles() {
 }
 
 namespace fft {
+
+uint64_t OuterLowCount(uint64_t m) {
+  // A power of two that divides m (m = 2^i or 3·2^i), so that the high part is m / S exactly.
+  const uint64_t powerOfTwo = m & (~m + 1);
+  return powerOfTwo < kOuterLowEntries ? powerOfTwo : kOuterLowEntries;
+}
 
 const double* Radix4Twiddles(uint64_t q) {
   const Family& family = FamilyOf(q);
