@@ -6,6 +6,8 @@
 
 #include <random>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "fft_test_util.hpp"
 #include "multiply/basecase.hpp"
@@ -146,6 +148,33 @@ TEST(FftProductTest, HeapEntriesTakeWhatTheyAnnounce) {
   EXPECT_EQ(FftMemoryBytes(57), 8u * 57 + BasecaseScratchBytes(57, 57));
   // 1000 words: 64000 bits fit 2^12 points of 19 bits (lowered to 18).
   EXPECT_EQ(FftMemoryBytes(1000), 8u * 1000 + 20u * 4096 + 64);
+}
+
+// Products on several threads at once share only the twiddle tables; the first product of a
+// new size grows them while other threads transform (tables never move once built).
+TEST(FftProductTest, ThreadsMultiplyAtOnce) {
+  ReleaseFftTables();
+  PrepareFftTables(100);
+  const uint64_t sizes[] = {60, 700, 3001, 9000};
+  std::vector<Words> operands;
+  std::mt19937_64 rng(test::TestSeed() + 7);
+  for (uint64_t n : sizes) operands.push_back(test::RandomWords(rng, n));
+  std::vector<Words> results(8);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; t++) {
+    threads.emplace_back([&, t] {
+      const Words& a = operands[t % 4];
+      Words out(2 * a.size());
+      for (int round = 0; round < 3; round++) {
+        if (FftSquare(nullptr, a.data(), a.size(), out.data(), 0) != 0) return;
+      }
+      results[t] = out;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (int t = 0; t < 8; t++) {
+    EXPECT_EQ(results[t], test::GmpProduct(operands[t % 4], operands[t % 4])) << "thread " << t;
+  }
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "multiply_test_util.hpp"
@@ -144,6 +145,34 @@ TEST(NegacyclicProductTest, AgreesWithGmpOnRandomAndEdgeElements) {
       CheckPair(plan, a, b, "random seed=" + std::to_string(test::TestSeed()));
       CheckPair(plan, a, a, "random square seed=" + std::to_string(test::TestSeed()));
     }
+  }
+}
+
+// After PrepareNegacyclic, threads run ring products of that size with their own scratch.
+TEST(NegacyclicProductTest, PreparedPlansServeSeveralThreads) {
+  NegacyclicPlan plan;
+  ASSERT_TRUE(NegacyclicPlanFor(1536, &plan));
+  PrepareNegacyclic(plan);
+  std::mt19937_64 rng(test::TestSeed() + 8);
+  std::vector<Words> a(4);
+  std::vector<Words> b(4);
+  for (int t = 0; t < 4; t++) {
+    a[t] = Reduced(test::RandomWords(rng, 1537));
+    b[t] = Reduced(test::RandomWords(rng, 1537));
+  }
+  std::vector<Words> results(4, Words(1537));
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; t++) {
+    threads.emplace_back([&, t] {
+      std::vector<double> scratch = Scratch(plan);
+      for (int round = 0; round < 5; round++) {
+        NegacyclicMultiply(plan, a[t].data(), b[t].data(), results[t].data(), scratch.data());
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (int t = 0; t < 4; t++) {
+    EXPECT_EQ(results[t], test::GmpRingProduct(a[t], b[t], 1536)) << "thread " << t;
   }
 }
 
