@@ -1,0 +1,158 @@
+// The split tree of the decimal conversion. A number is divided at the highest power P[j] not above
+// it; the remainder fills exactly b·2^j output words (leading zero words included) and the quotient
+// the words above, so the pieces never need to know their neighbours. The top levels divide one at
+// a time with every thread inside the products; below them the tree itself forks, each half on its
+// own half of the heap and its own slice of the output.
+#include <algorithm>
+#include <cstring>
+
+#include "multiply/multiply.hpp"
+#include "radix/base_conversion.hpp"
+#include "radix/div_mod_levels.hpp"
+#include "runtime/threads.hpp"
+#include "shell/fatal.hpp"
+#include "shell/progress.hpp"
+
+namespace zx {
+namespace {
+
+// Heap rows a fork's halves may hand back to the parent when they join (see HeapSplit).
+constexpr uint32_t kForkHeapThreads = 3;
+
+// The highest level at or below level whose power does not exceed x, or kNoLevel when x is below
+// P[0] (or there is no table, or level is already kNoLevel).
+uint32_t ChooseLevel(AllocationHeap* heap, BigFloat& x, ConversionTable& table, uint32_t level) {
+  if (level == kNoLevel || table.levelCount == 0 || BigFloatIsZero(x)) return kNoLevel;
+  level = std::min(level, table.levelCount - 1);
+  while (BigFloatCompareMagnitude(heap, x, table.powers[level]) < 0) {
+    if (level == 0) return kNoLevel;
+    --level;
+  }
+  return level;
+}
+
+uint64_t LowWords(const ConversionTable& table, uint32_t level) {
+  return table.baseExponent << level;
+}
+
+// The basecase leaf: x below P[0] (or the whole number when there is no table).
+void ConvertLeaf(BigFloat& x, uint32_t* out, uint64_t countWords) {
+  const uint64_t produced = ConvertWords(x.magnitude.words, x.magnitude.length, out);
+  ZX_ASSERT(produced <= countWords);
+  std::memset(out + produced, 0, (countWords - produced) * sizeof(uint32_t));
+  BigFloatRelease(x);
+  BigFloatSetZero(x);
+}
+
+void ShrinkNewerFirst(BigInt& a, BigInt& b) {
+  if (a.words < b.words) {
+    BigIntShrink(b);
+    BigIntShrink(a);
+  } else {
+    BigIntShrink(a);
+    BigIntShrink(b);
+  }
+}
+
+uint64_t DigitsIn(uint64_t words) {
+  return 1 + FloorTimes(words, kDigitsPerWord);
+}
+
+}  // namespace
+
+void Split(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
+           ConversionTable& table, uint32_t level) {
+  if (countWords == 0) {
+    BigFloatRelease(x);
+    BigFloatSetZero(x);
+    return;
+  }
+  BigIntMakeResident(heap, x.magnitude);
+  const uint32_t j = ChooseLevel(heap, x, table, level);
+  if (j == kNoLevel) {
+    ConvertLeaf(x, out, countWords);
+    return;
+  }
+  BigFloat q;
+  DivMod(heap, x, q, j, table, 0);
+  const uint64_t lowWords = LowWords(table, j);
+  Split(heap, x, out, lowWords, table, j - 1);
+  Split(heap, q, out + lowWords, countWords - lowWords, table, j - 1);
+}
+
+void SplitParallel(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
+                   ConversionTable& table, uint32_t level, uint32_t depth, uint32_t threadLevel) {
+  const uint32_t j = depth > 0 && x.magnitude.length >= kSplitMinWords
+                         ? ChooseLevel(heap, x, table, level)
+                         : kNoLevel;
+  if (j == kNoLevel) {
+    Split(heap, x, out, countWords, table, level);
+    return;
+  }
+  BigFloat q;
+  DivMod(heap, x, q, j, table, MultiplyThreads(std::min(threadLevel, depth)));
+  ShrinkNewerFirst(x.magnitude, q.magnitude);
+  const uint64_t lowWords = LowWords(table, j);
+  // The worker takes a copy of the low part in its own half of the heap, so that only this thread
+  // ever touches the parent heap; the original goes once both halves are done.
+  ForkJoin(
+      heap, kForkHeapThreads,
+      [&](AllocationHeap* half) {
+        BigFloat low;
+        BigFloatCopy(half, x, low);
+        SplitParallel(half, low, out, lowWords, table, j - 1, depth - 1, threadLevel);
+        return uint32_t{0};
+      },
+      [&](AllocationHeap* half) {
+        SplitParallel(half, q, out + lowWords, countWords - lowWords, table, j - 1, depth - 1,
+                      threadLevel);
+        return uint32_t{0};
+      });
+  BigFloatRelease(x);
+  BigFloatSetZero(x);
+}
+
+namespace {
+
+// The serial top of the tree, over where the pieces live (the disk-swapping split is the other
+// instance). Each level prints its "Splitting" line and marks the low half "1", the high half "0".
+template <bool kSwap>
+void SplitSerialLevels(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
+                       ConversionTable& table, uint32_t level, uint32_t serialLevels, bool progress,
+                       uint32_t depth, uint32_t threadLevel) {
+  const uint32_t j = serialLevels > 0 && x.magnitude.length >= kSplitMinWords
+                         ? ChooseLevel(heap, x, table, level)
+                         : kNoLevel;
+  if (j == kNoLevel) {
+    if (progress) ProgressPrintThrottled("Deconstructing   : ", 0);
+    SplitParallel(heap, x, out, countWords, table, level, depth, threadLevel);
+    return;
+  }
+  if (progress) {
+    LabelPush('-');
+    ProgressPrint("Splitting        : ", DigitsIn(x.magnitude.length));
+    LabelPop();
+  }
+  BigFloat q;
+  DivModAtLevel<kSwap>(heap, x, q, j, table, MultiplyThreads(std::min(threadLevel, depth)));
+  const uint64_t lowWords = LowWords(table, j);
+  if (progress) LabelPush('1');
+  SplitSerialLevels<kSwap>(heap, x, out, lowWords, table, j - 1, serialLevels - 1, progress, depth,
+                           threadLevel);
+  if (progress) LabelPop();
+  if (progress) LabelPush('0');
+  SplitSerialLevels<kSwap>(heap, q, out + lowWords, countWords - lowWords, table, j - 1,
+                           serialLevels - 1, progress, depth, threadLevel);
+  if (progress) LabelPop();
+}
+
+}  // namespace
+
+void SplitTop(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
+              ConversionTable& table, uint32_t level, uint32_t serialLevels, bool progress,
+              uint32_t depth, uint32_t threadLevel) {
+  SplitSerialLevels<false>(heap, x, out, countWords, table, level, serialLevels, progress, depth,
+                           threadLevel);
+}
+
+}  // namespace zx

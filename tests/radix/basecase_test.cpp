@@ -1,0 +1,150 @@
+// The parts of the conversion that need no products: the basecase, the table's shape, the digit
+// hash and the file names.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "bignum_oracle.hpp"
+#include "radix/base_conversion.hpp"
+#include "radix/digit_file_names.hpp"
+#include "radix/digit_writers.hpp"
+#include "radix_oracle.hpp"
+#include "test_support.hpp"
+
+namespace zx {
+namespace {
+
+// The decimal text of base-10^9 words, most significant first, without leading zeros.
+std::string BillionsText(const std::vector<uint32_t>& out) {
+  mpz_t n;
+  mpz_init(n);
+  for (size_t i = out.size(); i-- > 0;) {
+    EXPECT_LT(out[i], kBillion);
+    mpz_mul_ui(n, n, kBillion);
+    mpz_add_ui(n, n, out[i]);
+  }
+  std::string text = test::MpzText(n, 10);
+  mpz_clear(n);
+  return text;
+}
+
+TEST(ConvertWords, AgreesWithGmpUpToTheLargestBasecase) {
+  std::mt19937_64 rng(test::TestSeed());
+  mpz_t value;
+  mpz_init(value);
+  const int iterations = 4000 * static_cast<int>(test::TestMultiplier());
+  for (int i = 0; i < iterations; ++i) {
+    // Up to 16 words, past the 15 base-10^9 words of the largest P[0], plus zero top words.
+    const uint64_t length = 1 + rng() % 16;
+    std::vector<uint32_t> words = test::RandomWords(rng, length);
+    if (i % 7 == 0) words.back() = static_cast<uint32_t>(rng() % 3);  // small or zero top word
+    if (i % 11 == 0) words.assign(length, 0xFFFFFFFFu);
+    words.resize(length + rng() % 3, 0);
+    test::ToMpz(value, words.data(), words.size());
+    std::vector<uint32_t> out(2 * words.size() + 2, 0xDEADBEEF);
+    const uint64_t produced = ConvertWords(words.data(), words.size(), out.data());
+    SCOPED_TRACE(::testing::Message()
+                 << "case " << i << " seed " << test::TestSeed() << " words " << words.size());
+    ASSERT_LE(produced, out.size());
+    // Not one word beyond the result may be touched: the leaves write into shared arrays.
+    for (size_t k = produced; k < out.size(); ++k) ASSERT_EQ(out[k], 0xDEADBEEF) << k;
+    out.resize(produced);
+    if (mpz_sgn(value) == 0) {
+      EXPECT_EQ(produced, 0u);
+      continue;
+    }
+    ASSERT_GT(produced, 0u);
+    EXPECT_NE(out.back(), 0u);
+    EXPECT_EQ(BillionsText(out), test::MpzText(value, 10));
+  }
+  mpz_clear(value);
+}
+
+TEST(ConvertWords, WordBoundaries) {
+  const std::vector<std::vector<uint32_t>> cases = {
+      {999999999}, {1000000000}, {0xFFFFFFFFu}, {0, 1}, {0xFFFFFFFFu, 0xFFFFFFFFu}, {1, 0, 0}};
+  mpz_t value;
+  mpz_init(value);
+  for (const auto& words : cases) {
+    test::ToMpz(value, words.data(), words.size());
+    std::vector<uint32_t> out(8);
+    out.resize(ConvertWords(words.data(), words.size(), out.data()));
+    EXPECT_EQ(BillionsText(out), test::MpzText(value, 10));
+  }
+  mpz_clear(value);
+}
+
+TEST(ConversionTableShape, BaseExponentEndsBetweenEightAndFifteen) {
+  EXPECT_EQ(ConversionTableShape(15).levelCount, 0u);
+  EXPECT_EQ(ConversionTableShape(15).baseExponent, 0u);
+  EXPECT_EQ(ConversionTableShape(16).levelCount, 1u);
+  EXPECT_EQ(ConversionTableShape(16).baseExponent, 8u);
+  EXPECT_EQ(ConversionTableShape(30).levelCount, 1u);
+  EXPECT_EQ(ConversionTableShape(30).baseExponent, 15u);
+  EXPECT_EQ(ConversionTableShape(31).levelCount, 2u);
+  EXPECT_EQ(ConversionTableShape(31).baseExponent, 8u);
+  // The lengths in 32-bit words that give those counts of base-10^9 words.
+  EXPECT_EQ(BillionWordsFor(13), 15u);
+  EXPECT_EQ(BillionWordsFor(14), 16u);
+  EXPECT_EQ(BillionWordsFor(27), 30u);
+  EXPECT_EQ(BillionWordsFor(28), 31u);
+  // Everywhere: the top level's square covers n, and one level fewer would not.
+  std::mt19937_64 rng(test::TestSeed());
+  for (int i = 0; i < 20000; ++i) {
+    const uint64_t n = 16 + (i < 10000 ? static_cast<uint64_t>(i) : rng() % (uint64_t{1} << 40));
+    const TableShape shape = ConversionTableShape(n);
+    SCOPED_TRACE(n);
+    ASSERT_GE(shape.baseExponent, 8u);
+    ASSERT_LE(shape.baseExponent, 15u);
+    ASSERT_GE(shape.baseExponent << shape.levelCount, n);
+    ASSERT_LT(15u << (shape.levelCount - 1), n);
+  }
+}
+
+TEST(HashWords61, IsTheValueModuloTheMersennePrime) {
+  std::mt19937_64 rng(test::TestSeed());
+  mpz_t value, modulus;
+  mpz_inits(value, modulus, nullptr);
+  mpz_ui_pow_ui(modulus, 2, 61);
+  mpz_sub_ui(modulus, modulus, 1);
+  for (int i = 0; i < 300; ++i) {
+    std::vector<uint32_t> words = test::RandomWords(rng, rng() % 300);
+    if (i % 10 == 0) words.assign(1 + rng() % 50, 0xFFFFFFFFu);
+    test::ToMpz(value, words.data(), words.size());
+    mpz_mod(value, value, modulus);
+    EXPECT_EQ(HashWords61(words.data(), words.size()), mpz_get_ui(value)) << "case " << i;
+  }
+  const uint32_t oneBelow[2] = {0xFFFFFFFEu, 0x1FFFFFFFu};  // 2^61 − 2
+  EXPECT_EQ(HashWords61(oneBelow, 2), (uint64_t{1} << 61) - 2);
+  const uint32_t modulusWords[2] = {0xFFFFFFFFu, 0x1FFFFFFFu};
+  EXPECT_EQ(HashWords61(modulusWords, 2), 0u);
+  mpz_clears(value, modulus, nullptr);
+}
+
+TEST(DigitFileName, EveryConstantAndRole) {
+  EXPECT_EQ(DigitFileName(kPiFiles.constantName, DigitRadix::kDecimal, kPiFiles.algorithm1Label),
+            "Pi - Dec - Chudnovsky.txt");
+  EXPECT_EQ(DigitFileName(kLog2Files.constantName, DigitRadix::kHex, kLog2Files.algorithm1Label),
+            "Log(2) - Hex - Machin1.txt");
+  EXPECT_EQ(
+      DigitFileName(kEulerFiles.constantName, DigitRadix::kDecimal, kEulerFiles.algorithm2Label),
+      "Euler's Constant - Dec - Brent-McMillan (Refined).txt");
+  EXPECT_EQ(DigitFileName(kCatalanFiles.constantName, DigitRadix::kHex, kVerificationLabel),
+            "Catalan - Hex - Verification.txt");
+  EXPECT_EQ(
+      DigitFileName(kZeta3Files.constantName, DigitRadix::kDecimal, kZeta3Files.algorithm2Label),
+      "Zeta(3) - Dec - Amdeberhan-Zeiberger Formula 2.txt");
+  EXPECT_EQ(DigitFileName(kLog10Files.constantName, DigitRadix::kHex, kComputationLabel),
+            "Log(10) - Hex - Computation.txt");
+  EXPECT_EQ(DigitFileName(kLog2Files.constantName, DigitRadix::kHex, kEulerRunLabel),
+            "Log(2) - Hex - Euler Run.txt");
+  EXPECT_EQ(DigitFileName(kPiFiles.constantName, DigitRadix::kHex, kPiFiles.algorithm2Label),
+            "Pi - Hex - Ramanujan.txt");
+  EXPECT_EQ(DigitFileName(kCatalanFiles.constantName, DigitRadix::kDecimal,
+                          kCatalanFiles.algorithm2Label),
+            "Catalan - Dec - LogSeries.txt");
+}
+
+}  // namespace
+}  // namespace zx

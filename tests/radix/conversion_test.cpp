@@ -1,0 +1,190 @@
+// The conversion's preparations against GMP: the table's powers and reciprocals, the powers of
+// 10^9 exact and truncated, and the normalisation of any BigFloat to an integer.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "conversion_test_util.hpp"
+
+namespace zx {
+namespace {
+
+using test::BuildTableFor;
+using test::ConversionTest;
+using test::SetInteger;
+
+TEST_F(ConversionTest, TablePowersAreExactAndReciprocalsClose) {
+  std::mt19937_64 rng(test::TestSeed());
+  mpz_t power, expected, product, one;
+  mpz_inits(power, expected, product, one, nullptr);
+  struct Case {
+    uint64_t lengthWords;
+    uint64_t baseExponent;
+    uint32_t levelCount;
+  };
+  // 13, 14, 27, 28 words make n = 15, 16, 30, 31 base-10^9 words.
+  const Case cases[] = {{13, 0, 0}, {14, 8, 1},   {27, 15, 1},
+                        {28, 8, 2}, {600, 11, 6}, {4000, 9, 9}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::Message() << "length " << c.lengthWords);
+    ConversionTable table;
+    BuildTableFor(nullptr, c.lengthWords, table, 0, rng);
+    EXPECT_EQ(table.baseExponent, c.baseExponent);
+    ASSERT_EQ(table.levelCount, c.levelCount);
+    for (uint32_t i = 0; i < table.levelCount; ++i) {
+      BigFloat& p = table.powers[i];
+      BigFloat& r = table.reciprocals[i];
+      ASSERT_GE(p.exponent, 0);
+      EXPECT_NE(p.magnitude.words[0], 0u) << "zero low words are kept in the exponent";
+      test::ToScaledMpz(power, nullptr, p, 0);
+      mpz_ui_pow_ui(expected, 10, 9 * (table.baseExponent << i));
+      EXPECT_EQ(mpz_cmp(power, expected), 0) << "level " << i;
+      // |R·P − 1| below 2^(−32·(top + 3)): P·R's error, scaled to whole words.
+      const int64_t scale = r.exponent + p.exponent;
+      ASSERT_LT(scale, 0);
+      test::ToMpz(product, nullptr, r.magnitude);
+      test::ToMpz(power, nullptr, p.magnitude);
+      mpz_mul(product, product, power);
+      mpz_set_ui(one, 1);
+      mpz_mul_2exp(one, one, static_cast<mp_bitcnt_t>(-32 * scale));
+      mpz_sub(product, product, one);
+      const int64_t errorBits = static_cast<int64_t>(mpz_sizeinbase(product, 2)) + 32 * scale;
+      EXPECT_LT(errorBits, -32 * (BigFloatTop(p) + 3)) << "level " << i;
+    }
+    ReleaseConversionTable(table);
+    EXPECT_EQ(table.levelCount, 0u);
+  }
+  mpz_clears(power, expected, product, one, nullptr);
+}
+
+TEST_F(ConversionTest, TableConsoleLines) {
+  std::mt19937_64 rng(test::TestSeed());
+  BigFloat x;
+  SetInteger(nullptr, x, test::RandomWords(rng, 13));
+  ConversionTable table;
+  {
+    test::ConsoleCapture capture;
+    BuildConversionTable(nullptr, x, table, 0);
+    EXPECT_EQ(capture.text(), "Constructing Base Conversion Table:\n");
+  }
+  BigFloatRelease(x);
+  SetInteger(nullptr, x, test::RandomWords(rng, 60));
+  test::ConsoleCapture capture;
+  BuildConversionTable(nullptr, x, table, 0);
+  // n = 66: b = 9, L = 3. P[0] = 10^81 keeps 7 words once its two zero words are trimmed, and
+  // P[1] = 10^162 reaches 17 words: the lines count 1 + floor(words · 9.632959861247397) digits.
+  const std::string& text = capture.text();
+  EXPECT_EQ(text.rfind("Constructing Base Conversion Table:\n\rSquaring      :     ( 68 )", 0), 0u)
+      << text;
+  EXPECT_NE(text.find("\rInverting     :     ( 164 )"), std::string::npos) << text;
+  EXPECT_NE(text.find("Time:    "), std::string::npos) << text;
+  EXPECT_EQ(text.substr(text.size() - 9), " hours )\n");
+  BigFloatRelease(x);
+  ReleaseConversionTable(table);
+}
+
+// log2 of |difference| less referenceBits, rounded up; far below anything for a zero difference.
+int64_t ErrorBits(const mpz_t difference, int64_t referenceBits) {
+  if (mpz_sgn(difference) == 0) return INT64_MIN / 2;
+  return static_cast<int64_t>(mpz_sizeinbase(difference, 2)) - referenceBits;
+}
+
+TEST_F(ConversionTest, PowersOfBillion) {
+  mpz_t value, expected, one;
+  mpz_inits(value, expected, one, nullptr);
+  for (uint64_t k : {0, 1, 2, 3, 7, 8, 15, 16, 31, 100, 257, 1000, 4097}) {
+    SCOPED_TRACE(::testing::Message() << "k " << k);
+    BigFloat power;
+    PowerOfBillion(nullptr, k, power, kFullPrecision, 0);
+    test::ToScaledMpz(value, nullptr, power, 0);
+    mpz_ui_pow_ui(expected, 10, 9 * k);
+    EXPECT_EQ(mpz_cmp(value, expected), 0);
+    BigFloatRelease(power);
+    // Cut to p + 3 words: below the exact power, and right to p words.
+    for (uint64_t p : {1, 4, 20}) {
+      PowerOfBillion(nullptr, k, power, p, 0);
+      EXPECT_LE(power.magnitude.length, p + 4);
+      test::ToScaledMpz(value, nullptr, power, 0);
+      mpz_sub(value, expected, value);
+      EXPECT_GE(mpz_sgn(value), 0) << "p " << p;
+      EXPECT_LT(ErrorBits(value, static_cast<int64_t>(mpz_sizeinbase(expected, 2))),
+                -32 * static_cast<int64_t>(p))
+          << "p " << p;
+      BigFloatRelease(power);
+      // 10^(−9k) to p words: its product with 10^(9k) is 1 to p − 1 words.
+      BigFloat inverse;
+      PowerOfBillionSigned(nullptr, -static_cast<int64_t>(k), inverse, p, 0);
+      ASSERT_LT(inverse.exponent, k == 0 ? 1 : 0);
+      test::ToMpz(value, nullptr, inverse.magnitude);
+      mpz_mul(value, value, expected);
+      mpz_set_ui(one, 1);
+      mpz_mul_2exp(one, one, static_cast<mp_bitcnt_t>(-32 * inverse.exponent));
+      mpz_sub(value, value, one);
+      EXPECT_LT(ErrorBits(value, -32 * inverse.exponent), -32 * static_cast<int64_t>(p - 1))
+          << "p " << p;
+      BigFloatRelease(inverse);
+    }
+  }
+  BigFloat unit;
+  PowerOfBillionSigned(nullptr, 0, unit, 5, 0);
+  EXPECT_EQ(unit.magnitude.length, 1u);
+  EXPECT_EQ(unit.magnitude.words[0], 1u);
+  EXPECT_EQ(unit.exponent, 0);
+  BigFloatRelease(unit);
+  mpz_clears(value, expected, one, nullptr);
+}
+
+// x·10^(−9e) lies in [N, N + 1 + its truncation at p + 3 words); x itself is any BigFloat.
+TEST_F(ConversionTest, NormalizationBracketsTheScaledValue) {
+  std::mt19937_64 rng(test::TestSeed());
+  mpz_t exact, integer, slack;
+  mpz_inits(exact, integer, slack, nullptr);
+  for (int i = 0; i < 300; ++i) {
+    BigFloat x;
+    test::RandomBigFloat(nullptr, rng, x, i % 30 == 0 ? 400 : 30, 60);
+    x.sign = 1;
+    const uint64_t p = 1 + rng() % 60;
+    const int64_t exponent = x.exponent;
+    test::ToMpz(exact, nullptr, x.magnitude);
+    const uint64_t lengthWords = x.magnitude.length;
+    SCOPED_TRACE(::testing::Message() << "case " << i << " words " << lengthWords << " exponent "
+                                      << exponent << " p " << p);
+    const int64_t e = NormalizeForConversion(nullptr, x, p, 0);
+    ASSERT_EQ(x.exponent, 0);
+    ASSERT_GT(x.magnitude.length, 0u);
+    test::ToMpz(integer, nullptr, x.magnitude);
+    // exact = m·2^(32·exponent)·10^(−9e), compared as integers over a common denominator.
+    mpz_t num, den;
+    mpz_inits(num, den, nullptr);
+    mpz_set(num, exact);
+    mpz_set_ui(den, 1);
+    if (exponent >= 0)
+      mpz_mul_2exp(num, num, static_cast<mp_bitcnt_t>(32 * exponent));
+    else
+      mpz_mul_2exp(den, den, static_cast<mp_bitcnt_t>(-32 * exponent));
+    mpz_ui_pow_ui(slack, 10, static_cast<unsigned long>(9 * (e < 0 ? -e : e)));
+    if (e <= 0)
+      mpz_mul(num, num, slack);
+    else
+      mpz_mul(den, den, slack);
+    mpz_fdiv_q(slack, num, den);  // floor of the exact scaled value
+    mpz_sub(slack, slack, integer);
+    // The product is truncated to p + 3 words (and the reciprocal of a negative power is not
+    // exact), so N may miss the floor by units of its (p + 1)-th word.
+    mpz_abs(slack, slack);
+    const int64_t slackBits = static_cast<int64_t>(mpz_sizeinbase(slack, 2));
+    EXPECT_LE(slackBits, std::max<int64_t>(2, static_cast<int64_t>(mpz_sizeinbase(integer, 2)) -
+                                                  32 * static_cast<int64_t>(p + 1)));
+    // Scaling keeps the precision: the integer is at least as long as the words asked for.
+    EXPECT_GE(x.magnitude.length, std::min<uint64_t>(lengthWords, p + 2));
+    mpz_clears(num, den, nullptr);
+    BigFloatRelease(x);
+  }
+  BigFloat zero;
+  EXPECT_EQ(NormalizeForConversion(nullptr, zero, 5, 0), 0);
+  EXPECT_TRUE(BigFloatIsZero(zero));
+  mpz_clears(exact, integer, slack, nullptr);
+}
+
+}  // namespace
+}  // namespace zx

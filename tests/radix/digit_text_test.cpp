@@ -1,0 +1,175 @@
+// The digit files' layout and digits, checked against GMP's text of the exact value: lead-ins of
+// every shape, tails of zeros, buffer sizes that split passes, and the writer's console lines.
+#include "radix/digit_text.hpp"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "bignum_oracle.hpp"
+#include "radix/digit_writers.hpp"
+#include "radix_oracle.hpp"
+#include "shell/console.hpp"
+#include "test_support.hpp"
+
+namespace zx {
+namespace {
+
+class DigitTextTest : public ::testing::Test {
+ protected:
+  void SetUp() override { dir_ = test::MakeTempDir("radix_text"); }
+  void TearDown() override { test::RemoveTree(dir_); }
+
+  // Writes number through an OutputFile whose buffer is about bufferBytes long (the file's name
+  // takes its share of the heap first) and returns the file.
+  std::string WriteText(const DigitWords& number, uint64_t digitCount, uint64_t bufferBytes) {
+    AllocationHeap heap;
+    HeapCreate(nullptr, &heap, 2 * bufferBytes + 256);
+    const std::string path = dir_ + "/digits.txt";
+    OutputFile file;
+    OutputFileOpen(&heap, file, path);
+    SCOPED_TRACE(::testing::Message() << "buffer bytes " << file.capacityBytes);
+    WriteDigitText(file, number, digitCount, "label");
+    OutputFileClose(file);
+    HeapDestroy(&heap);
+    return test::ReadFile(path);
+  }
+
+  std::string dir_;
+};
+
+DigitWords Words(const std::vector<uint32_t>& words, int64_t pointWords, DigitRadix radix) {
+  DigitWords number;
+  number.words = words.data();
+  number.lengthWords = words.size();
+  number.pointWords = pointWords;
+  number.radix = radix;
+  return number;
+}
+
+TEST_F(DigitTextTest, ZeroWritesOneCharacter) {
+  EXPECT_EQ(WriteText(Words({}, 0, DigitRadix::kDecimal), 1000, 4096), "0");
+  EXPECT_EQ(WriteText(Words({}, 3, DigitRadix::kHex), 1000, 4096), "0");
+}
+
+TEST_F(DigitTextTest, ShortTextsExactly) {
+  const DigitRadix hex = DigitRadix::kHex;
+  const DigitRadix dec = DigitRadix::kDecimal;
+  // Pi-like: the integer digits count towards the digits written.
+  EXPECT_EQ(WriteText(Words({141592653, 3}, 1, dec), 12, 4096), "3.14159265300");
+  EXPECT_EQ(WriteText(Words({0x243F6A88u, 3}, 1, hex), 5, 4096), "3.243f");
+  // The tail of zeros once the words run out.
+  EXPECT_EQ(WriteText(Words({12}, 0, dec), 20, 4096), "0.00000001200000000000");
+  EXPECT_EQ(WriteText(Words({0xFu, 1}, 2, hex), 20, 4096), "4294967296^2 * 0.000000010000000f0000");
+  EXPECT_EQ(WriteText(Words({1}, -3, dec), 10, 4096), "1000000000^-3 * 0.0000000010");
+  EXPECT_EQ(WriteText(Words({7}, 123456789012, dec), 3, 4096), "1000000000^123456789012 * 0.000");
+  EXPECT_EQ(WriteText(Words({0xABCDEF12u}, 1, hex), 10, 4096), "abcdef12.00");
+  EXPECT_EQ(WriteText(Words({5, 999999999}, 1, dec), 11, 4096), "999999999.00");
+  // D below the integer digits still writes the whole integer word and the point.
+  EXPECT_EQ(WriteText(Words({31}, 1, dec), 1, 4096), "31.");
+}
+
+// Random words in every shape, digit counts around the 16-digit passes and the staging blocks,
+// and buffers that are not a multiple of a pass, against the exact value's text.
+TEST_F(DigitTextTest, RandomWordsAgreeWithGmp) {
+  std::mt19937_64 rng(test::TestSeed());
+  mpz_t value;
+  mpz_init(value);
+  const int iterations = 200 * static_cast<int>(test::TestMultiplier());
+  for (int i = 0; i < iterations; ++i) {
+    const DigitRadix radix = i % 2 == 0 ? DigitRadix::kHex : DigitRadix::kDecimal;
+    const uint64_t length = 1 + rng() % (i % 20 == 0 ? 3000 : 40);
+    std::vector<uint32_t> words = test::RandomWords(rng, length);
+    if (radix == DigitRadix::kDecimal) {
+      for (uint32_t& w : words) w %= kBillion;
+      if (words.back() == 0) words.back() = 1;
+    }
+    const int64_t w = static_cast<int64_t>(rng() % 9) - 4;
+    const uint64_t wordDigits = radix == DigitRadix::kHex ? 8 : 9;
+    // Up to twice the digits the words hold, so that many cases end in zeros.
+    const uint64_t digitCount = rng() % (2 * wordDigits * length + 40);
+    const uint64_t bufferBytes = 16 * (1 + rng() % 64) + (rng() % 2 ? 8 : 0);
+    SCOPED_TRACE(::testing::Message()
+                 << "case " << i << " seed " << test::TestSeed() << " words " << length << " W "
+                 << w << " digits " << digitCount << " buffer " << bufferBytes);
+    std::string expected;
+    if (radix == DigitRadix::kHex) {
+      test::ToMpz(value, words.data(), words.size());
+      expected =
+          test::ExpectedTextOfBinary(value, w - static_cast<int64_t>(length), radix, digitCount);
+    } else {
+      mpz_set_ui(value, 0);
+      for (size_t k = words.size(); k-- > 0;) {
+        mpz_mul_ui(value, value, kBillion);
+        mpz_add_ui(value, value, words[k]);
+      }
+      expected = test::ExpectedTextOfBillions(value, w - static_cast<int64_t>(length), digitCount);
+    }
+    ASSERT_EQ(WriteText(Words(words, w, radix), digitCount, bufferBytes), expected);
+  }
+  mpz_clear(value);
+}
+
+TEST_F(DigitTextTest, HexWriterOnBigFloatsOfEveryShape) {
+  std::mt19937_64 rng(test::TestSeed() + 1);
+  mpz_t value;
+  mpz_init(value);
+  AllocationHeap heap;
+  HeapCreate(nullptr, &heap, 1 << 22);
+  for (int i = 0; i < 40; ++i) {
+    BigFloat x;
+    const uint64_t length = 1 + rng() % (i < 4 ? 1000 : 20);
+    test::SetWords(&heap, x.magnitude, test::RandomWords(rng, length));
+    // Tops below the point, at one word, and several words above it.
+    const int64_t top = static_cast<int64_t>(rng() % 7) - 3;
+    x.exponent = top - static_cast<int64_t>(length);
+    const uint64_t digitCount = 1 + rng() % (16 * length + 50);
+    SCOPED_TRACE(::testing::Message() << "case " << i << " words " << length << " top " << top
+                                      << " digits " << digitCount);
+    test::ToMpz(value, &heap, x.magnitude);
+    const std::string path = dir_ + "/hex.txt";
+    test::ConsoleCapture capture;
+    WriteHexDigits(&heap, x, digitCount, path);
+    EXPECT_EQ(test::ReadFile(path),
+              test::ExpectedTextOfBinary(value, x.exponent, DigitRadix::kHex, digitCount));
+    BigFloatRelease(x);
+  }
+  BigFloat zero;
+  test::ConsoleCapture capture;
+  WriteHexDigits(&heap, zero, 100, dir_ + "/zero.txt");
+  EXPECT_EQ(test::ReadFile(dir_ + "/zero.txt"), "0");
+  HeapDestroy(&heap);
+  mpz_clear(value);
+}
+
+// The console lines: the label, one progress rewrite after 2^20 passes once more than a second has
+// gone, and the final count.
+TEST_F(DigitTextTest, WriterLinesAndProgress) {
+  AllocationHeap heap;
+  HeapCreate(nullptr, &heap, 1 << 20);
+  BigFloat x;
+  BigFloatSetWord(&heap, x, 3);
+  static int64_t fakeMillis = 0;
+  fakeMillis = 0;
+  ConsoleSetClock({[] { return fakeMillis += 2000; }, [] { return int64_t{0}; }});
+  const uint64_t digitCount = (uint64_t{1} << 24) + 20;
+  test::ConsoleCapture capture;
+  const double seconds = WriteHexDigits(&heap, x, digitCount, dir_ + "/three.txt");
+  ConsoleSetClock({nullptr, nullptr});
+  const std::string blanks = "\r" + std::string(63, ' ') + "\r";
+  EXPECT_EQ(capture.text(), "Writing Hexadecimal Digits:   " + blanks +
+                                "Writing Hexadecimal Digits:   16,777,217  digits written" +
+                                blanks +
+                                "Writing Hexadecimal Digits:   16,777,236  digits written\n");
+  EXPECT_GT(seconds, 0.0);
+  const std::string text = test::ReadFile(dir_ + "/three.txt");
+  EXPECT_EQ(text.size(), digitCount + 1);
+  EXPECT_EQ(text.substr(0, 4), "3.00");
+  EXPECT_EQ(text.find_first_not_of('0', 2), std::string::npos);
+  BigFloatRelease(x);
+  HeapDestroy(&heap);
+}
+
+}  // namespace
+}  // namespace zx

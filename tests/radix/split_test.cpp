@@ -1,0 +1,226 @@
+// The split tree and the decimal writer against GMP's decimal text: random integers from one word
+// to twenty thousand at one and two threads, with and without a heap to split, and the decimal
+// files of values in every shape of the layout.
+#include "conversion_test_util.hpp"
+#include "radix/digit_writers.hpp"
+#include "runtime/threads.hpp"
+#include "shell/console.hpp"
+
+namespace zx {
+namespace {
+
+using test::ConversionTest;
+using test::SetInteger;
+
+struct SplitShape {
+  uint32_t threadLevel;  // the run's k: 0 is single-threaded, 1 forks the tree three levels deep
+  bool withHeap;         // the forks split a heap, or everything comes from the general allocator
+};
+
+void PrintTo(const SplitShape& shape, std::ostream* os) {
+  *os << "k " << shape.threadLevel << (shape.withHeap ? " with a heap" : " general allocator");
+}
+
+class SplitAgainstGmp : public ConversionTest, public ::testing::WithParamInterface<SplitShape> {};
+
+TEST_P(SplitAgainstGmp, WordsAreTheDecimalDigits) {
+  const SplitShape shape = GetParam();
+  std::mt19937_64 rng(test::TestSeed() + shape.threadLevel);
+  AllocationHeap heapRecord;
+  AllocationHeap* heap = nullptr;
+  if (shape.withHeap) {
+    HeapCreate(nullptr, &heapRecord, uint64_t{256} << 20);
+    heap = &heapRecord;
+  }
+  const uint64_t threadsBefore = ThreadsStarted();
+  mpz_t value;
+  mpz_init(value);
+  const std::vector<uint64_t> lengths = {1,  2,  13, 14,  15,   16,   17,
+                                         27, 28, 29, 100, 1000, 4321, 20000};
+  for (uint64_t lengthWords : lengths) {
+    for (int i = 0; i < (lengthWords > 1000 ? 1 : 4); ++i) {
+      std::vector<uint32_t> words = test::RandomWords(rng, lengthWords);
+      if (i == 3) words.assign(lengthWords, 0xFFFFFFFFu);
+      test::ToMpz(value, words.data(), words.size());
+      BigFloat x;
+      SetInteger(heap, x, words);
+      ConversionTable table;
+      {
+        test::ConsoleCapture capture;
+        BuildConversionTable(heap, x, table, shape.threadLevel);
+      }
+      const uint64_t countWords = BillionWordsFor(lengthWords);
+      std::vector<uint32_t> out(countWords + 1, 0xDEADBEEF);
+      const uint32_t depth = shape.threadLevel >= 1 ? shape.threadLevel + 2 : 0;
+      const uint32_t top = table.levelCount == 0 ? kNoLevel : table.levelCount - 1;
+      SCOPED_TRACE(::testing::Message()
+                   << "words " << lengthWords << " case " << i << " seed " << test::TestSeed()
+                   << " k " << shape.threadLevel << " heap " << shape.withHeap);
+      {
+        test::ConsoleCapture capture;
+        SplitTop(heap, x, out.data(), countWords, table, top, kSerialSplitLevels, i == 0, depth,
+                 shape.threadLevel);
+      }
+      EXPECT_EQ(out[countWords], 0xDEADBEEF);
+      EXPECT_EQ(test::BillionWordsText(out.data(), countWords),
+                test::PaddedDecimal(value, 9 * countWords));
+      ReleaseConversionTable(table);
+    }
+  }
+  if (shape.threadLevel >= 1) {
+    EXPECT_GT(ThreadsStarted(), threadsBefore);
+  }
+  if (heap != nullptr) {
+    EXPECT_EQ(heap->activeCount, 0u) << "the conversion left pieces behind";
+    HeapDestroy(heap);
+  }
+  mpz_clear(value);
+}
+
+std::string ShapeName(const ::testing::TestParamInfo<SplitShape>& info) {
+  static const char* const kNames[] = {"k0", "k1", "k0Heap", "k1Heap"};
+  return kNames[info.index];
+}
+
+INSTANTIATE_TEST_SUITE_P(Threads, SplitAgainstGmp,
+                         ::testing::Values(SplitShape{0, false}, SplitShape{1, false},
+                                           SplitShape{0, true}, SplitShape{1, true}),
+                         ShapeName);
+
+// A table built for a longer number serves shorter ones (lower levels are chosen), and numbers
+// exactly at a power split into a one and zeros.
+TEST_F(ConversionTest, SplitChoosesLevelsBelowTheTop) {
+  std::mt19937_64 rng(test::TestSeed());
+  ConversionTable table;
+  test::BuildTableFor(nullptr, 5000, table, 0, rng);
+  mpz_t value;
+  mpz_init(value);
+  for (uint32_t level = 0; level < table.levelCount; ++level) {
+    for (int variant = 0; variant < 3; ++variant) {
+      test::ToScaledMpz(value, nullptr, table.powers[level], 0);
+      if (variant == 1) mpz_sub_ui(value, value, 1);
+      if (variant == 2) mpz_mul(value, value, value);
+      const uint64_t countWords = 2 * (table.baseExponent << level) + 1;
+      std::vector<uint32_t> out(countWords);
+      BigFloat x;
+      SetInteger(nullptr, x, value);
+      Split(nullptr, x, out.data(), countWords, table, table.levelCount - 1);
+      EXPECT_EQ(test::BillionWordsText(out.data(), countWords),
+                test::PaddedDecimal(value, 9 * countWords))
+          << "level " << level << " variant " << variant;
+    }
+  }
+  mpz_clear(value);
+  ReleaseConversionTable(table);
+}
+
+// Values made to land in each shape of the layout: below 10^−9 (negative W), below 1 (W = 0),
+// one word before the point, several (from a negative and from a positive word exponent).
+struct DecimalCase {
+  int64_t topWords;     // the top position of x in 32-bit words
+  uint32_t topWordMax;  // the top word is drawn from [1, topWordMax]
+  const char* shape;
+};
+
+TEST_F(ConversionTest, DecimalFilesOfEveryShapeAgreeWithGmp) {
+  const std::string dir = test::MakeTempDir("radix_decimal");
+  const std::string path = dir + "/dec.txt";
+  std::mt19937_64 rng(test::TestSeed());
+  mpz_t value;
+  mpz_init(value);
+  AllocationHeap heap;
+  HeapCreate(nullptr, &heap, uint64_t{128} << 20);
+  const DecimalCase cases[] = {
+      {-3, 0xFFFFFFFFu, "W < 0"}, {0, 0xFFFFFFFFu, "W = 0"},          {1, 999999999, "W = 1"},
+      {3, 0xFFFFFFFFu, "W > 1"},  {900, 0xFFFFFFFFu, "W > 1, E > 0"}, {-40, 4, "W < 0, small top"}};
+  for (uint32_t threadLevel : {0u, 1u}) {
+    for (const DecimalCase& c : cases) {
+      for (uint64_t lengthWords : {1, 2, 30, 700, 5000}) {
+        std::vector<uint32_t> words = test::RandomWords(rng, lengthWords);
+        words.back() = 1 + static_cast<uint32_t>(rng() % c.topWordMax);
+        BigFloat x;
+        SetInteger(&heap, x, words);
+        x.exponent = c.topWords - static_cast<int64_t>(lengthWords);
+        test::ToMpz(value, words.data(), words.size());
+        // The digits x's precision carries, as a run asks for them.
+        const uint64_t digitCount =
+            lengthWords < 3 ? 5 : FloorTimes(lengthWords - 2, kDigitsPerWord);
+        SCOPED_TRACE(::testing::Message()
+                     << c.shape << " words " << lengthWords << " k " << threadLevel << " digits "
+                     << digitCount << " seed " << test::TestSeed());
+        const std::string expected =
+            test::ExpectedTextOfBinary(value, x.exponent, DigitRadix::kDecimal, digitCount);
+        ConversionTable table;
+        test::ConsoleCapture capture;
+        BuildConversionTable(&heap, x, table, threadLevel);
+        WriteDecimalDigits(&heap, x, digitCount, path, table, threadLevel == 1, threadLevel);
+        EXPECT_TRUE(BigFloatIsZero(x));
+        EXPECT_EQ(test::ReadFile(path), expected);
+        ReleaseConversionTable(table);
+        ASSERT_EQ(heap.activeCount, 0u);
+      }
+    }
+  }
+  HeapDestroy(&heap);
+  mpz_clear(value);
+  test::RemoveTree(dir);
+}
+
+// An integer converts exactly, so the digits past its own end are zeros; the console shows each
+// phase; the binary hash is the integer's value modulo 2^61 − 1.
+TEST_F(ConversionTest, DecimalFileOfAnIntegerAndTheWriterLines) {
+  const std::string dir = test::MakeTempDir("radix_decimal");
+  const std::string path = dir + "/dec.txt";
+  AllocationHeap heap;
+  HeapCreate(nullptr, &heap, uint64_t{16} << 20);
+  std::mt19937_64 rng(test::TestSeed());
+  mpz_t value;
+  mpz_init(value);
+  const std::vector<uint32_t> words = test::RandomWords(rng, 40);
+  test::ToMpz(value, words.data(), words.size());
+  BigFloat x;
+  SetInteger(&heap, x, words);
+  ConversionTable table;
+  {
+    test::ConsoleCapture capture;
+    BuildConversionTable(&heap, x, table, 0);
+  }
+  test::ConsoleCapture capture;
+  WriteDecimalDigits(&heap, x, 1000, path, table, false, 0);
+  const std::string digits = test::MpzText(value, 10);
+  EXPECT_EQ(test::ReadFile(path), test::ExpectedTextOfBinary(value, 0, DigitRadix::kDecimal, 1000));
+  EXPECT_EQ(test::ReadFile(path).substr(test::ReadFile(path).size() - 600), std::string(600, '0'));
+  const std::string& text = capture.text();
+  const std::string blanks = "\r" + std::string(63, ' ') + "\r";
+  EXPECT_EQ(text.rfind("Base Converting (Primary Cutting Parameters):\n\rNormalizing      : ", 0),
+            0u)
+      << text;
+  EXPECT_NE(text.find(blanks + "Hashing Binary Digits..."), std::string::npos) << text;
+  EXPECT_NE(text.find(blanks + "Hashing Decimal Digits..." + blanks + "Time:    "),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find(" hours )\n\nWriting Decimal Digits:   " + blanks +
+                      "Writing Decimal Digits:   1,000  digits written\n"),
+            std::string::npos)
+      << text;
+  mpz_t modulus;
+  mpz_init_set_ui(modulus, 1);
+  mpz_mul_2exp(modulus, modulus, 61);
+  mpz_sub_ui(modulus, modulus, 1);
+  mpz_mod(value, value, modulus);
+  EXPECT_EQ(LastBinaryHash(), mpz_get_ui(value));
+  mpz_clear(modulus);
+
+  BigFloat zero;
+  capture.Take();
+  WriteDecimalDigits(&heap, zero, 50, path, table, true, 0);
+  EXPECT_EQ(test::ReadFile(path), "0");
+  EXPECT_EQ(capture.text().rfind("Base Converting (Secondary Cutting Parameters):\n", 0), 0u);
+  ReleaseConversionTable(table);
+  HeapDestroy(&heap);
+  mpz_clear(value);
+  test::RemoveTree(dir);
+}
+
+}  // namespace
+}  // namespace zx
