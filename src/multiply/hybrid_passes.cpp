@@ -27,13 +27,15 @@ uint32_t LargestFittingExponent(uint64_t ringWords, uint32_t h) {
   return j - 1;
 }
 
+// A thread's block: two spare elements, then the pointwise scratch, each on a cache line.
+uint64_t SpareBytes(uint64_t strideWords) { return (2 * strideWords * 4 + 63) & ~uint64_t{63}; }
+
 uint32_t* SpareOf(const HybridPassTask& task) {
   return reinterpret_cast<uint32_t*>(task.scratch);
 }
 
 double* PointwiseScratchOf(const HybridPassTask& task) {
-  const uint64_t spareBytes = (2 * task.buffer.strideWords * 4 + 63) & ~uint64_t{63};
-  return reinterpret_cast<double*>(task.scratch + spareBytes);
+  return reinterpret_cast<double*>(task.scratch + SpareBytes(task.buffer.strideWords));
 }
 
 HybridSpan SpanOf(const HybridPassTask& task, uint64_t index) {
@@ -92,8 +94,8 @@ void LoadElements(const HybridBuffer& buffer, const HybridSpan& span, const Hybr
   }
 }
 
-// The 4.5 split of one sub-transform of exponent e: 2^g sub-transforms of e − g points (the
-// first levels), then 2^(e−g) of g points.
+// One large sub-transform of exponent e becomes 2^g sub-transforms of e − g points (its first
+// levels) and then 2^(e−g) of g points, g sized like the inner block of the two-level split.
 uint32_t RowExponentForOne(uint64_t ringWords, uint32_t levels) {
   const uint32_t h = levels / 2;
   return h < 3 ? 2 : LargestFittingExponent(ringWords, h);
@@ -227,8 +229,7 @@ HybridSplit HybridSplitFor(uint32_t k, uint64_t ringWords, uint32_t threadExpone
 }
 
 uint64_t HybridScratchBlockBytes(uint64_t strideWords, const HybridPointwise& pointwise) {
-  const uint64_t spareBytes = (2 * strideWords * 4 + 63) & ~uint64_t{63};
-  return spareBytes + ((pointwise.scratchDoubles * 8 + 63) & ~uint64_t{63});
+  return SpareBytes(strideWords) + ((pointwise.scratchDoubles * 8 + 63) & ~uint64_t{63});
 }
 
 void HybridForwardPass(const HybridPassTask& task) { RunPass<true>(task); }

@@ -15,46 +15,9 @@
 namespace zx {
 namespace {
 
+using test::Fill;
+using test::Operand;
 using test::Words;
-
-enum class Fill { kRandom, kSparse, kAllOnes };
-
-Words Operand(std::mt19937_64& rng, uint64_t count, Fill fill) {
-  switch (fill) {
-    case Fill::kRandom:
-      return test::RandomWords(rng, count);
-    case Fill::kSparse:
-      return test::SparseWords(rng, count);
-    default:
-      return test::AllOnes(count);
-  }
-}
-
-std::string Describe(uint64_t la, uint64_t lb, uint64_t t, uint32_t threads, bool square) {
-  return (square ? "square " : "") + test::Shape(la, lb, t) + " T=" + std::to_string(threads) +
-         " seed=" + std::to_string(test::TestSeed());
-}
-
-// Runs the product (or square when b is null) and checks it against GMP.
-void CheckProduct(const Words& a, const Words* b, uint64_t t, uint32_t threads) {
-  const bool square = b == nullptr;
-  const Words& other = square ? a : *b;
-  const uint64_t la = a.size();
-  const uint64_t lb = other.size();
-  Words out(la + lb - t + 1, 0xDEADBEEFu);
-  const uint64_t status = square ? HybridSquare(nullptr, a.data(), la, out.data(), t, threads)
-                                 : HybridMultiply(nullptr, a.data(), la, other.data(), lb,
-                                                  out.data(), t, threads);
-  ASSERT_EQ(status, 0u) << Describe(la, lb, t, threads, square);
-  EXPECT_EQ(out.back(), 0xDEADBEEFu) << "wrote past the product: " << Describe(la, lb, t, threads, square);
-  out.pop_back();
-  const Words exact = test::GmpProduct(a, other);
-  if (t == 0) {
-    ASSERT_TRUE(out == exact) << Describe(la, lb, t, threads, square);
-  } else {
-    ASSERT_LE(test::TruncationShortfall(exact, t, out), 2u) << Describe(la, lb, t, threads, square);
-  }
-}
 
 struct ProductCase {
   uint64_t la;
@@ -70,10 +33,10 @@ TEST_P(HybridProducts, AgreeWithGmp) {
   std::mt19937_64 rng(test::TestSeed() + c.la * 3 + c.lb);
   const Words a = Operand(rng, c.la, c.fill);
   if (c.lb == 0) {
-    CheckProduct(a, nullptr, c.t, 0);
+    test::CheckHybridProduct(a, nullptr, c.t, 0);
   } else {
     const Words b = Operand(rng, c.lb, c.fill);
-    CheckProduct(a, &b, c.t, 0);
+    test::CheckHybridProduct(a, &b, c.t, 0);
   }
 }
 
@@ -134,6 +97,32 @@ TEST(HybridRows, EveryShapeOfRowAgreesWithGmp) {
   }
 }
 
+// Every row of both tables up to 400,000 words, at its exact capacity: worst-case operands (all
+// ones, the largest coefficients the check allows) and random ones, products and squares.
+TEST(HybridRows, TableRowsAtCapacityAgreeWithGmp) {
+  std::mt19937_64 rng(test::TestSeed() + 5);
+  for (const bool square : {false, true}) {
+    const auto table = square ? HybridSquareTable() : HybridMultiplyTable();
+    for (const HybridRow& row : table) {
+      if (row.capacityWords > 400000) break;
+      const uint64_t la = square ? row.capacityWords / 2 : row.capacityWords / 2 + 1;
+      const uint64_t lb = row.capacityWords - la;
+      const Fill fill = rng() % 2 ? Fill::kAllOnes : Fill::kRandom;
+      const Words a = Operand(rng, la, fill);
+      const Words b = Operand(rng, lb, fill);
+      Words out(la + lb);
+      const uint64_t status =
+          square ? HybridSquare(nullptr, a.data(), la, out.data(), 0, 1)
+                 : HybridMultiply(nullptr, a.data(), la, b.data(), lb, out.data(), 0, 1);
+      ASSERT_EQ(status, 0u) << "row " << row.capacityWords << " (" << row.k << ", " << row.c
+                            << ")" << (square ? " square" : "");
+      ASSERT_TRUE(out == test::GmpProduct(a, square ? a : b))
+          << "row " << row.capacityWords << " (" << row.k << ", " << row.c << ")"
+          << (square ? " square" : "");
+    }
+  }
+}
+
 // Every thread budget gives the same words, with passes, products and the recombination split
 // over threads, truncated or not.
 TEST(HybridThreads, EveryBudgetGivesTheSameProduct) {
@@ -157,13 +146,13 @@ TEST(HybridThreads, EveryBudgetGivesTheSameProduct) {
           square ? HybridSquare(nullptr, a.data(), shape.la, out.data(), shape.t, threads)
                  : HybridMultiply(nullptr, a.data(), shape.la, b.data(), lb, out.data(), shape.t,
                                   threads);
-      ASSERT_EQ(status, 0u) << Describe(shape.la, lb, shape.t, threads, square);
+      ASSERT_EQ(status, 0u) << test::Describe(shape.la, lb, shape.t, threads, square);
       results.push_back(out);
-      ASSERT_TRUE(results.front() == out) << Describe(shape.la, lb, shape.t, threads, square);
+      ASSERT_TRUE(results.front() == out) << test::Describe(shape.la, lb, shape.t, threads, square);
     }
     const Words exact = test::GmpProduct(a, square ? a : b);
     ASSERT_LE(test::TruncationShortfall(exact, shape.t, results.front()), 2u)
-        << Describe(shape.la, lb, shape.t, 0, square);
+        << test::Describe(shape.la, lb, shape.t, 0, square);
   }
 }
 
@@ -222,7 +211,7 @@ TEST(HybridMemory, ProductsFitInAHeapOfTheStatedSize) {
         square ? HybridSquare(&heap, a.data(), shape.la, out, shape.t, shape.threads)
                : HybridMultiply(&heap, a.data(), shape.la, b.data(), lb, out, shape.t,
                                 shape.threads);
-    EXPECT_EQ(status, 0u) << Describe(shape.la, lb, shape.t, shape.threads, square);
+    EXPECT_EQ(status, 0u) << test::Describe(shape.la, lb, shape.t, shape.threads, square);
     const Words exact = test::GmpProduct(a, square ? a : b);
     EXPECT_LE(test::TruncationShortfall(exact, shape.t, Words(out, out + outWords)), 2u);
     Release(out);

@@ -1,11 +1,16 @@
-// GMP models of the ring elements of the hybrid transform, for its tests.
+// GMP models of the ring elements of the hybrid transform and the product check its tests share.
 #pragma once
 
 #include <gmp.h>
+#include <gtest/gtest.h>
 
 #include <cstdint>
+#include <random>
+#include <string>
 
+#include "multiply/hybrid_mul.hpp"
 #include "multiply_test_util.hpp"
+#include "test_support.hpp"
 
 namespace zx::test {
 
@@ -35,6 +40,47 @@ inline bool ElementReduced(const uint32_t* x, uint64_t ringWords) {
     if (x[i] != 0) return false;
   }
   return true;
+}
+
+enum class Fill { kRandom, kSparse, kAllOnes };
+
+inline Words Operand(std::mt19937_64& rng, uint64_t count, Fill fill) {
+  switch (fill) {
+    case Fill::kRandom:
+      return RandomWords(rng, count);
+    case Fill::kSparse:
+      return SparseWords(rng, count);
+    default:
+      return AllOnes(count);
+  }
+}
+
+inline std::string Describe(uint64_t la, uint64_t lb, uint64_t t, uint32_t threads, bool square) {
+  return (square ? "square " : "") + Shape(la, lb, t) + " T=" + std::to_string(threads) +
+         " seed=" + std::to_string(TestSeed());
+}
+
+// Runs the hybrid product (or square when b is null) and checks it against GMP; a truncated one
+// may fall short of the exact words by the skipped operand words' carries.
+inline void CheckHybridProduct(const Words& a, const Words* b, uint64_t t, uint32_t threads) {
+  const bool square = b == nullptr;
+  const Words& other = square ? a : *b;
+  const uint64_t la = a.size();
+  const uint64_t lb = other.size();
+  const std::string what = Describe(la, lb, t, threads, square);
+  Words out(la + lb - t + 1, 0xDEADBEEFu);
+  const uint64_t status = square ? HybridSquare(nullptr, a.data(), la, out.data(), t, threads)
+                                 : HybridMultiply(nullptr, a.data(), la, other.data(), lb,
+                                                  out.data(), t, threads);
+  ASSERT_EQ(status, 0u) << what;
+  EXPECT_EQ(out.back(), 0xDEADBEEFu) << "wrote past the product: " << what;
+  out.pop_back();
+  const Words exact = GmpProduct(a, other);
+  if (t == 0) {
+    ASSERT_TRUE(out == exact) << what;
+  } else {
+    ASSERT_LE(TruncationShortfall(exact, t, out), 2u) << what;
+  }
 }
 
 }  // namespace zx::test

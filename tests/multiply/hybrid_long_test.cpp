@@ -1,0 +1,68 @@
+// Long hybrid transform checks (CTest label long): products and squares up to 4,000,000 words,
+// balanced and rectangular, truncated, on one to four threads, and table rows up to an
+// 8,400,000-word product at their exact capacity.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "hybrid_test_support.hpp"
+#include "multiply/hybrid_mul.hpp"
+#include "multiply/hybrid_tables.hpp"
+#include "test_support.hpp"
+
+namespace zx {
+namespace {
+
+using test::Fill;
+using test::Words;
+
+TEST(HybridLongTest, LargeProductsAgreeWithGmp) {
+  struct Case {
+    uint64_t la;
+    uint64_t lb;  // 0: square
+    uint64_t t;
+    uint32_t threads;
+  };
+  const Case cases[] = {
+      {1000000, 1000000, 0, 0},  {1000000, 0, 0, 1},         {2500000, 600000, 0, 2},
+      {4000000, 4000000, 0, 0},  {4000000, 4000000, 0, 2},   {4000000, 0, 0, 1},
+      {4000000, 1000000, 3000000, 1}, {3999999, 0, 4000000, 2},
+  };
+  std::mt19937_64 rng(test::TestSeed() + 21);
+  for (const Case& c : cases) {
+    const Words a = test::Operand(rng, c.la, c.la % 2 ? Fill::kAllOnes : Fill::kRandom);
+    if (c.lb == 0) {
+      test::CheckHybridProduct(a, nullptr, c.t, c.threads);
+    } else {
+      const Words b = test::Operand(rng, c.lb, Fill::kSparse);
+      test::CheckHybridProduct(a, &b, c.t, c.threads);
+    }
+  }
+}
+
+// Every sixth row above 400,000 words (the default run covers the rows below) and the last one
+// up to 8,400,000 words.
+TEST(HybridLongTest, TableRowsAtCapacityAgreeWithGmp) {
+  std::mt19937_64 rng(test::TestSeed() + 22);
+  for (const bool square : {false, true}) {
+    const auto table = square ? HybridSquareTable() : HybridMultiplyTable();
+    for (size_t i = 0; i < table.size(); ++i) {
+      const HybridRow& row = table[i];
+      const bool lastInRange = i + 1 == table.size() || table[i + 1].capacityWords > 8400000;
+      if (row.capacityWords <= 400000 || (i % 6 != 0 && !lastInRange)) continue;
+      if (row.capacityWords > 8400000) break;
+      const uint64_t la = row.capacityWords / 2;
+      const Words a = test::Operand(rng, la, Fill::kAllOnes);
+      if (square) {
+        test::CheckHybridProduct(a, nullptr, 0, 1);
+      } else {
+        const Words b = test::Operand(rng, row.capacityWords - la, Fill::kAllOnes);
+        test::CheckHybridProduct(a, &b, 0, 1);
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace zx
