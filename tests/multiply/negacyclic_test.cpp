@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "fft_test_util.hpp"
 #include "multiply_test_util.hpp"
 #include "shell/fatal.hpp"
 #include "test_support.hpp"
@@ -173,6 +174,30 @@ TEST(NegacyclicProductTest, PreparedPlansServeSeveralThreads) {
   for (std::thread& thread : threads) thread.join();
   for (int t = 0; t < 4; t++) {
     EXPECT_EQ(results[t], test::GmpRingProduct(a[t], b[t], 1536)) << "thread " << t;
+  }
+}
+
+// Every row up to 4096 points with the worst case of its transform: all b-bit fields 2^(b−1) − 1
+// or 2^(b−1) (points of the largest size, all alike) and all ones, multiplied and squared.
+TEST(NegacyclicProductTest, CoherentPointsAtEveryRowAreExact) {
+  for (uint64_t row = 0; row < NegacyclicTableRows(); row++) {
+    const NegacyclicPlan plan = NegacyclicTableRow(row);
+    if (plan.points > 4096) break;
+    PrepareNegacyclic(plan);
+    const uint64_t n = plan.ringWords;
+    const uint64_t half = uint64_t{1} << (plan.pointBits - 1);
+    std::vector<Words> operands;
+    for (uint64_t field : {half - 1, half}) {
+      operands.push_back(test::FieldPattern(n, plan.pointBits, field));
+      operands.back().push_back(0);
+    }
+    operands.push_back(AllOnesElement(n));
+    for (const Words& a : operands) {
+      for (const Words& b : operands) {
+        CheckPair(plan, a, b,
+                  "row " + std::to_string(row) + " b=" + std::to_string(plan.pointBits));
+      }
+    }
   }
 }
 
