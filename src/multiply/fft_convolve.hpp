@@ -1,7 +1,9 @@
 // One product through the floating-point transform: operands packed into points, both forward
 // transforms, the pointwise product, the inverse and the carry pass, with the points of the result
-// left in the workspace. Shared by the plain products (whose points never wrap) and the
-// negacyclic ring products. The workspace is two arrays of L doubles and L 32-bit points.
+// left in the workspace. Every product is taken modulo 2^(L·b) + 1: a plain product stays below
+// 2^(L·b) and so comes out exactly, even where a balanced carry made its convolution wrap round;
+// a ring product is the residue it asks for. The workspace is two arrays of L doubles and L
+// 32-bit points.
 #pragma once
 
 #include <cstdint>

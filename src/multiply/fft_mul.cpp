@@ -77,7 +77,8 @@ void MultiplyChunked(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t
   const fft::Workspace workspace = fft::CarveWorkspace(memory, plan.size.points);
   const uint64_t total = la + lb;
   if (plan.whole) {
-    fft::ConvolveWords(plan.size, a, la, b, lb, workspace);
+    [[maybe_unused]] const uint32_t top = fft::ConvolveWords(plan.size, a, la, b, lb, workspace);
+    ZX_ASSERT(top == 0);
     fft::UnpackPoints(workspace.points, plan.size.points, plan.size.pointBits, 0, product, total);
     return;
   }
@@ -90,7 +91,9 @@ void MultiplyChunked(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t
     if (length < kFftChunkMinWords) {
       MulRectangular(a + offset, length, b, lb, piece, piece + length + lb);
     } else {
-      fft::ConvolveWithSpectrum(plan.size, a + offset, length, workspace.first, workspace);
+      [[maybe_unused]] const uint32_t top =
+          fft::ConvolveWithSpectrum(plan.size, a + offset, length, workspace.first, workspace);
+      ZX_ASSERT(top == 0);
       fft::UnpackPoints(workspace.points, plan.size.points, plan.size.pointBits, 0, piece,
                         length + lb);
     }
@@ -158,7 +161,8 @@ uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const
     const FftSize size = SizeFor(32 * total);
     EnsureTables(size.points);
     const fft::Workspace workspace = fft::CarveWorkspace(memory, size.points);
-    fft::ConvolveWords(size, o.a, o.la, o.b, o.lb, workspace);
+    [[maybe_unused]] const uint32_t top = fft::ConvolveWords(size, o.a, o.la, o.b, o.lb, workspace);
+    ZX_ASSERT(top == 0);
     fft::UnpackPoints(workspace.points, size.points, size.pointBits, o.t, out, total - o.t);
   }
   Release(memory);
@@ -175,7 +179,9 @@ uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t
   const FftSize size = SizeFor(64 * kept);
   EnsureTables(size.points);
   const fft::Workspace workspace = fft::CarveSquareWorkspace(memory, size.points);
-  fft::ConvolveWords(size, a + shape.dropA, kept, nullptr, 0, workspace);
+  [[maybe_unused]] const uint32_t top =
+      fft::ConvolveWords(size, a + shape.dropA, kept, nullptr, 0, workspace);
+  ZX_ASSERT(top == 0);
   fft::UnpackPoints(workspace.points, size.points, size.pointBits, shape.t, out,
                     2 * kept - shape.t);
   Release(memory);
