@@ -12,6 +12,12 @@
 #include <immintrin.h>
 #endif
 
+#if defined(__GNUC__) && !defined(__clang__) && !defined(__AVX__)
+// Vectors never cross a compiled interface (every function taking one is inline or file-local),
+// so the note that 32-byte vectors are passed differently without AVX does not concern us.
+#pragma GCC diagnostic ignored "-Wpsabi"
+#endif
+
 namespace zx::fft {
 
 typedef double V4 __attribute__((vector_size(32)));
