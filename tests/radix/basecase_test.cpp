@@ -98,7 +98,7 @@ TEST(ConversionTableShape, BaseExponentEndsBetweenEightAndFifteen) {
     ASSERT_GE(shape.baseExponent, 8u);
     ASSERT_LE(shape.baseExponent, 15u);
     ASSERT_GE(shape.baseExponent << shape.levelCount, n);
-    ASSERT_LT(15u << (shape.levelCount - 1), n);
+    ASSERT_LT(uint64_t{15} << (shape.levelCount - 1), n);
   }
 }
 
