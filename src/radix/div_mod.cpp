@@ -93,8 +93,9 @@ void DivModAtLevel(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t leve
     }
   }
 
-  if (q.exponent < 0)
+  if (q.exponent < 0) {
     FatalAssertion(kImpossibleResult, kDivModSubject, "Result is not an integer.");
+  }
   ExpandExponent(heap, q);
   ExpandExponent(heap, x);
 }

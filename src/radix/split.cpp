@@ -44,8 +44,9 @@ void ConvertLeaf(BigFloat& x, uint32_t* out, uint64_t countWords) {
   BigFloatSetZero(x);
 }
 
+// Only the highest piece of a heap gives its tail back, so it is shrunk first.
 void ShrinkNewerFirst(BigInt& a, BigInt& b) {
-  if (a.words < b.words) {
+  if (reinterpret_cast<uintptr_t>(a.words) < reinterpret_cast<uintptr_t>(b.words)) {
     BigIntShrink(b);
     BigIntShrink(a);
   } else {
