@@ -129,7 +129,11 @@ uint64_t MemoryBytes(uint64_t la, uint64_t lb, uint64_t t, bool square, uint32_t
 
 uint64_t HybridMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const uint32_t* b,
                         uint64_t lb, uint32_t* out, uint64_t t, uint32_t threadExponent) {
-  if (la == 0 || lb == 0 || t >= la + lb) return 0;
+  if (t >= la + lb) return 0;
+  if (la == 0 || lb == 0) {
+    std::fill(out, out + (la + lb - t), 0u);
+    return 0;
+  }
   const Operands ops = Truncate(a, la, b, lb, t);
   return Product(heap, ops, out, false, threadExponent, HybridChooseParams(ops.la + ops.lb, false));
 }

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "multiply/hybrid_mul.hpp"
+#include "multiply/hybrid_tables.hpp"
 #include "multiply_test_util.hpp"
 #include "test_support.hpp"
 
@@ -80,6 +81,22 @@ inline void CheckHybridProduct(const Words& a, const Words* b, uint64_t t, uint3
     ASSERT_TRUE(out == exact) << what;
   } else {
     ASSERT_LE(TruncationShortfall(exact, t, out), 2u) << what;
+  }
+}
+
+// A product (or square) of a table row at its exact capacity: worst-case operands (all ones,
+// the largest coefficients the check allows) or random ones.
+inline void CheckRowAtCapacity(const HybridRow& row, bool square, std::mt19937_64& rng) {
+  const uint64_t la = square ? row.capacityWords / 2 : row.capacityWords / 2 + 1;
+  const Fill fill = rng() % 2 ? Fill::kAllOnes : Fill::kRandom;
+  const Words a = Operand(rng, la, fill);
+  SCOPED_TRACE("row " + std::to_string(row.capacityWords) + " (" + std::to_string(row.k) + ", " +
+               std::to_string(row.c) + ")");
+  if (square) {
+    CheckHybridProduct(a, nullptr, 0, 1);
+  } else {
+    const Words b = Operand(rng, row.capacityWords - la, fill);
+    CheckHybridProduct(a, &b, 0, 1);
   }
 }
 
