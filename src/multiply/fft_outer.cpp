@@ -92,7 +92,9 @@ void OuterForward(double* x, const uint32_t* fields, uint64_t n, uint32_t pointB
       const V4 re = LowToDouble(points[i]);
       const CV4 weighted =
           halfZero ? CV4{re * kLaneRe, re * kLaneIm} : Mul(CV4{re, HighToDouble(points[i])}, lanes);
-      const CV4 twiddle = Mul(high, LoadC(twiddles + 8 * ((v + i) % low)));
+      const CV4 lowPart = LoadC(twiddles + 8 * ((v + i) % low));
+      // With one high entry (m = S) that entry is 1.
+      const CV4 twiddle = m == low ? lowPart : Mul(high, lowPart);
       StoreC(x + 8 * (v + i), Mul(LaneButterfly(weighted), twiddle));
     }
   }
@@ -116,7 +118,9 @@ int64_t OuterInverseCarry(const double* x, uint32_t* points, uint64_t n, uint32_
     I32x8 columns[4];
     const CV4 high = LoadC(twiddles + 8 * (low + v / low));
     for (int i = 0; i < 4; i++) {
-      const CV4 twiddle = Mul(high, LoadC(twiddles + 8 * ((v + i) % low)));
+      const CV4 lowPart = LoadC(twiddles + 8 * ((v + i) % low));
+      // With one high entry (m = S) that entry is 1.
+      const CV4 twiddle = m == low ? lowPart : Mul(high, lowPart);
       const CV4 spectrum = MulConj(LoadC(x + 8 * (v + i)), twiddle);
       const CV4 value = MulConj(LaneButterflyInverse(spectrum), lanes);
       // Round half up, then carry in integers: the chain step is an add and a shift.
