@@ -50,7 +50,7 @@ struct PiFinish {
   uint32_t invSqrtOf;
 };
 
-template <SeriesPolicy S>
+template <SeriesPolicy S, bool kSwap>
 void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, const PiFinish& f) {
   const uint64_t w = p + 2;
   const uint64_t cap = p + 5;
@@ -62,7 +62,7 @@ void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, c
   const int64_t startSeconds = ClockSeconds();
 
   BigFloat t, q;
-  SumSeries<S>(heap, t, q, w, k > 0 ? k + 1 : 0);
+  SumSeriesImpl<S, kSwap>(heap, t, q, w, k > 0 ? k + 1 : 0);
 
   ProgressClear();
   ConsoleWrite("Finalizing...");
@@ -76,7 +76,11 @@ void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, c
   BigFloatRelease(q);
   BigFloatAdd(heap, denominator, t, denominator, w);
   BigFloatRelease(t);
-  InvertInPlace(heap, denominator, w, true, k);
+  if constexpr (kSwap) {
+    InvertInPlaceStaged(heap, denominator, w, true, k);
+  } else {
+    InvertInPlace(heap, denominator, w, true, k);
+  }
 
   ProgressClear();
   ConsoleWrite("Multiplying...  \t( ");
@@ -92,7 +96,11 @@ void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, c
   ProgressClear();
   ConsoleWrite("InvSqrt...\n");
   BigFloat root;
-  InvSqrtInt(heap, f.invSqrtOf, root, w, true, k);
+  if constexpr (kSwap) {
+    InvSqrtIntStaged(heap, f.invSqrtOf, root, w, true, k);
+  } else {
+    InvSqrtInt(heap, f.invSqrtOf, root, w, true, k);
+  }
 
   ProgressTimerStart();
   ProgressClear();
@@ -114,18 +122,32 @@ uint64_t PiMemory(uint64_t p, uint32_t k) {
   return BaseMemoryBytes(p, k, 1) + dataWords * 8;
 }
 
+constexpr PiFinish kChudnovskyFinish{"Algorithm: Chudnovsky Formula\n\n", 13591409, 4270934400u,
+                                     10005};
+constexpr PiFinish kRamanujanFinish{"Algorithm: Ramanujan's Formula\n\n", 1103, 9801, 8};
+
 }  // namespace
 
 void ComputePiChudnovsky(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
                          uint32_t /*flag*/, uint32_t threadExponent) {
-  ComputePi<ChudnovskySeries>(heap, result, precisionWords, threadExponent,
-                              {"Algorithm: Chudnovsky Formula\n\n", 13591409, 4270934400u, 10005});
+  ComputePi<ChudnovskySeries, false>(heap, result, precisionWords, threadExponent,
+                                     kChudnovskyFinish);
 }
 
 void ComputePiRamanujan(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
                         uint32_t /*flag*/, uint32_t threadExponent) {
-  ComputePi<RamanujanSeries>(heap, result, precisionWords, threadExponent,
-                             {"Algorithm: Ramanujan's Formula\n\n", 1103, 9801, 8});
+  ComputePi<RamanujanSeries, false>(heap, result, precisionWords, threadExponent, kRamanujanFinish);
+}
+
+void ComputePiChudnovskySwap(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
+                             uint32_t /*flag*/, uint32_t threadExponent) {
+  ComputePi<ChudnovskySeries, true>(heap, result, precisionWords, threadExponent,
+                                    kChudnovskyFinish);
+}
+
+void ComputePiRamanujanSwap(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
+                            uint32_t /*flag*/, uint32_t threadExponent) {
+  ComputePi<RamanujanSeries, true>(heap, result, precisionWords, threadExponent, kRamanujanFinish);
 }
 
 uint64_t BaseMemoryBytes(uint64_t lengthWords, uint32_t threadExponent, uint32_t extraLevels) {

@@ -42,6 +42,12 @@ void ComputePiChudnovsky(AllocationHeap* heap, BigFloat& result, uint64_t precis
                          uint32_t flag, uint32_t threadExponent);
 void ComputePiRamanujan(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
                         uint32_t flag, uint32_t threadExponent);
+// The disk-swapping twins: the series' upper levels, the reciprocal and the inverse square root
+// keep their large operands on the swap disks.
+void ComputePiChudnovskySwap(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
+                             uint32_t flag, uint32_t threadExponent);
+void ComputePiRamanujanSwap(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
+                            uint32_t flag, uint32_t threadExponent);
 
 // base(n, k, e): the multiplication scratch of a run whose series forks 2^(k+e) ways.
 uint64_t BaseMemoryBytes(uint64_t lengthWords, uint32_t threadExponent, uint32_t extraLevels);

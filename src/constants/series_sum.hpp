@@ -92,6 +92,45 @@ void SplitOuter(AllocationHeap* heap, uint64_t a, uint64_t b, SeriesTriple& out,
   Unmark(progress);
 }
 
+// Moves a result's three numbers to the swap disks.
+inline void SwapOutTriple(AllocationHeap* heap, SeriesTriple& r) {
+  BigIntSwapOut(heap, r.t.magnitude);
+  BigIntSwapOut(heap, r.q.magnitude);
+  BigIntSwapOut(heap, r.p.magnitude);
+}
+
+// The disk-swapping levels above the memory recursion: each child's results go to the swap disks
+// as soon as it returns, and each merge reads them back through the products and writes its own
+// results out again. At the segment's number of disk levels the subtree is handed to SplitOuter.
+template <SeriesPolicy S>
+void SplitOuterSwap(AllocationHeap* heap, uint64_t a, uint64_t b, SeriesTriple& out, bool wantP,
+                    uint64_t precisionWords, const SeriesSegment& segment, uint32_t level,
+                    bool progress, uint32_t depth) {
+  using namespace series_detail;
+  if (level == segment.diskLevels || b - a < kOuterSplitMinTerms) {
+    const bool marked = progress && segment.overHalfFree != 0;
+    Mark(marked, ':');
+    SplitOuter<S>(heap, a, b, out, wantP, precisionWords, segment, 0, progress, depth);
+    Unmark(marked);
+    return;
+  }
+  const uint64_t m = BalancedSplit<S>(a, b);
+  SeriesTriple left, right;
+  Mark(progress, '0');
+  SplitOuterSwap<S>(heap, a, m, left, true, precisionWords, segment, level + 1, progress, depth);
+  Unmark(progress);
+  SwapOutTriple(heap, left);
+  Mark(progress, '1');
+  SplitOuterSwap<S>(heap, m, b, right, wantP, precisionWords, segment, level + 1, progress, depth);
+  Unmark(progress);
+  SwapOutTriple(heap, right);
+  Mark(progress, '-');
+  if (progress) ProgressPrintThrottled(kSummingPrefix, OperandDigits(left, right));
+  MergeTriples<S>(heap, left, right, out, wantP, a, m, precisionWords, MultiplyThreads(depth));
+  Unmark(progress);
+  SwapOutTriple(heap, out);
+}
+
 // Cuts 1..N into segments, left to right; each takes terms until its Q estimate has grown by the
 // words still needed at its start (times 2^shift once those fall below successive halvings of p).
 template <SeriesPolicy S>
@@ -147,12 +186,15 @@ uint64_t PlanSegments(AllocationHeap* heap, uint64_t precisionWords, uint32_t mo
   return n;
 }
 
-// Sums the series over terms 1..N at precisionWords into T and Q; returns N.
-template <SeriesPolicy S>
-uint64_t SumSeries(AllocationHeap* heap, BigFloat& t, BigFloat& q, uint64_t precisionWords,
-                   uint32_t depth) {
+// Sums the series over terms 1..N at precisionWords into T and Q; returns N. The swapping form
+// plans with the free heap, sums every segment but the last through the disk levels, and keeps the
+// running T and Q on the swap disks between segments.
+template <SeriesPolicy S, bool kSwap>
+uint64_t SumSeriesImpl(AllocationHeap* heap, BigFloat& t, BigFloat& q, uint64_t precisionWords,
+                       uint32_t depth) {
   std::vector<SeriesSegment> segments;
-  const uint64_t n = PlanSegments<S>(heap, precisionWords, kPlanMemory, segments);
+  const uint64_t n =
+      PlanSegments<S>(heap, precisionWords, kSwap ? kPlanDisk : kPlanMemory, segments);
   SeriesTriple running;
   if (n < kSegmentedMinTerms) {
     SplitSerial<S>(heap, 0, n, running, false, precisionWords);
@@ -162,16 +204,20 @@ uint64_t SumSeries(AllocationHeap* heap, BigFloat& t, BigFloat& q, uint64_t prec
       const SeriesSegment& segment = segments[i];
       const uint64_t s = segment.startTerm;
       const uint64_t e = segment.endTerm;
-      Progress().labelLength = 0;
-      Progress().label[0] = 0;
+      LabelPopTo(0);
       LabelPushPercent(n - e, n);
       ProgressPrint(kSummingPrefix, 0);
       if (i + 1 == segments.size()) {
         SplitOuter<S>(heap, s, e, running, false, precisionWords, segment, 0, true, depth);
+        if constexpr (kSwap) SwapOutTriple(heap, running);
         continue;
       }
       SeriesTriple piece;
-      SplitOuter<S>(heap, s, e, piece, true, precisionWords, segment, 0, true, depth);
+      if constexpr (kSwap) {
+        SplitOuterSwap<S>(heap, s, e, piece, true, precisionWords, segment, 0, true, depth);
+      } else {
+        SplitOuter<S>(heap, s, e, piece, true, precisionWords, segment, 0, true, depth);
+      }
       SeriesTriple merged;
       // The running pair is the right neighbour of this segment and never needs its P.
       MergeTriples<S>(heap, piece, running, merged, false, s, e, precisionWords, threads);
@@ -179,12 +225,25 @@ uint64_t SumSeries(AllocationHeap* heap, BigFloat& t, BigFloat& q, uint64_t prec
       BigFloatNormalize(heap, running.t);
       BigFloatNormalize(heap, running.q);
       series_detail::CompactTriple(running);
+      if constexpr (kSwap) SwapOutTriple(heap, running);
     }
     LabelPopTo(0);
   }
   t = running.t;
   q = running.q;
   return n;
+}
+
+template <SeriesPolicy S>
+uint64_t SumSeries(AllocationHeap* heap, BigFloat& t, BigFloat& q, uint64_t precisionWords,
+                   uint32_t depth) {
+  return SumSeriesImpl<S, false>(heap, t, q, precisionWords, depth);
+}
+
+template <SeriesPolicy S>
+uint64_t SumSeriesSwap(AllocationHeap* heap, BigFloat& t, BigFloat& q, uint64_t precisionWords,
+                       uint32_t depth) {
+  return SumSeriesImpl<S, true>(heap, t, q, precisionWords, depth);
 }
 
 }  // namespace zx

@@ -230,7 +230,9 @@ void BigFloatSquareInPlace(AllocationHeap* heap, BigFloat& a, uint64_t precision
 
 uint64_t MultiplyMemoryBytes(uint64_t lengthWords, uint32_t threadExponent) {
   const uint64_t n = std::max<uint64_t>(lengthWords, 1);
-  const uint64_t productBytes = (2 * n + 2) * sizeof(uint32_t) + kPieceOverheadBytes;
+  // The product buffer, and as much again: callers keep both operands alive while a product forms
+  // and often a second result beside it (the base conversion's normalisation is the tightest).
+  const uint64_t productBytes = (4 * n + 2) * sizeof(uint32_t) + kPieceOverheadBytes;
   uint64_t algorithmBytes = 0;
   if (n < kFftMinWords) {
     algorithmBytes = BasecaseScratchBytes(n, n);

@@ -9,6 +9,9 @@
 namespace zx {
 namespace {
 
+constexpr double kDigitsPerWord = 9.632959861247397;     // 32·log10(2)
+constexpr double kHexDigitsPerDigit = 0.8304820237218407;  // log(10)/log(16)
+
 // 1 − trunc(−x): floor(x) + 1 for every non-integral x, computed as the program always has.
 uint64_t OnePlusFloor(double x) { return static_cast<uint64_t>(1.0 - std::trunc(-x)); }
 

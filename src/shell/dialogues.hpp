@@ -8,8 +8,6 @@
 
 namespace zx {
 
-inline constexpr double kDigitsPerWord = 9.632959861247397;     // 32·log10(2)
-inline constexpr double kHexDigitsPerDigit = 0.8304820237218407;  // log(10)/log(16)
 inline constexpr uint64_t kMinWords = 2;
 inline constexpr uint64_t kMaxWords = 3220714036;  // 0xBFF83234
 inline constexpr uint32_t kMaxThreadExponent = 6;

@@ -2,6 +2,7 @@
 
 #include "shell/console.hpp"
 #include "shell/console_input.hpp"
+#include "drivers/pi_menu.hpp"
 #include "shell/fatal.hpp"
 #include "tools/digit_tools.hpp"
 
@@ -83,7 +84,7 @@ constexpr MenuAction kMenuActions[kLastMenuChoice + 1] = {
     nullptr,      // 0  Sqrt(2)
     nullptr,      // 1  Golden Ratio
     nullptr,      // 2  e
-    nullptr,      // 3  Pi
+    PiMenu,       // 3  Pi
     nullptr,      // 4  Log(2)
     nullptr,      // 5  Log(10)
     nullptr,      // 6

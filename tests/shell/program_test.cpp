@@ -96,7 +96,7 @@ TEST(MainMenu, ZeroAndNonNumbersAskAgain) {
 }
 
 TEST(MainMenu, ChoicesWithoutAnActionSayNotAvailable) {
-  for (const char* choice : {"1", "2", "3", "6", "7"}) {
+  for (const char* choice : {"1", "2", "6", "7"}) {
     ExpectTranscript(std::string(choice) + "\n",
                      kBannerAndMenu + "option = \nThis option is not available yet.\n" + kEnding);
   }

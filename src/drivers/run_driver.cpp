@@ -1,0 +1,156 @@
+#include "drivers/run_driver.hpp"
+
+#include <string>
+
+#include "multiply/fft_mul.hpp"
+#include "multiply/multiply.hpp"
+#include "radix/digit_writers.hpp"
+#include "runtime/swap_file.hpp"
+#include "shell/console.hpp"
+#include "shell/fatal.hpp"
+#include "shell/number_print.hpp"
+#include "shell/progress.hpp"
+#include "tools/digit_files.hpp"
+
+namespace zx {
+namespace {
+
+// Extra words of FFT tables beyond the precision, for the products just above it.
+constexpr uint64_t kFftTableMarginWords = 100;
+
+struct RunTimer {
+  int64_t startMillis;
+  int64_t startSeconds;
+};
+
+// The run-wide state a driver sets before anything else and tears down at the end.
+struct RunScope {
+  AllocationHeap* heap;
+  RunTimer timer;
+};
+
+RunScope BeginRun(const char* firstLine, const RunSettings& settings) {
+  gMultiplyThreadCap = settings.threadExponent;
+  SetSwapDisks(settings.mode == 2 ? settings.disks : nullptr);
+  ConsoleWrite(firstLine);
+  ConsoleWrite("Decimal Digits    :   ");
+  PrintCommas(settings.decimalDigits, 0);
+  ConsoleWrite("\nHexadecimal Digits:   ");
+  PrintCommas(settings.hexDigits, 0);
+  ConsoleWrite("\n\n");
+  ConsoleWrite(settings.mode == 2 ? "Mode: Basic Disk Swapping\n\n" : "Mode: Ram Only\n\n");
+
+  ConsoleWrite("Allocating and Reserving Memory...  \t");
+  ConsoleFlush();
+  auto* heap = new AllocationHeap;
+  HeapCreate(nullptr, heap, settings.memoryBytes);
+  PrintBytes(settings.memoryBytes);
+  ConsoleWrite("\n");
+
+  ConsoleWrite("Constructing FFT lookup tables...\n");
+  ConsoleFlush();
+  PrepareFftTables(settings.precisionWords + kFftTableMarginWords);
+
+  ConsoleWrite("\nBegin Computation:\n\n");
+  ConsoleFlush();
+  return {heap, {ClockMillis(), ClockSeconds()}};
+}
+
+void EndRun(RunScope& scope) {
+  gMultiplyThreadCap = kNoThreadCap;
+  SetSwapDisks(nullptr);
+  HeapDestroy(scope.heap);
+  delete scope.heap;
+  ReleaseFftTables();
+}
+
+void Compute(const ConstantRun& run, int algorithm, const RunSettings& settings, AllocationHeap* heap,
+             BigFloat& result) {
+  const ComputeFn compute = settings.mode == 2 ? run.swapping[algorithm] : run.memory[algorithm];
+  compute(heap, result, settings.precisionWords, 1, settings.threadExponent);
+  if (result.magnitude.words != nullptr) {
+    result.magnitude.words = static_cast<uint32_t*>(HeapCompact(result.magnitude.words));
+  }
+}
+
+std::string FileName(const ConstantRun& run, DigitRadix radix, const char* label) {
+  return DigitFileName(run.files.constantName, radix, label);
+}
+
+// Writes both files of one result; the decimal writer consumes it. Returns the writers' seconds.
+double WriteResult(const ConstantRun& run, const char* label, const RunSettings& settings,
+                   AllocationHeap* heap, BigFloat& result, ConversionTable& table, bool buildTable,
+                   bool secondary) {
+  ConsoleWrite("\n");
+  double seconds = WriteHexDigits(heap, result, settings.hexDigits + 1,
+                                  FileName(run, DigitRadix::kHex, label));
+  ConsoleWrite("\n");
+  if (settings.mode == 2) BigIntSwapOut(heap, result.magnitude);
+  if (buildTable) BuildConversionTable(heap, result, table, settings.threadExponent);
+  seconds += WriteDecimalDigits(heap, result, settings.decimalDigits + 1,
+                                FileName(run, DigitRadix::kDecimal, label), table, secondary,
+                                settings.threadExponent);
+  BigFloatRelease(result);
+  return seconds;
+}
+
+uint64_t CompareFiles(const ConstantRun& run, DigitRadix radix) {
+  return CompareDigitFiles(FileName(run, radix, kComputationLabel),
+                           FileName(run, radix, kVerificationLabel), 2);
+}
+
+}  // namespace
+
+void RunCompute(const ConstantRun& run, int algorithm, const RunSettings& settings) {
+  RunScope scope = BeginRun(run.computeLine, settings);
+  BigFloat result;
+  Compute(run, algorithm, settings, scope.heap, result);
+  const char* label = algorithm == 0 ? run.files.algorithm1Label : run.files.algorithm2Label;
+  ConversionTable table;
+  const double writing =
+      WriteResult(run, label, settings, scope.heap, result, table, true, false);
+  ReleaseConversionTable(table);
+
+  const double total = ElapsedSeconds(scope.timer.startMillis, scope.timer.startSeconds);
+  ConsoleWrite("\n\nTotal Computation Time:  ");
+  PrintSeconds(total - writing);
+  ConsoleWrite("\nTotal Time (including writing digits):  ");
+  PrintSeconds(total);
+  ConsoleWrite("\n\n");
+  EndRun(scope);
+}
+
+bool RunComputeAndVerify(const ConstantRun& run, const RunSettings& settings) {
+  RunScope scope = BeginRun(run.verifyLine, settings);
+  ConversionTable table;
+  BigFloat result;
+
+  ConsoleWrite("Computing...\n\n");
+  Compute(run, 0, settings, scope.heap, result);
+  WriteResult(run, kComputationLabel, settings, scope.heap, result, table, true, false);
+  ConsoleWrite("\n");
+
+  ConsoleWrite("Verifying...\n\n");
+  Compute(run, 1, settings, scope.heap, result);
+  WriteResult(run, kVerificationLabel, settings, scope.heap, result, table, false, true);
+  ConsoleWrite("\n");
+  ReleaseConversionTable(table);
+
+  ConsoleWrite("Comparing Hexadecimal Digits...\n");
+  const uint64_t hexMatched = CompareFiles(run, DigitRadix::kHex);
+  ConsoleWrite("\n");
+  ConsoleWrite("Comparing Decimal Digits...\n");
+  const uint64_t decimalMatched = CompareFiles(run, DigitRadix::kDecimal);
+  ConsoleWrite("\n");
+  const bool success =
+      decimalMatched >= settings.decimalDigits && hexMatched >= settings.hexDigits;
+  ConsoleWrite(success ? "Computation Successful\n\n" : "Computation Failed\n\n");
+
+  ConsoleWrite("\nTotal Time (including writing digits):  ");
+  PrintSeconds(ElapsedSeconds(scope.timer.startMillis, scope.timer.startSeconds));
+  ConsoleWrite("\n\n");
+  EndRun(scope);
+  return success;
+}
+
+}  // namespace zx
