@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+#include "multiply/hybrid_butterfly.hpp"
+#include "multiply/hybrid_roots.hpp"
 #include "runtime/threads.hpp"
 
 namespace zx {
@@ -79,18 +81,65 @@ void ForkHalves(const HybridPassTask& task, const Body& body) {
       });
 }
 
-void LoadElements(const HybridBuffer& buffer, const HybridSpan& span, const HybridSource& source) {
+// Element g of the operand, zero-extended; false (and nothing stored) when it is all zero.
+bool LoadPiece(uint32_t* element, uint64_t index, uint64_t ringWords, const HybridSource& source) {
+  const uint64_t begin = index * source.pieceWords;
+  if (begin >= source.lengthWords) return false;
+  const uint64_t copied = std::min(source.pieceWords, source.lengthWords - begin);
+  std::copy(source.words + begin, source.words + begin + copied, element);
+  std::fill(element + copied, element + ringWords + 2, 0u);
+  return true;
+}
+
+// Loads a span that starts at level 0 and runs that level on the way in. Its butterflies pair
+// pieces g and g + K/2; when the upper piece is empty (for all g in a balanced product) the
+// butterfly is just x, x·ω^g, so the zeros are neither stored nor added.
+void LoadFirstLevel(const HybridBuffer& buffer, const HybridSpan& span, const HybridSource& source,
+                    uint32_t* spare) {
   const uint64_t n = buffer.ringWords;
-  for (uint64_t p = 0; p < (uint64_t{1} << span.levels); ++p) {
+  const uint64_t half = uint64_t{1} << (span.levels - 1);
+  const uint64_t order = RingRootOrder(n);
+  for (uint64_t p = 0; p < half; ++p) {
     const uint64_t index = span.first + span.step * p;
-    uint32_t* element = HybridElement(buffer, index);
-    const uint64_t begin = index * source.pieceWords;
-    uint64_t copied = 0;
-    if (begin < source.lengthWords) {
-      copied = std::min(source.pieceWords, source.lengthWords - begin);
-      std::copy(source.words + begin, source.words + begin + copied, element);
+    const uint64_t upperIndex = index + span.step * half;
+    uint32_t* x = HybridElement(buffer, index);
+    uint32_t* y = HybridElement(buffer, upperIndex);
+    const uint64_t exponent = uint64_t{buffer.c} % order * (index % order) % order;
+    const bool lower = LoadPiece(x, index, n, source);
+    if (LoadPiece(y, upperIndex, n, source)) {
+      if (!lower) std::fill(x, x + n + 2, 0u);
+      HybridForwardButterfly(x, y, spare, n, exponent);
+    } else if (!lower) {
+      std::fill(x, x + n + 2, 0u);
+      std::fill(y, y + n + 2, 0u);
+    } else if (exponent == 0) {
+      std::copy(x, x + n + 2, y);
+    } else {
+      RingMulRoot(x, y, n, exponent);
     }
-    std::fill(element + copied, element + n + 2, 0u);
+  }
+}
+
+// The forward transform of a span, loading it first when it starts at the operand.
+void ForwardSpan(const HybridPassTask& task, const HybridSpan& span) {
+  if (task.source == nullptr || span.firstLevel != 0 || span.levels == 0) {
+    if (task.source != nullptr) {
+      for (uint64_t p = 0; p < (uint64_t{1} << span.levels); ++p) {
+        const uint64_t index = span.first + span.step * p;
+        uint32_t* element = HybridElement(task.buffer, index);
+        if (!LoadPiece(element, index, task.buffer.ringWords, *task.source)) {
+          std::fill(element, element + task.buffer.ringWords + 2, 0u);
+        }
+      }
+    }
+    HybridForward(task.buffer, span, SpareOf(task));
+    return;
+  }
+  LoadFirstLevel(task.buffer, span, *task.source, SpareOf(task));
+  const uint64_t half = uint64_t{1} << (span.levels - 1);
+  for (uint64_t part = 0; part < 2; ++part) {
+    const HybridSpan rest{span.first + span.step * half * part, span.step, 1, span.levels - 1};
+    HybridForward(task.buffer, rest, SpareOf(task));
   }
 }
 
@@ -190,8 +239,7 @@ void RunPass(const HybridPassTask& task) {
     for (uint64_t j = 0; j < task.count; ++j) {
       const HybridSpan span = SpanOf(task, j);
       if constexpr (kForward) {
-        if (task.source != nullptr) LoadElements(task.buffer, span, *task.source);
-        HybridForward(task.buffer, span, SpareOf(task));
+        ForwardSpan(task, span);
       } else {
         HybridInverse(task.buffer, span, SpareOf(task));
         if (task.finish != nullptr) FinishSpan(task, span);
