@@ -81,13 +81,13 @@ uint64_t Product(AllocationHeap* heap, const Operands& ops, uint32_t* out, bool 
   columns.scratchBlockBytes = layout.blockBytes;
   columns.threadExponent = std::min(layout.threadExponent, split.outerExponent);
   columns.source = &sourceA;
-  HybridForwardPass(columns);
   if (!square) {
-    HybridPassTask columnsB = columns;
-    columnsB.buffer = b;
-    columnsB.source = &sourceB;
-    HybridForwardPass(columnsB);
+    columns.partner = &b;
+    columns.partnerSource = &sourceB;
   }
+  HybridForwardPass(columns);
+  columns.partner = nullptr;
+  columns.partnerSource = nullptr;
 
   HybridPassTask rows = columns;
   rows.span = {0, 1, split.innerExponent, split.outerExponent};
@@ -95,6 +95,7 @@ uint64_t Product(AllocationHeap* heap, const Operands& ops, uint32_t* out, bool 
   rows.count = uint64_t{1} << split.innerExponent;
   rows.threadExponent = layout.threadExponent;
   rows.source = nullptr;
+  rows.partner = nullptr;
   HybridRowPass(rows, square ? nullptr : &b, layout.pointwise);
 
   std::atomic<bool> failed{false};

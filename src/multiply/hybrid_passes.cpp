@@ -1,7 +1,8 @@
 // Pass tasks and their recursive halving over threads. A task stays on its thread when it has no
 // budget, or when all its sub-transforms together come to 16 points or fewer or to under 20000
-// words of data: a thread costs more than such work. A single large sub-transform is itself cut
-// into columns and rows first, so its halves become independent.
+// words of data; a pass without pointwise products also needs 2^19 word-levels of butterflies,
+// since starting a thread costs about 40 µs, as much as 2^17 of them. A single large
+// sub-transform is itself cut into columns and rows first, so its halves become independent.
 #include "multiply/hybrid_passes.hpp"
 
 #include <algorithm>
@@ -17,6 +18,7 @@ namespace {
 constexpr uint64_t kInnerBlockBytes = 0x300000;
 constexpr uint64_t kThreadMinWords = 20000;
 constexpr uint64_t kThreadMinPoints = 17;
+constexpr uint64_t kPassThreadMinWordLevels = uint64_t{1} << 19;
 
 uint64_t InnerBlockBytes(uint64_t ringWords, uint32_t j) {
   return (((ringWords + 1) << j) + 2 * ringWords + 2) * 4;
@@ -50,6 +52,13 @@ bool RunsSerially(const HybridPassTask& task) {
   const uint64_t points = task.count << task.span.levels;
   return task.threadExponent == 0 || points < kThreadMinPoints ||
          points * task.buffer.ringWords < kThreadMinWords;
+}
+
+bool PassRunsSerially(const HybridPassTask& task) {
+  const uint64_t transforms = task.partner != nullptr ? 2 : 1;
+  const uint64_t wordLevels =
+      transforms * (task.count << task.span.levels) * task.buffer.ringWords * task.span.levels;
+  return RunsSerially(task) || wordLevels < kPassThreadMinWordLevels;
 }
 
 // Halves of a task: the first half, for the new thread, takes the scratch blocks further on.
@@ -159,6 +168,7 @@ void SplitOne(const HybridPassTask& task, HybridPassTask& columns, HybridPassTas
   columns.count = uint64_t{1} << g;
   rows = task;
   rows.source = nullptr;
+  rows.partnerSource = nullptr;
   rows.span.firstLevel = task.span.firstLevel + task.span.levels - g;
   rows.span.levels = g;
   rows.spanDistance = task.span.step << g;
@@ -235,11 +245,17 @@ void FinishSpan(const HybridPassTask& task, const HybridSpan& span) {
 
 template <bool kForward>
 void RunPass(const HybridPassTask& task) {
-  if (RunsSerially(task)) {
+  if (PassRunsSerially(task)) {
     for (uint64_t j = 0; j < task.count; ++j) {
       const HybridSpan span = SpanOf(task, j);
       if constexpr (kForward) {
         ForwardSpan(task, span);
+        if (task.partner != nullptr) {
+          HybridPassTask partner = task;
+          partner.buffer = *task.partner;
+          partner.source = task.partnerSource;
+          ForwardSpan(partner, span);
+        }
       } else {
         HybridInverse(task.buffer, span, SpareOf(task));
         if (task.finish != nullptr) FinishSpan(task, span);
@@ -291,12 +307,9 @@ void HybridRowPass(const HybridPassTask& task, const HybridBuffer* b,
   } else if (RunsSerially(task) || task.count < 2) {
     // Transforms that may not be split by rows: they run as passes of their own, and the
     // products, the larger part of the work, still go to all threads.
-    HybridForwardPass(task);
-    if (b != nullptr) {
-      HybridPassTask other = task;
-      other.buffer = *b;
-      HybridForwardPass(other);
-    }
+    HybridPassTask forward = task;
+    forward.partner = b;
+    HybridForwardPass(forward);
     PointwiseParallel(task, b, pointwise);
     HybridInversePass(task);
   } else {

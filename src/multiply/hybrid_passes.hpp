@@ -41,6 +41,8 @@ struct HybridPassTask {
   uint64_t scratchBlockBytes = 0;
   uint32_t threadExponent = 0;
   const HybridSource* source = nullptr;  // forward passes: load the elements first
+  const HybridBuffer* partner = nullptr;         // forward passes: a second transform alongside
+  const HybridSource* partnerSource = nullptr;   // and the operand it loads from
   const HybridFinish* finish = nullptr;  // the last inverse pass: scale and check after it
 };
 
