@@ -15,6 +15,7 @@ namespace {
 template <bool kStaged>
 void RefineInvSqrt(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, uint64_t m,
                    uint32_t threadExponent) {
+  StageOut<kStaged>(heap, out);
   const bool seed = n == 1;
   const uint64_t keep = seed ? 7 : n + 6;
   const uint64_t sumWords = seed ? 4 : n + 3;
@@ -51,58 +52,37 @@ void InvSqrtIntSeed(AllocationHeap* heap, BigFloat& value, uint32_t n, BigFloat&
   RefineInvSqrt<false>(heap, value, out, 1, 1, 0);
 }
 
-void InvSqrtIntLevels(AllocationHeap* heap, BigFloat& value, uint32_t n, BigFloat& out,
-                      uint64_t words, bool progress, uint32_t threadExponent) {
-  if (words <= 1) {
-    InvSqrtIntSeed(heap, value, n, out);
-    return;
-  }
-  const uint64_t m = NewtonHalf(words);
-  PushMarker(progress, '0');
-  InvSqrtIntLevels(heap, value, n, out, m, progress, threadExponent);
-  PopMarker(progress);
-  PrintIterating(progress, m);
-  RefineInvSqrt<false>(heap, value, out, words, m, threadExponent);
+template <class Seed>
+void InvSqrtSchedule(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, uint32_t stage,
+                     bool progress, uint32_t threadExponent, const Seed& seed) {
+  NewtonSchedule(n, stage, progress, seed, [&](uint64_t level, uint64_t m, bool staged) {
+    if (staged) {
+      RefineInvSqrt<true>(heap, x, out, level, m, threadExponent);
+    } else {
+      RefineInvSqrt<false>(heap, x, out, level, m, threadExponent);
+    }
+  });
 }
 
 }  // namespace
 
-void InvSqrt(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, bool progress,
-             uint32_t threadExponent) {
-  if (n <= 1) {
-    InvSqrtSeed(heap, x, out);
-    return;
-  }
-  const uint64_t m = NewtonHalf(n);
-  PushMarker(progress, '0');
-  InvSqrt(heap, x, out, m, progress, threadExponent);
-  PopMarker(progress);
-  PrintIterating(progress, m);
-  RefineInvSqrt<false>(heap, x, out, n, m, threadExponent);
-}
-
 void InvSqrtStaged(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, uint32_t stage,
                    bool progress, uint32_t threadExponent) {
-  if (n < kStagedMinWords || stage >= 2) {
-    PushMarker(progress, ':');
-    InvSqrt(heap, x, out, n, progress, threadExponent);
-    PopMarker(progress);
-    return;
-  }
-  const uint64_t m = n / 2 + 1;
-  PushMarker(progress, '0');
-  InvSqrtStaged(heap, x, out, m, stage + 1, progress, threadExponent);
-  PopMarker(progress);
-  StageOut<true>(heap, out);
-  PrintIterating(progress, m);
-  RefineInvSqrt<true>(heap, x, out, n, m, threadExponent);
+  InvSqrtSchedule(heap, x, out, n, stage, progress, threadExponent,
+                  [&] { InvSqrtSeed(heap, x, out); });
+}
+
+void InvSqrt(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, bool progress,
+             uint32_t threadExponent) {
+  InvSqrtStaged(heap, x, out, n, 0, progress, threadExponent);
 }
 
 void InvSqrtInt(AllocationHeap* heap, uint32_t value, BigFloat& out, uint64_t n, bool progress,
                 uint32_t threadExponent) {
   BigFloat number;
   BigFloatSetWord(heap, number, value);
-  InvSqrtIntLevels(heap, number, value, out, n, progress, threadExponent);
+  InvSqrtSchedule(heap, number, out, n, 0, progress, threadExponent,
+                  [&] { InvSqrtIntSeed(heap, number, value, out); });
   BigFloatRelease(number);
 }
 
@@ -122,7 +102,6 @@ void InvSqrtIntStaged(AllocationHeap* heap, uint32_t value, BigFloat& out, uint6
   PopMarker(true);
   PopMarker(true);
   PrintIterating(true, m);
-  StageOut<true>(heap, out);
   BigFloat number;
   BigFloatSetWord(heap, number, value);
   RefineInvSqrt<true>(heap, number, out, n, m, threadExponent);

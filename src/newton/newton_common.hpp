@@ -27,6 +27,32 @@ void PopMarker(bool progress);
 // "Iterating: " with the decimal digits that m correct words hold.
 void PrintIterating(bool progress, uint64_t correctWords);
 
+// The doubling schedule every Newton iteration shares: levels n → NewtonHalf(n) → … → 1, each
+// refining the previous level's m correct words to n. seed() makes the one-word start and
+// refine(n, m, staged) does one level. A staged schedule (stage ≥ 1) keeps its levels of 1000
+// words and more at stages 1 and 2 on the disks and hands the rest to the memory schedule behind a
+// ":" marker, so at most the two largest levels wait on disk.
+template <class Seed, class Refine>
+void NewtonSchedule(uint64_t n, uint32_t stage, bool progress, const Seed& seed,
+                    const Refine& refine) {
+  if (stage != 0 && (n < kStagedMinWords || stage >= 2)) {
+    PushMarker(progress, ':');
+    NewtonSchedule(n, 0, progress, seed, refine);
+    PopMarker(progress);
+    return;
+  }
+  if (n <= 1) {
+    seed();
+    return;
+  }
+  const uint64_t m = NewtonHalf(n);
+  PushMarker(progress, '0');
+  NewtonSchedule(m, stage == 0 ? 0 : stage + 1, progress, seed, refine);
+  PopMarker(progress);
+  PrintIterating(progress, m);
+  refine(n, m, stage != 0);
+}
+
 // Swaps a value out to the disks only in the staged forms.
 template <bool kStaged>
 inline void StageOut(AllocationHeap* heap, BigFloat& a) {

@@ -31,6 +31,8 @@ void ReciprocalSeed(AllocationHeap* heap, BigFloat& x, BigFloat& out) {
 template <bool kStaged>
 void RefineReciprocal(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, uint64_t m,
                       uint32_t threadExponent) {
+  StageOut<kStaged>(heap, x);
+  StageOut<kStaged>(heap, out);
   BigFloat t, u, v, sum;
   BigFloatMultiplyKeep(heap, x, out, t, n + 6, threadExponent);
   StageOut<kStaged>(heap, x);
@@ -50,36 +52,22 @@ void RefineReciprocal(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t
 
 }  // namespace
 
-void Reciprocal(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, bool progress,
-                uint32_t threadExponent) {
-  if (n <= 1) {
-    ReciprocalSeed(heap, x, out);
-    return;
-  }
-  const uint64_t m = NewtonHalf(n);
-  PushMarker(progress, '0');
-  Reciprocal(heap, x, out, m, progress, threadExponent);
-  PopMarker(progress);
-  PrintIterating(progress, m);
-  RefineReciprocal<false>(heap, x, out, n, m, threadExponent);
-}
-
 void ReciprocalStaged(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, uint32_t stage,
                       bool progress, uint32_t threadExponent) {
-  if (n < kStagedMinWords || stage >= 2) {
-    PushMarker(progress, ':');
-    Reciprocal(heap, x, out, n, progress, threadExponent);
-    PopMarker(progress);
-    return;
-  }
-  const uint64_t m = n / 2 + 1;
-  PushMarker(progress, '0');
-  ReciprocalStaged(heap, x, out, m, stage + 1, progress, threadExponent);
-  PopMarker(progress);
-  StageOut<true>(heap, x);
-  StageOut<true>(heap, out);
-  PrintIterating(progress, m);
-  RefineReciprocal<true>(heap, x, out, n, m, threadExponent);
+  NewtonSchedule(
+      n, stage, progress, [&] { ReciprocalSeed(heap, x, out); },
+      [&](uint64_t level, uint64_t m, bool staged) {
+        if (staged) {
+          RefineReciprocal<true>(heap, x, out, level, m, threadExponent);
+        } else {
+          RefineReciprocal<false>(heap, x, out, level, m, threadExponent);
+        }
+      });
+}
+
+void Reciprocal(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, bool progress,
+                uint32_t threadExponent) {
+  ReciprocalStaged(heap, x, out, n, 0, progress, threadExponent);
 }
 
 namespace {
