@@ -29,5 +29,6 @@ uint32_t ThreadExponent(uint32_t threads);
 int RunMultiply(const Options& options);
 int RunSquare(const Options& options);
 int RunConvert(const Options& options);
+int RunPi(const Options& options);
 
 }  // namespace zx::bench

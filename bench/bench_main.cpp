@@ -19,6 +19,8 @@ const Command kCommands[] = {
     {"mul", "products of random N-word numbers (default: N from 1,000 to 1,000,000)", RunMultiply},
     {"square", "squares of random N-word numbers (same sizes)", RunSquare},
     {"convert", "decimal conversion of random N-word integers (default N = 1,000,000)", RunConvert},
+    {"pi", "whole Pi runs to N decimal digits, both files written, beside GMP (default 10,000,000)",
+     RunPi},
 };
 
 void PrintHelp() {

@@ -1,6 +1,7 @@
 // The mul and square commands: random operands multiplied by the engine and by GMP (64-bit limbs,
 // the same operands converted), one line per size with the median seconds per product and their
 // ratio. ZentrixMultiplyWords is the engine's door for these timings.
+#include <algorithm>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "bench.hpp"
 #include "multiply/basecase.hpp"
 #include "multiply/fft_mul.hpp"
+#include "multiply/multiply.hpp"
 #include "runtime/allocation_heap.hpp"
 #include "shell/console.hpp"
 #include "shell/fatal.hpp"
@@ -41,29 +43,46 @@ void ZentrixMultiplyWords(const uint32_t* a, uint64_t la, const uint32_t* b, uin
                           uint32_t* out, uint32_t threadExponent);
 void ZentrixSquareWords(const uint32_t* a, uint64_t n, uint32_t* out, uint32_t threadExponent);
 
+namespace {
+
+// A BigInt view of caller-owned words: the front-end only reads its operands.
+BigInt View(const uint32_t* words, uint64_t length) {
+  BigInt view;
+  view.length = length;
+  view.words = const_cast<uint32_t*>(words);
+  view.capacity = length;
+  return view;
+}
+
+// The product goes through the program's own door (dispatch by size, truncation rules, the checked
+// hybrid transform from 12,000 words), with tables prepared as a run prepares them.
+void TakeProduct(BigInt& product, uint32_t* out, uint64_t words) {
+  std::memcpy(out, product.words, product.length * sizeof(uint32_t));
+  std::memset(out + product.length, 0, (words - product.length) * sizeof(uint32_t));
+  Release(product.words);
+}
+
+}  // namespace
+
 void ZentrixMultiplyWords(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t lb,
                           uint32_t* out, uint32_t threadExponent) {
-  (void)threadExponent;
-  uint64_t status = 0;
-  if (la < kFftChunkMinWords || lb < kFftChunkMinWords) {
-    status = BasecaseMultiply(BenchHeap(BasecaseScratchBytes(la, lb)), a, la, b, lb, out);
-  } else {
-    if (!FftTablesReach(la + lb)) PrepareFftTablesForProduct(la + lb);
-    status = FftMultiply(BenchHeap(FftMultiplyScratchBytes(la, lb, 0)), a, la, b, lb, out, 0);
+  if (!FftTablesReach(2 * std::min<uint64_t>(std::max(la, lb), kFftTableMaxWords))) {
+    PrepareFftTables(std::max(la, lb));
   }
-  if (status != 0) FatalAllocation();
+  BigInt x = View(a, la);
+  BigInt y = View(b, lb);
+  BigInt product;
+  AllocationHeap* heap = BenchHeap(MultiplyMemoryBytes(std::max(la, lb), threadExponent));
+  BigIntMultiply(heap, x, y, product, 0, 0, threadExponent);
+  TakeProduct(product, out, la + lb);
 }
 
 void ZentrixSquareWords(const uint32_t* a, uint64_t n, uint32_t* out, uint32_t threadExponent) {
-  (void)threadExponent;
-  uint64_t status = 0;
-  if (n < 54) {
-    status = BasecaseSquare(BenchHeap(BasecaseSquareScratchBytes(n)), a, n, out);
-  } else {
-    if (!FftTablesReach(2 * n)) PrepareFftTablesForProduct(2 * n);
-    status = FftSquare(BenchHeap(FftSquareScratchBytes(n, 0)), a, n, out, 0);
-  }
-  if (status != 0) FatalAllocation();
+  if (!FftTablesReach(2 * std::min<uint64_t>(n, kFftTableMaxWords))) PrepareFftTables(n);
+  BigInt x = View(a, n);
+  BigInt product;
+  BigIntSquare(BenchHeap(MultiplyMemoryBytes(n, threadExponent)), x, product, 0, 0, threadExponent);
+  TakeProduct(product, out, 2 * n);
 }
 
 namespace bench {
