@@ -87,13 +87,14 @@ double GmpPiSeconds(uint64_t digits, const std::string& path) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-double ZentrixPiSeconds(uint64_t digits, uint32_t threadExponent) {
+double ZentrixPiSeconds(uint64_t digits, uint32_t threadExponent, uint64_t* estimateBytes) {
   RunSettings settings;
   settings.decimalDigits = digits;
   settings.hexDigits = HexDigitsFor(digits);
   settings.precisionWords = WordsFor(settings.hexDigits);
   settings.threadExponent = threadExponent;
   settings.memoryBytes = PiMemoryChudnovsky(settings.precisionWords, threadExponent);
+  *estimateBytes = settings.memoryBytes;
   std::string transcript;
   ConsoleCaptureTo(&transcript);
   const auto start = std::chrono::steady_clock::now();
@@ -110,11 +111,15 @@ int RunPi(const Options& options) {
   const uint64_t digits = options.words == 0 ? 10000000 : options.words;
   const uint32_t k = ThreadExponent(options.threads);
   // Both programs write into the current directory; the files are compared by the caller if wanted.
-  const double zentrix = ZentrixPiSeconds(digits, k);
+  uint64_t estimate = 0;
+  const double zentrix = ZentrixPiSeconds(digits, k, &estimate);
+  ConsolePrintf("pi digits=%llu threads=%u zentrix_s=%.3f heap_estimate=%llu heap_peak=%llu",
+                static_cast<unsigned long long>(digits), options.threads, zentrix,
+                static_cast<unsigned long long>(estimate),
+                static_cast<unsigned long long>(LastRunPeakBytes()));
+  ConsoleFlush();
   const double gmp = GmpPiSeconds(digits, "Pi - Dec - GMP.txt");
-  ConsolePrintf("pi digits=%llu threads=%u zentrix_s=%.3f gmp_s=%.3f ratio=%.3f\n",
-                static_cast<unsigned long long>(digits), options.threads, zentrix, gmp,
-                zentrix / gmp);
+  ConsolePrintf(" gmp_s=%.3f ratio=%.3f\n", gmp, zentrix / gmp);
   ConsoleFlush();
   return 0;
 }

@@ -18,6 +18,8 @@ namespace {
 // Extra words of FFT tables beyond the precision, for the products just above it.
 constexpr uint64_t kFftTableMarginWords = 100;
 
+uint64_t gLastRunPeakBytes = 0;
+
 struct RunTimer {
   int64_t startMillis;
   int64_t startSeconds;
@@ -59,6 +61,7 @@ RunScope BeginRun(const char* firstLine, const RunSettings& settings) {
 void EndRun(RunScope& scope) {
   gMultiplyThreadCap = kNoThreadCap;
   SetSwapDisks(nullptr);
+  gLastRunPeakBytes = HeapPeakBytes(scope.heap);
   HeapDestroy(scope.heap);
   delete scope.heap;
   ReleaseFftTables();
@@ -100,6 +103,8 @@ uint64_t CompareFiles(const ConstantRun& run, DigitRadix radix) {
 }
 
 }  // namespace
+
+uint64_t LastRunPeakBytes() { return gLastRunPeakBytes; }
 
 void RunCompute(const ConstantRun& run, int algorithm, const RunSettings& settings) {
   RunScope scope = BeginRun(run.computeLine, settings);

@@ -40,4 +40,7 @@ void RunCompute(const ConstantRun& run, int algorithm, const RunSettings& settin
 // Returns true when every requested digit matched.
 bool RunComputeAndVerify(const ConstantRun& run, const RunSettings& settings);
 
+// The peak heap use of the last finished run, in bytes (what the memory estimate must cover).
+uint64_t LastRunPeakBytes();
+
 }  // namespace zx
