@@ -5,8 +5,6 @@
 // q wrapped limbs and the second over the rest.
 #include "multiply/hybrid_butterfly.hpp"
 
-#include <algorithm>
-
 #include "multiply/hybrid_chains.hpp"
 #include "multiply/hybrid_ring.hpp"
 #include "multiply/hybrid_roots.hpp"
@@ -62,23 +60,19 @@ void ShiftedCombination(const uint32_t* a, const uint32_t* b, uint32_t* out, uin
   RingNormalize(out, ringWords, carry);
 }
 
-void CopyElement(const uint32_t* from, uint32_t* to, uint64_t ringWords) {
-  std::copy(from, from + ringWords + 2, to);
-}
-
 }  // namespace
 
-void HybridForwardButterfly(uint32_t* x, uint32_t* y, uint32_t* spare, uint64_t ringWords,
+bool HybridForwardButterfly(uint32_t* x, uint32_t* y, uint32_t* spare, uint64_t ringWords,
                             uint64_t exponent) {
   if (exponent == 0) {
     RingAddSub(x, y, x, y, ringWords);
-    return;
+    return false;
   }
   const LimbShift shift = LimbShiftOf(ringWords, exponent);
   if (!shift.aligned || !TopsClear(x, y, ringWords)) {
     RingAddSub(x, y, x, spare, ringWords);
     RingMulRoot(spare, y, ringWords, exponent);
-    return;
+    return false;
   }
   // −(x − y)·2^(64q) = (y − x)·2^(64q).
   if (shift.negative) {
@@ -87,26 +81,26 @@ void HybridForwardButterfly(uint32_t* x, uint32_t* y, uint32_t* spare, uint64_t 
     ShiftedDifference(x, y, spare, ringWords, shift.q);
   }
   RingNormalize(x, ringWords, ChainAdd(x, y, x, ringWords / 2, 0));
-  CopyElement(spare, y, ringWords);
+  return true;
 }
 
-void HybridInverseButterfly(uint32_t* x, uint32_t* y, uint32_t* spare, uint64_t ringWords,
+bool HybridInverseButterfly(uint32_t* x, uint32_t* y, uint32_t* spare, uint64_t ringWords,
                             uint64_t exponent) {
   if (exponent == 0) {
     RingAddSub(x, y, x, y, ringWords);
-    return;
+    return false;
   }
   const uint64_t inverse = RingRootOrder(ringWords) - exponent;
   const LimbShift shift = LimbShiftOf(ringWords, inverse);
   if (!shift.aligned || !TopsClear(x, y, ringWords)) {
     RingMulRoot(y, spare, ringWords, inverse);
     RingAddSub(x, spare, x, y, ringWords);
-    return;
+    return false;
   }
   // u = ±y·2^(64q); y ← x − u must read x before x ← x + u overwrites it.
   ShiftedCombination(x, y, spare, ringWords, shift.q, !shift.negative);
   ShiftedCombination(x, y, x, ringWords, shift.q, shift.negative);
-  CopyElement(spare, y, ringWords);
+  return true;
 }
 
 }  // namespace zx

@@ -8,11 +8,12 @@
 
 namespace zx {
 
-// x ← x + y, y ← (x − y)·√2^exponent. spare holds one element.
-void HybridForwardButterfly(uint32_t* x, uint32_t* y, uint32_t* spare, uint64_t ringWords,
-                            uint64_t exponent);
-// u = y·√2^(−exponent); x ← x + u, y ← x − u.
-void HybridInverseButterfly(uint32_t* x, uint32_t* y, uint32_t* spare, uint64_t ringWords,
-                            uint64_t exponent);
+// x ← x + y, y ← (x − y)·√2^exponent. spare holds one element. Returns true when the new y is
+// in spare instead (the caller trades the two), which saves copying it.
+[[nodiscard]] bool HybridForwardButterfly(uint32_t* x, uint32_t* y, uint32_t* spare,
+                                          uint64_t ringWords, uint64_t exponent);
+// u = y·√2^(−exponent); x ← x + u, y ← x − u; the new y may be left in spare likewise.
+[[nodiscard]] bool HybridInverseButterfly(uint32_t* x, uint32_t* y, uint32_t* spare,
+                                          uint64_t ringWords, uint64_t exponent);
 
 }  // namespace zx

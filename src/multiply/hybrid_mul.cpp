@@ -1,6 +1,7 @@
 // Entry points of the hybrid transform: truncation, parameters, the one allocation, the passes
 // and the recombination. Memory: one block holding the transform of each operand (K elements of
-// n + 1 words, padded) and one scratch block per thread; nothing else is allocated.
+// n + 1 words, padded, and their slot table) and one scratch block per thread; nothing else is
+// allocated.
 #include "multiply/hybrid_mul.hpp"
 
 #include <algorithm>
@@ -23,6 +24,7 @@ struct Layout {
   uint64_t strideWords = 0;
   uint32_t threadExponent = 0;  // min(T, k)
   uint64_t bufferBytes = 0;     // one operand's transform
+  uint64_t slotBytes = 0;       // its table of element addresses
   uint64_t blockBytes = 0;      // one thread's scratch
   uint64_t totalBytes = 0;
 };
@@ -35,10 +37,19 @@ Layout LayoutFor(const HybridParams& params, bool square, uint32_t threadExponen
   layout.strideWords = HybridElementWords(layout.params.ringWords);
   layout.threadExponent = std::min(threadExponent, layout.params.k);
   layout.bufferBytes = layout.params.points * layout.strideWords * 4;
+  layout.slotBytes = layout.params.points * sizeof(uint32_t*);
   layout.blockBytes = HybridScratchBlockBytes(layout.strideWords, layout.pointwise);
-  layout.totalBytes =
-      layout.bufferBytes * (square ? 1 : 2) + (layout.blockBytes << layout.threadExponent);
+  layout.totalBytes = (layout.bufferBytes + layout.slotBytes) * (square ? 1 : 2) +
+                      (layout.blockBytes << layout.threadExponent);
   return layout;
+}
+
+// The slot table at `table` for the K elements laid out from `elements` on.
+uint32_t** SlotTable(uint8_t* table, uint8_t* elements, const Layout& layout) {
+  auto** slots = reinterpret_cast<uint32_t**>(table);
+  auto* words = reinterpret_cast<uint32_t*>(elements);
+  for (uint64_t g = 0; g < layout.params.points; ++g) slots[g] = words + g * layout.strideWords;
+  return slots;
 }
 
 struct Operands {
@@ -62,11 +73,15 @@ uint64_t Product(AllocationHeap* heap, const Operands& ops, uint32_t* out, bool 
   if (memory == nullptr) return layout.totalBytes;
   auto* bytes = static_cast<uint8_t*>(memory);
 
-  HybridBuffer a{reinterpret_cast<uint32_t*>(bytes), layout.strideWords, params.ringWords, params.k,
-                 params.c};
+  const uint64_t operands = square ? 1 : 2;
+  HybridBuffer a{nullptr, layout.strideWords, params.ringWords, params.k, params.c};
   HybridBuffer b = a;
-  if (!square) b.base = reinterpret_cast<uint32_t*>(bytes + layout.bufferBytes);
-  uint8_t* scratch = bytes + layout.bufferBytes * (square ? 1 : 2);
+  a.slots = SlotTable(bytes + layout.bufferBytes * operands, bytes, layout);
+  if (!square) {
+    b.slots = SlotTable(bytes + layout.bufferBytes * 2 + layout.slotBytes,
+                        bytes + layout.bufferBytes, layout);
+  }
+  uint8_t* scratch = bytes + (layout.bufferBytes + layout.slotBytes) * operands;
   const HybridSource sourceA{ops.a, ops.la, params.pieceWords};
   const HybridSource sourceB{ops.b, ops.lb, params.pieceWords};
 

@@ -117,7 +117,7 @@ void LoadFirstLevel(const HybridBuffer& buffer, const HybridSpan& span, const Hy
     const bool lower = LoadPiece(x, index, n, source);
     if (LoadPiece(y, upperIndex, n, source)) {
       if (!lower) std::fill(x, x + n + 2, 0u);
-      HybridForwardButterfly(x, y, spare, n, exponent);
+      if (HybridForwardButterfly(x, y, spare, n, exponent)) std::copy(spare, spare + n + 2, y);
     } else if (!lower) {
       std::fill(x, x + n + 2, 0u);
       std::fill(y, y + n + 2, 0u);

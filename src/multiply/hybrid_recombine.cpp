@@ -3,8 +3,8 @@
 // of two s-word pieces, below 2^(64s + 32) with n = 2s + 2, so word n − 1 of its residue is 0, or
 // all ones when the residue stands for a small negative number. Anything else means a fault
 // somewhere in the product. The scaling and the check run in the last inverse pass, on all
-// threads; the sum is serial. The coefficients overlap (n > 2s), so they are summed in a window
-// of n + 2 words that moves up by s words after each one, emitting s final words each time.
+// threads; the sum runs in parts, one per thread, whose carries are joined afterwards. The
+// coefficients overlap (n = 2s + 2), so each completes s product words and leaves s + 2 pending.
 #include "multiply/hybrid_recombine.hpp"
 
 #include <algorithm>
@@ -32,11 +32,26 @@ bool LowWordsZero(const uint32_t* c, uint64_t count) {
   return std::all_of(c, c + count, [](uint32_t w) { return w == 0; });
 }
 
-// window (M + 1 limbs, two's complement) += the finished coefficient c, extended by its sign.
-void AddToWindow(uint32_t* window, const uint32_t* c, uint64_t n) {
-  const uint64_t limbs = n / 2;
-  unsigned char carry = static_cast<unsigned char>(ChainAdd(window, c, window, limbs, 0));
-  StoreLimb(window, limbs, AddWithCarry(LoadLimb(window, limbs), LoadLimb(c, limbs), carry));
+// out = a + b + carry over `count` words; returns the carry.
+unsigned AddWords(const uint32_t* a, const uint32_t* b, uint32_t* out, uint64_t count,
+                  unsigned carry) {
+  carry = ChainAdd(a, b, out, count / 2, carry);
+  if (count % 2 != 0) {
+    const uint64_t sum = uint64_t{a[count - 1]} + b[count - 1] + carry;
+    out[count - 1] = static_cast<uint32_t>(sum);
+    carry = static_cast<unsigned>(sum >> 32);
+  }
+  return carry;
+}
+
+// Adds the small signed v at the bottom of `count` words; returns what comes out at the top.
+int64_t AddSmallSigned(uint32_t* words, uint64_t count, int64_t v) {
+  for (uint64_t i = 0; i < count && v != 0; ++i) {
+    const int64_t sum = static_cast<int64_t>(words[i]) + v;
+    words[i] = static_cast<uint32_t>(sum);
+    v = sum >> 32;
+  }
+  return v;
 }
 
 // Copies the window words that are product words in [t, productWords) to out, and reports
@@ -57,20 +72,41 @@ bool Emit(const uint32_t* window, uint64_t count, uint64_t firstWord, uint64_t p
 
 uint32_t* WindowOf(uint8_t* block) { return reinterpret_cast<uint32_t*>(block); }
 
-// Coefficients [j0, j1) summed from an empty window: words [j0·s, j1·s) go to out (those in
-// [t, productWords)), the n + 2 pending words at j1·s stay in the window.
-bool SumSerially(const HybridRecombineJob& job, uint64_t j0, uint64_t j1, uint32_t* window) {
+// Coefficients [j0, j1) summed from nothing: words [j0·s, j1·s) go to out (those in
+// [t, productWords)), and the pending words at j1·s are left in the block as a window of n + 2
+// words of two's complement. Coefficient j meets what is pending at j·s (s + 2 words and a small
+// signed value above them): its low s words complete the product words there, the next 2 words
+// and its upper s words become what is pending at (j + 1)·s.
+bool SumSerially(const HybridRecombineJob& job, uint64_t j0, uint64_t j1, uint8_t* block) {
   const HybridBuffer& buffer = *job.buffer;
   const uint64_t n = buffer.ringWords;
   const uint64_t s = job.pieceWords;
-  const uint64_t windowWords = n + 2;
-  std::fill(window, window + windowWords, 0u);
+  const uint64_t pendingWords = s + 2;
+  uint32_t* pending = WindowOf(block);
+  uint32_t* next = pending + pendingWords;
+  uint32_t* low = next + pendingWords;
+  std::fill(pending, pending + pendingWords, 0u);
+  int64_t high = 0;  // the value at word s + 2 of what is pending, and above
   for (uint64_t j = j0; j < j1; ++j) {
-    AddToWindow(window, HybridElement(buffer, j), n);
-    if (!Emit(window, s, j * s, job.productWords, job.truncationWords, job.out)) return false;
-    const uint32_t sign = (window[windowWords - 1] & 0x80000000u) != 0 ? 0xFFFFFFFFu : 0;
-    std::memmove(window, window + s, (windowWords - s) * 4);
-    std::fill(window + windowWords - s, window + windowWords, sign);
+    const uint32_t* c = HybridElement(buffer, j);
+    const uint64_t first = j * s;
+    const bool direct = first >= job.truncationWords && first + s <= job.productWords;
+    uint32_t* target = direct ? job.out + (first - job.truncationWords) : low;
+    unsigned carry = AddWords(pending, c, target, s, 0);
+    carry = AddWords(pending + s, c + s, next, 2, carry);
+    std::memcpy(next + 2, c + s + 2, s * sizeof(uint32_t));
+    const int64_t sign = LoadLimb(c, n / 2) != 0 ? -1 : 0;
+    high = AddSmallSigned(next + 2, s, high + carry) + sign;
+    if (!direct && !Emit(low, s, first, job.productWords, job.truncationWords, job.out)) {
+      return false;
+    }
+    std::swap(pending, next);
+  }
+  uint32_t* window = WindowOf(block);
+  if (pending != window) std::memcpy(window, pending, pendingWords * sizeof(uint32_t));
+  for (uint64_t w = pendingWords; w < n + 2; ++w) {
+    window[w] = static_cast<uint32_t>(high);
+    high >>= 32;
   }
   return true;
 }
@@ -116,7 +152,7 @@ bool SumRange(const HybridRecombineJob& job, uint64_t j0, uint64_t j1, uint32_t 
   const bool fits = middle < j1 && middle * s + windowWords <= job.productWords &&
                     (last || j1 - middle >= reach);
   if (threads == 0 || !fits || (j1 - j0) * n < kRecombineThreadMinWords) {
-    return SumSerially(job, j0, j1, WindowOf(scratch));
+    return SumSerially(job, j0, j1, scratch);
   }
   uint8_t* leftScratch = scratch + (job.scratchBlockBytes << (threads - 1));
   bool leftOk = true;
@@ -184,8 +220,11 @@ uint64_t HybridRecombine(const HybridRecombineJob& job) {
     if (!LowWordsZero(HybridElement(buffer, j), n + 2)) return kProductCheckFailed;
   }
   if (!SumRange(job, 0, used, job.threadExponent, job.scratch)) return kProductCheckFailed;
-  // Everything from the last emitted word on must be zero.
-  return LowWordsZero(WindowOf(job.scratch), n + 2) ? 0 : kProductCheckFailed;
+  // What is still pending holds the last product words, if any, and zeros above them.
+  return Emit(WindowOf(job.scratch), n + 2, used * job.pieceWords, job.productWords,
+              job.truncationWords, job.out)
+             ? 0
+             : kProductCheckFailed;
 }
 
 }  // namespace zx

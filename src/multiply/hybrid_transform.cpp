@@ -4,6 +4,9 @@
 // inverse takes it from there.
 #include "multiply/hybrid_transform.hpp"
 
+#include <algorithm>
+#include <utility>
+
 #include "multiply/hybrid_butterfly.hpp"
 #include "multiply/hybrid_roots.hpp"
 
@@ -28,22 +31,21 @@ LevelRoots RootsOf(const HybridBuffer& buffer, const HybridSpan& span, uint32_t 
 
 template <bool kForward>
 void RunLevel(const HybridBuffer& buffer, const HybridSpan& span, uint32_t localLevel,
-              uint32_t* spare) {
+              uint32_t*& spare) {
   const uint64_t order = RingRootOrder(buffer.ringWords);
   const uint64_t half = uint64_t{1} << (span.levels - localLevel - 1);
   const uint64_t count = uint64_t{1} << span.levels;
   const LevelRoots roots = RootsOf(buffer, span, span.firstLevel + localLevel);
-  const uint64_t pairStride = span.step * buffer.strideWords;
   uint64_t exponent = roots.first;
   for (uint64_t i = 0; i < half; ++i) {
     for (uint64_t block = 0; block < count; block += 2 * half) {
-      uint32_t* x = HybridElement(buffer, span.first + span.step * (block + i));
-      uint32_t* y = x + half * pairStride;
-      if constexpr (kForward) {
-        HybridForwardButterfly(x, y, spare, buffer.ringWords, exponent);
-      } else {
-        HybridInverseButterfly(x, y, spare, buffer.ringWords, exponent);
-      }
+      const uint64_t index = span.first + span.step * (block + i);
+      uint32_t* x = HybridElement(buffer, index);
+      uint32_t*& y = buffer.slots[index + span.step * half];
+      const bool moved =
+          kForward ? HybridForwardButterfly(x, y, spare, buffer.ringWords, exponent)
+                   : HybridInverseButterfly(x, y, spare, buffer.ringWords, exponent);
+      if (moved) std::swap(y, spare);
     }
     exponent += roots.step;
     if (exponent >= order) exponent -= order;
@@ -66,14 +68,10 @@ HybridSpan RowSpan(const HybridSpan& span, uint32_t columnLevels, uint64_t row) 
           rowLevels};
 }
 
-}  // namespace
-
-namespace {
-
 // A span in cache runs its levels directly; a larger one as columns (its first levels) and
 // rows, the inverse taking them in the opposite order.
 template <bool kForward>
-void Transform(const HybridBuffer& buffer, const HybridSpan& span, uint32_t* spare) {
+void Transform(const HybridBuffer& buffer, const HybridSpan& span, uint32_t*& spare) {
   if (FitsBlock(buffer, span)) {
     for (uint32_t i = 0; i < span.levels; ++i) {
       RunLevel<kForward>(buffer, span, kForward ? i : span.levels - 1 - i, spare);
@@ -96,14 +94,33 @@ void Transform(const HybridBuffer& buffer, const HybridSpan& span, uint32_t* spa
   }
 }
 
+// After the butterflies one element of the span may live in the caller's spare, and the spare
+// in that element's old place: the element moves back into the place it left.
+void ReturnSpare(const HybridBuffer& buffer, const HybridSpan& span, uint32_t* home,
+                 uint32_t* current) {
+  if (current == home) return;
+  for (uint64_t p = 0; p < (uint64_t{1} << span.levels); ++p) {
+    uint32_t*& slot = buffer.slots[span.first + span.step * p];
+    if (slot == home) {
+      std::copy(home, home + buffer.ringWords + 2, current);
+      slot = current;
+      return;
+    }
+  }
+}
+
 }  // namespace
 
 void HybridForward(const HybridBuffer& buffer, const HybridSpan& span, uint32_t* spare) {
-  Transform<true>(buffer, span, spare);
+  uint32_t* current = spare;
+  Transform<true>(buffer, span, current);
+  ReturnSpare(buffer, span, spare, current);
 }
 
 void HybridInverse(const HybridBuffer& buffer, const HybridSpan& span, uint32_t* spare) {
-  Transform<false>(buffer, span, spare);
+  uint32_t* current = spare;
+  Transform<false>(buffer, span, current);
+  ReturnSpare(buffer, span, spare, current);
 }
 
 }  // namespace zx

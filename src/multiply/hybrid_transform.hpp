@@ -8,17 +8,18 @@
 
 namespace zx {
 
-// The K elements of one transform.
+// The K elements of one transform, each found through its slot: a butterfly writes its shifted
+// output into a spare element and trades places with it instead of copying it back.
 struct HybridBuffer {
-  uint32_t* base = nullptr;
-  uint64_t strideWords = 0;  // words from one element to the next
-  uint64_t ringWords = 0;    // n
-  uint32_t k = 0;            // K = 2^k
-  uint32_t c = 0;            // ω = √2^c
+  uint32_t** slots = nullptr;  // K element addresses
+  uint64_t strideWords = 0;    // words an element occupies
+  uint64_t ringWords = 0;      // n
+  uint32_t k = 0;              // K = 2^k
+  uint32_t c = 0;              // ω = √2^c
 };
 
 inline uint32_t* HybridElement(const HybridBuffer& buffer, uint64_t index) {
-  return buffer.base + index * buffer.strideWords;
+  return buffer.slots[index];
 }
 
 // A sub-transform: the 2^levels elements first + step·p, taken through the global butterfly
@@ -33,7 +34,9 @@ struct HybridSpan {
 };
 
 // Serial transforms of one span; spare is one element of scratch. Spans larger than the cache
-// block are done as columns and rows of their own, so every level runs on cached data.
+// block are done as columns and rows of their own, so every level runs on cached data. On return
+// spare is free again and every element of the span is at an address its slots held before or at
+// the spare's.
 void HybridForward(const HybridBuffer& buffer, const HybridSpan& span, uint32_t* spare);
 void HybridInverse(const HybridBuffer& buffer, const HybridSpan& span, uint32_t* spare);
 
