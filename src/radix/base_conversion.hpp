@@ -22,6 +22,12 @@ int64_t NormalizeForConversion(AllocationHeap* heap, BigFloat& x, uint64_t preci
 // with exponent 0. Cost: two products (by R[level], then back by P[level]).
 void DivMod(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level, ConversionTable& table,
             uint32_t threadExponent);
+// The same division with its operands on disk: x is read in first, every intermediate waits on
+// disk while a product it is not part of runs, and x and q leave swapped out. Table levels that
+// were on disk go back there. Each correction prints a line: "Quotient overshoot" for the
+// add-back, "Quotient undershoot" and "Quotient undershoot x 2" for the upward steps.
+void DivModSwap(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level,
+                ConversionTable& table, uint32_t threadExponent);
 
 // Writes x as countWords base-10^9 words into out (x below 10^(9·countWords)), splitting from
 // level down (kNoLevel: basecase only). Serial; x is released.
@@ -36,6 +42,13 @@ void SplitParallel(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t co
 void SplitTop(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
               ConversionTable& table, uint32_t level, uint32_t serialLevels, bool progress,
               uint32_t depth, uint32_t threadLevel);
+// The disk-swapping top: while x has kSwapSplitMinWords words or more and swapLevels remain,
+// SplitTop's serial levels with DivModSwap (its "Splitting" line throttled); below them the table
+// levels of at most half of x's words are read into memory and SplitTop finishes with one serial
+// level. Table levels that were on disk are on disk again on return.
+void SplitSwap(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
+               ConversionTable& table, uint32_t level, uint32_t swapLevels, bool progress,
+               uint32_t depth, uint32_t threadLevel);
 
 // The basecase: the base-10^9 words of the lengthWords words at words, without leading zero
 // words, into out; returns how many (0 for zero). out needs room for the result plus one word.

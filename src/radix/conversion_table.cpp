@@ -3,10 +3,13 @@
 // them saves a fifth of every product by a power.
 #include "radix/conversion_table.hpp"
 
+#include <algorithm>
 #include <bit>
+#include <vector>
 
 #include "multiply/multiply.hpp"
 #include "newton/reciprocal.hpp"
+#include "radix/div_mod_levels.hpp"
 #include "shell/console.hpp"
 #include "shell/progress.hpp"
 
@@ -31,6 +34,56 @@ void InvertPower(AllocationHeap* heap, BigFloat& power, BigFloat& reciprocal,
   Reciprocal(heap, power, reciprocal, static_cast<uint64_t>(BigFloatTop(power)) + 4, false,
              threadExponent);
   BigIntShrink(reciprocal.magnitude);
+}
+
+// Slides the table's word buffers down over the holes the reciprocal iterations left among them,
+// lowest first, so that the free space above the table is one piece: the conversion's products
+// need it contiguous, and the run's heap has little slack.
+void CompactTable(ConversionTable& table) {
+  std::vector<BigInt*> pieces;
+  for (uint32_t i = 0; i < table.levelCount; ++i) {
+    for (BigInt* piece : {&table.powers[i].magnitude, &table.reciprocals[i].magnitude}) {
+      if (piece->words != nullptr) pieces.push_back(piece);
+    }
+  }
+  std::sort(pieces.begin(), pieces.end(), [](const BigInt* a, const BigInt* b) {
+    return reinterpret_cast<uintptr_t>(a->words) < reinterpret_cast<uintptr_t>(b->words);
+  });
+  for (BigInt* piece : pieces) piece->words = static_cast<uint32_t*>(HeapCompact(piece->words));
+}
+
+// The table is the same in both forms; the disk-swapping one sends each power and reciprocal to
+// disk as soon as the next square and the level's own reciprocal no longer need it, so at most two
+// levels are in memory while the table is built and none afterwards. The reciprocals are not
+// staged: staging would give their disk copies swap records inside the heap.
+template <bool kSwap>
+void BuildTable(AllocationHeap* heap, BigFloat& x, ConversionTable& table,
+                uint32_t threadExponent) {
+  ConsoleWrite("Constructing Base Conversion Table:\n");
+  ProgressTimerStart();
+  const TableShape shape = ConversionTableShape(BillionWordsFor(x.magnitude.length));
+  table.baseExponent = shape.baseExponent;
+  table.levelCount = shape.levelCount;
+  if (shape.levelCount == 0) return;
+
+  PowerOfBillion(heap, shape.baseExponent, table.powers[0], kFullPrecision, threadExponent);
+  BigIntShrink(table.powers[0].magnitude);
+  InvertPower(heap, table.powers[0], table.reciprocals[0], threadExponent);
+  if constexpr (kSwap) TableLevelToDisk(table.reciprocals[0]);
+  for (uint32_t i = 1; i < shape.levelCount; ++i) {
+    BigFloat& below = table.powers[i - 1];
+    BigFloat& power = table.powers[i];
+    ProgressPrint("Squaring      : ", DigitsIn(static_cast<int64_t>(below.magnitude.length)));
+    BigFloatSquare(heap, below, power, kFullPrecision, threadExponent);
+    if constexpr (kSwap) TableLevelToDisk(below);
+    TrimAndShrink(heap, power);
+    ProgressPrint("Inverting     : ", DigitsIn(BigFloatTop(power)));
+    InvertPower(heap, power, table.reciprocals[i], threadExponent);
+    if constexpr (kSwap) TableLevelToDisk(table.reciprocals[i]);
+  }
+  if constexpr (kSwap) TableLevelToDisk(table.powers[shape.levelCount - 1]);
+  CompactTable(table);
+  PrintElapsed();
 }
 
 }  // namespace
@@ -67,26 +120,12 @@ void PowerOfBillionSigned(AllocationHeap* heap, int64_t k, BigFloat& out, uint64
 
 void BuildConversionTable(AllocationHeap* heap, BigFloat& x, ConversionTable& table,
                           uint32_t threadExponent) {
-  ConsoleWrite("Constructing Base Conversion Table:\n");
-  ProgressTimerStart();
-  const TableShape shape = ConversionTableShape(BillionWordsFor(x.magnitude.length));
-  table.baseExponent = shape.baseExponent;
-  table.levelCount = shape.levelCount;
-  if (shape.levelCount == 0) return;
+  BuildTable<false>(heap, x, table, threadExponent);
+}
 
-  PowerOfBillion(heap, shape.baseExponent, table.powers[0], kFullPrecision, threadExponent);
-  BigIntShrink(table.powers[0].magnitude);
-  InvertPower(heap, table.powers[0], table.reciprocals[0], threadExponent);
-  for (uint32_t i = 1; i < shape.levelCount; ++i) {
-    BigFloat& below = table.powers[i - 1];
-    BigFloat& power = table.powers[i];
-    ProgressPrint("Squaring      : ", DigitsIn(static_cast<int64_t>(below.magnitude.length)));
-    BigFloatSquare(heap, below, power, kFullPrecision, threadExponent);
-    TrimAndShrink(heap, power);
-    ProgressPrint("Inverting     : ", DigitsIn(BigFloatTop(power)));
-    InvertPower(heap, power, table.reciprocals[i], threadExponent);
-  }
-  PrintElapsed();
+void BuildConversionTableSwap(AllocationHeap* heap, BigFloat& x, ConversionTable& table,
+                              uint32_t threadExponent) {
+  BuildTable<true>(heap, x, table, threadExponent);
 }
 
 void ReleaseConversionTable(ConversionTable& table) {

@@ -43,8 +43,13 @@ inline uint64_t BillionWordsFor(uint64_t lengthWords) {
 
 // Sizes and fills the table for converting x (any value of x's length), printing its progress.
 // Cost: L − 1 exact squarings and L reciprocals, about three products of the largest size.
+// The pieces end up side by side at the lowest addresses the heap has free.
 void BuildConversionTable(AllocationHeap* heap, BigFloat& x, ConversionTable& table,
                           uint32_t threadExponent);
+// The same table with every level on the swap disks once built (DivModSwap and SplitSwap read
+// them in for each use); only their small swap records stay in memory, outside the heap.
+void BuildConversionTableSwap(AllocationHeap* heap, BigFloat& x, ConversionTable& table,
+                              uint32_t threadExponent);
 void ReleaseConversionTable(ConversionTable& table);
 
 // out = (10^9)^k for k >= 0 by left-to-right binary powering, each square kept to p + 3 words

@@ -14,15 +14,11 @@ namespace {
 // Written and read by the main thread only.
 uint64_t gLastBinaryHash = 0;
 
-}  // namespace
-
-uint64_t LastBinaryHash() {
-  return gLastBinaryHash;
-}
-
-double WriteDecimalDigits(AllocationHeap* heap, BigFloat& x, uint64_t digitCount,
-                          const std::string& path, ConversionTable& table, bool secondary,
-                          uint32_t threadLevel) {
+// The disk-swapping form differs only in its split: x may arrive on disk (the normalising product
+// reads it back), and the top levels divide with their operands swapped out.
+template <bool kSwap>
+double WriteDecimal(AllocationHeap* heap, BigFloat& x, uint64_t digitCount, const std::string& path,
+                    ConversionTable& table, bool secondary, uint32_t threadLevel) {
   ConsoleWrite(secondary ? "Base Converting (Secondary Cutting Parameters):\n"
                          : "Base Converting (Primary Cutting Parameters):\n");
   ProgressTimerStart();
@@ -40,8 +36,13 @@ double WriteDecimalDigits(AllocationHeap* heap, BigFloat& x, uint64_t digitCount
   uint32_t* digits = AllocWordsOrDie(heap, countWords);
   const uint32_t depth = threadLevel >= 1 ? threadLevel + 2 : 0;
   const uint32_t topLevel = table.levelCount == 0 ? kNoLevel : table.levelCount - 1;
-  SplitTop(heap, x, digits, countWords, table, topLevel, kSerialSplitLevels, true, depth,
-           threadLevel);
+  if constexpr (kSwap) {
+    SplitSwap(heap, x, digits, countWords, table, topLevel, kSwapSplitLevels, true, depth,
+              threadLevel);
+  } else {
+    SplitTop(heap, x, digits, countWords, table, topLevel, kSerialSplitLevels, true, depth,
+             threadLevel);
+  }
   BigFloatSetZero(x);
 
   ProgressClear();
@@ -64,6 +65,24 @@ double WriteDecimalDigits(AllocationHeap* heap, BigFloat& x, uint64_t digitCount
       WriteDigitFile(heap, path, number, digitCount, kLabel, startMillis, startSeconds);
   Release(digits);
   return seconds;
+}
+
+}  // namespace
+
+uint64_t LastBinaryHash() {
+  return gLastBinaryHash;
+}
+
+double WriteDecimalDigits(AllocationHeap* heap, BigFloat& x, uint64_t digitCount,
+                          const std::string& path, ConversionTable& table, bool secondary,
+                          uint32_t threadLevel) {
+  return WriteDecimal<false>(heap, x, digitCount, path, table, secondary, threadLevel);
+}
+
+double WriteDecimalDigitsSwap(AllocationHeap* heap, BigFloat& x, uint64_t digitCount,
+                              const std::string& path, ConversionTable& table, bool secondary,
+                              uint32_t threadLevel) {
+  return WriteDecimal<true>(heap, x, digitCount, path, table, secondary, threadLevel);
 }
 
 }  // namespace zx

@@ -22,6 +22,11 @@ double WriteHexDigits(AllocationHeap* heap, BigFloat& x, uint64_t digitCount,
 double WriteDecimalDigits(AllocationHeap* heap, BigFloat& x, uint64_t digitCount,
                           const std::string& path, ConversionTable& table, bool secondary,
                           uint32_t threadLevel);
+// The same file from a disk-swapping run: x may be swapped out and the table on disk (as
+// BuildConversionTableSwap leaves it); the top three levels of the split divide on disk.
+double WriteDecimalDigitsSwap(AllocationHeap* heap, BigFloat& x, uint64_t digitCount,
+                              const std::string& path, ConversionTable& table, bool secondary,
+                              uint32_t threadLevel);
 
 // h = (h·2^32 + w) mod (2^61 − 1) over the words from the most significant down, from h = 0.
 uint64_t HashWords61(const uint32_t* words, uint64_t lengthWords);

@@ -23,6 +23,9 @@ int64_t NormalizeForConversion(AllocationHeap* heap, BigFloat& x, uint64_t preci
   }
   BigFloat scale;
   PowerOfBillionSigned(heap, k, scale, precisionWords, threadExponent);
+  // Each squaring of the powering frees the square below it, a trail of holes that together hold
+  // about as much as S; S slides down over them so that the product's buffers start right above.
+  scale.magnitude.words = static_cast<uint32_t*>(HeapCompact(scale.magnitude.words));
   BigFloatMultiply(heap, x, scale, precisionWords, threadExponent);
   BigFloatRelease(scale);
 
@@ -36,6 +39,9 @@ int64_t NormalizeForConversion(AllocationHeap* heap, BigFloat& x, uint64_t preci
     BigIntShiftRightWords(heap, x.magnitude, fractionWords);
   }
   x.exponent = 0;
+  // The integer was built above S and the product's scratch; it moves down next to whatever lies
+  // below, leaving the split one free block above it.
+  x.magnitude.words = static_cast<uint32_t*>(HeapCompact(x.magnitude.words));
   return -k;
 }
 

@@ -26,6 +26,10 @@ inline constexpr uint64_t kTableMinBillionWords = 16;
 inline constexpr uint64_t kSplitMinWords = 16;
 // Levels at the top of the split tree run one at a time with every thread inside the products.
 inline constexpr uint32_t kSerialSplitLevels = 2;
+// The disk-swapping conversion divides its top three levels with the operands on disk, down to
+// numbers of 64 words; below that the pieces are cheaper to hold than to move.
+inline constexpr uint32_t kSwapSplitLevels = 3;
+inline constexpr uint64_t kSwapSplitMinWords = 64;
 // The table holds at most one level per bit of a 64-bit word count.
 inline constexpr uint32_t kMaxTableLevels = 64;
 // The level index below level 0: the basecase takes over.

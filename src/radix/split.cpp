@@ -115,27 +115,84 @@ void SplitParallel(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t co
 
 namespace {
 
-// The serial top of the tree, over where the pieces live (the disk-swapping split is the other
-// instance). Each level prints its "Splitting" line and marks the low half "1", the high half "0".
+// The levels whose power (bit i of powers) or reciprocal (bit i of reciprocals) is on disk only.
+struct LevelsOnDisk {
+  uint64_t powers = 0;
+  uint64_t reciprocals = 0;
+};
+
+LevelsOnDisk FindLevelsOnDisk(const ConversionTable& table) {
+  LevelsOnDisk onDisk;
+  for (uint32_t i = 0; i < table.levelCount; ++i) {
+    if (OnDiskOnly(table.powers[i])) onDisk.powers |= uint64_t{1} << i;
+    if (OnDiskOnly(table.reciprocals[i])) onDisk.reciprocals |= uint64_t{1} << i;
+  }
+  return onDisk;
+}
+
+void ReturnLevelsToDisk(ConversionTable& table, const LevelsOnDisk& onDisk) {
+  for (uint32_t i = 0; i < table.levelCount; ++i) {
+    TableLevelBack(table.powers[i], ((onDisk.powers >> i) & 1) != 0);
+    TableLevelBack(table.reciprocals[i], ((onDisk.reciprocals >> i) & 1) != 0);
+  }
+}
+
+// Below the disk levels SplitTop's forks share the table between threads, so every level they may
+// use must be in memory before the first fork: a level read in by two threads at once would be
+// allocated twice into one record. The levels below the one chosen for x have at most
+// (len(x) + 1)/2 words, since P[j] <= x and P[j] = P[j−1]².
+void SplitInMemory(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
+                   ConversionTable& table, uint32_t level, bool progress, uint32_t depth,
+                   uint32_t threadLevel) {
+  const LevelsOnDisk onDisk = FindLevelsOnDisk(table);
+  const uint64_t halfWords = (x.magnitude.length + 1) / 2;
+  for (uint32_t i = 0; i < table.levelCount; ++i) {
+    if (table.powers[i].magnitude.length > halfWords) break;
+    BigIntMakeResident(heap, table.powers[i].magnitude);
+    BigIntMakeResident(heap, table.reciprocals[i].magnitude);
+  }
+  if (progress) LabelPush(':');
+  SplitTop(heap, x, out, countWords, table, level, 1, progress, depth, threadLevel);
+  if (progress) LabelPop();
+  ReturnLevelsToDisk(table, onDisk);
+}
+
+// The serial top of the tree, over where the pieces live. Each level prints its "Splitting" line
+// and marks the low half "1", the high half "0". In memory the top levels run their products with
+// every thread and hand over to the forked tree; on disk they divide with the operands swapped out
+// and hand over to the memory top.
 template <bool kSwap>
 void SplitSerialLevels(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
                        ConversionTable& table, uint32_t level, uint32_t serialLevels, bool progress,
                        uint32_t depth, uint32_t threadLevel) {
-  const uint32_t j = serialLevels > 0 && x.magnitude.length >= kSplitMinWords
-                         ? ChooseLevel(heap, x, table, level)
-                         : kNoLevel;
+  constexpr uint64_t kMinWords = kSwap ? kSwapSplitMinWords : kSplitMinWords;
+  uint32_t j = kNoLevel;
+  if (serialLevels > 0 && x.magnitude.length >= kMinWords) {
+    const LevelsOnDisk onDisk = kSwap ? FindLevelsOnDisk(table) : LevelsOnDisk{};
+    j = ChooseLevel(heap, x, table, level);
+    if constexpr (kSwap) ReturnLevelsToDisk(table, onDisk);
+  }
   if (j == kNoLevel) {
-    if (progress) ProgressPrintThrottled("Deconstructing   : ", 0);
-    SplitParallel(heap, x, out, countWords, table, level, depth, threadLevel);
+    if constexpr (kSwap) {
+      SplitInMemory(heap, x, out, countWords, table, level, progress, depth, threadLevel);
+    } else {
+      if (progress) ProgressPrintThrottled("Deconstructing   : ", 0);
+      SplitParallel(heap, x, out, countWords, table, level, depth, threadLevel);
+    }
     return;
   }
   if (progress) {
     LabelPush('-');
-    ProgressPrint("Splitting        : ", DigitsIn(x.magnitude.length));
+    if constexpr (kSwap) {
+      ProgressPrintThrottled("Splitting        : ", DigitsIn(x.magnitude.length));
+    } else {
+      ProgressPrint("Splitting        : ", DigitsIn(x.magnitude.length));
+    }
     LabelPop();
   }
   BigFloat q;
   DivModAtLevel<kSwap>(heap, x, q, j, table, MultiplyThreads(std::min(threadLevel, depth)));
+  if constexpr (!kSwap) ShrinkNewerFirst(x.magnitude, q.magnitude);
   const uint64_t lowWords = LowWords(table, j);
   if (progress) LabelPush('1');
   SplitSerialLevels<kSwap>(heap, x, out, lowWords, table, j - 1, serialLevels - 1, progress, depth,
@@ -154,6 +211,13 @@ void SplitTop(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWo
               uint32_t depth, uint32_t threadLevel) {
   SplitSerialLevels<false>(heap, x, out, countWords, table, level, serialLevels, progress, depth,
                            threadLevel);
+}
+
+void SplitSwap(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
+               ConversionTable& table, uint32_t level, uint32_t swapLevels, bool progress,
+               uint32_t depth, uint32_t threadLevel) {
+  SplitSerialLevels<true>(heap, x, out, countWords, table, level, swapLevels, progress, depth,
+                          threadLevel);
 }
 
 }  // namespace zx

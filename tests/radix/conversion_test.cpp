@@ -83,6 +83,44 @@ TEST_F(ConversionTest, TableConsoleLines) {
   ReleaseConversionTable(table);
 }
 
+// Bytes below the heap's top that no piece covers. Compaction keeps a piece's 16-byte alignment,
+// so up to 8 bytes may stay below each piece.
+uint64_t HoleBytes(const AllocationHeap& heap) {
+  uint64_t coveredBytes = 0;
+  for (uint32_t i = 0; i < heap.activeCount; ++i) coveredBytes += HeapEntryAt(&heap, i).sizeBytes;
+  return HeapUsedBytes(&heap) - coveredBytes;
+}
+
+// The table's pieces close up over the holes its reciprocals left, and the normalised integer
+// moves down next to them: the products that follow find the free space in one piece. The only
+// hole left is the slot of the value before normalisation, too small for the integer.
+TEST_F(ConversionTest, TableAndNormalizedIntegerLeaveNoHoles) {
+  std::mt19937_64 rng(test::TestSeed());
+  for (uint64_t lengthWords : {600, 5000, 30000}) {
+    SCOPED_TRACE(::testing::Message() << "words " << lengthWords << " seed " << test::TestSeed());
+    AllocationHeap heap;
+    HeapCreate(nullptr, &heap, uint64_t{64} << 20);
+    std::vector<uint32_t> words = test::RandomWords(rng, lengthWords);
+    words.back() = 3;
+    BigFloat x;
+    SetInteger(&heap, x, words);
+    x.exponent = 1 - static_cast<int64_t>(lengthWords);
+    ASSERT_EQ(heap.activeCount, 1u);
+    const uint64_t valueBytes = HeapEntryAt(&heap, 0).sizeBytes;
+    ConversionTable table;
+    {
+      test::ConsoleCapture capture;
+      BuildConversionTable(&heap, x, table, 0);
+    }
+    EXPECT_LE(HoleBytes(heap), 8 * heap.activeCount);
+    NormalizeForConversion(&heap, x, lengthWords, 0);
+    EXPECT_LE(HoleBytes(heap), valueBytes + 8 * heap.activeCount);
+    BigFloatRelease(x);
+    ReleaseConversionTable(table);
+    HeapDestroy(&heap);
+  }
+}
+
 // log2 of |difference| less referenceBits, rounded up; far below anything for a zero difference.
 int64_t ErrorBits(const mpz_t difference, int64_t referenceBits) {
   if (mpz_sgn(difference) == 0) return INT64_MIN / 2;

@@ -1,10 +1,12 @@
 // Shared pieces of the conversion tests: the fixture that prepares the FFT tables, integers from
-// words or GMP values, tables built for a given length, and the decimal text of base-10^9 words.
+// words or GMP values, tables built for a given length (in memory or on disk), the decimal text of
+// base-10^9 words, skewed reciprocals, and temporary swap disks.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
@@ -13,6 +15,8 @@
 #include "multiply/fft_mul.hpp"
 #include "radix/base_conversion.hpp"
 #include "radix_oracle.hpp"
+#include "runtime/swap_file.hpp"
+#include "shell/disk_list.hpp"
 #include "test_support.hpp"
 
 namespace zx::test {
@@ -42,6 +46,65 @@ inline void BuildTableFor(AllocationHeap* heap, uint64_t lengthWords, Conversion
   BigFloatRelease(x);
 }
 
+// The same table with its levels on disk, as a disk-swapping run builds it.
+inline void BuildSwapTableFor(AllocationHeap* heap, uint64_t lengthWords, ConversionTable& table,
+                              std::mt19937_64& rng) {
+  BigFloat x;
+  SetInteger(heap, x, RandomWords(rng, lengthWords));
+  ConsoleCapture capture;
+  BuildConversionTableSwap(heap, x, table, 0);
+  BigFloatRelease(x);
+}
+
+inline bool AllLevelsOnDisk(const ConversionTable& table) {
+  for (uint32_t i = 0; i < table.levelCount; ++i) {
+    for (const BigFloat* level : {&table.powers[i], &table.reciprocals[i]}) {
+      if (level->magnitude.words != nullptr || level->magnitude.swap == nullptr) return false;
+    }
+  }
+  return true;
+}
+
+// Sends every level back to disk after a test has read or replaced some of them.
+inline void TableToDisk(ConversionTable& table) {
+  for (uint32_t i = 0; i < table.levelCount; ++i) {
+    BigIntSwapOut(nullptr, table.powers[i].magnitude);
+    BigIntSwapOut(nullptr, table.reciprocals[i].magnitude);
+  }
+}
+
+// Two fresh swap directories, the process's swap disks while the record lives.
+class TempSwapDisks {
+ public:
+  TempSwapDisks() {
+    for (std::string& dir : dirs_) {
+      dir = MakeTempDir("radix_swap");
+      AddDiskPath(disks_, dir);
+    }
+    SetSwapDisks(&disks_);
+  }
+  ~TempSwapDisks() {
+    SetSwapDisks(nullptr);
+    for (const std::string& dir : dirs_) RemoveTree(dir);
+  }
+  TempSwapDisks(const TempSwapDisks&) = delete;
+  TempSwapDisks& operator=(const TempSwapDisks&) = delete;
+
+  size_t FilesLeft() const {
+    size_t count = 0;
+    for (const std::string& dir : dirs_) {
+      for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+        count += entry.path().extension() == ".sf";
+      }
+    }
+    return count;
+  }
+
+ private:
+  std::string dirs_[2];
+  DiskList disks_;
+};
+
 // The base-10^9 words as one decimal text of nine digits each, most significant first.
 inline std::string BillionWordsText(const uint32_t* words, uint64_t count) {
   std::string text;
@@ -57,6 +120,43 @@ inline std::string BillionWordsText(const uint32_t* words, uint64_t count) {
 inline std::string PaddedDecimal(const mpz_t value, uint64_t width) {
   const std::string text = mpz_sgn(value) == 0 ? "" : MpzText(value, 10);
   return text.size() >= width ? text : std::string(width - text.size(), '0') + text;
+}
+
+// A table whose reciprocal at level makes x·R fall just below q + offsetHalves/2, q = x div P:
+// the estimate is then floor(q + offsetHalves/2 − tiny).
+inline void SkewReciprocal(ConversionTable& table, uint32_t level, const mpz_t x,
+                           long offsetHalves) {
+  mpz_t power, target, reciprocal;
+  mpz_inits(power, target, reciprocal, nullptr);
+  ToScaledMpz(power, nullptr, table.powers[level], 0);
+  mpz_fdiv_q(target, x, power);
+  mpz_mul_2exp(target, target, 1);
+  if (offsetHalves >= 0)
+    mpz_add_ui(target, target, static_cast<unsigned long>(offsetHalves));
+  else
+    mpz_sub_ui(target, target, static_cast<unsigned long>(-offsetHalves));
+  // Eight words beyond P's top position, as many as the real reciprocal carries.
+  const int64_t scaleWords = 2 * BigFloatTop(table.powers[level]) + 8;
+  mpz_mul_2exp(target, target, static_cast<mp_bitcnt_t>(32 * scaleWords));
+  mpz_mul_2exp(reciprocal, x, 1);
+  mpz_fdiv_q(reciprocal, target, reciprocal);
+  BigFloatRelease(table.reciprocals[level]);
+  SetInteger(nullptr, table.reciprocals[level], reciprocal);
+  table.reciprocals[level].exponent = -scaleWords;
+  mpz_clears(power, target, reciprocal, nullptr);
+}
+
+// A dividend of the level with a quotient of at least 3, so that every skew stays non-negative.
+inline void DividendFor(ConversionTable& table, uint32_t level, std::mt19937_64& rng, mpz_t x) {
+  mpz_t power;
+  mpz_init(power);
+  ToScaledMpz(power, nullptr, table.powers[level], 0);
+  const std::vector<uint32_t> words = RandomWords(rng, table.powers[level].magnitude.length);
+  ToMpz(x, words.data(), words.size());
+  mpz_mul(x, x, power);
+  mpz_add_ui(x, x, static_cast<unsigned long>(rng()));
+  mpz_addmul_ui(x, power, 3);
+  mpz_clear(power);
 }
 
 }  // namespace zx::test

@@ -1,7 +1,10 @@
 // Divisions by the table's powers against GMP: random dividends at every level, the edges (x equal
 // to P[j], multiples of it, one below P[j]²), estimates pushed off by a skewed reciprocal so that
-// the corrections run, and the fatal reports once the allowance of corrections is exceeded.
+// the corrections run, and the fatal reports of both forms once the allowance of corrections is
+// exceeded.
 #include <unistd.h>
+
+#include <optional>
 
 #include "conversion_test_util.hpp"
 #include "shell/console.hpp"
@@ -12,23 +15,36 @@ namespace {
 using test::ConversionTest;
 using test::SetInteger;
 
+// The memory division runs from memory; the disk-swapping one from a dividend and a table on disk,
+// and must leave its results and the table there.
 void CheckDivision(ConversionTable& table, uint32_t level, const mpz_t dividend, uint32_t threads,
-                   const char* what) {
+                   const char* what, bool swapping) {
   mpz_t power, q, r, gotQ, gotR;
   mpz_inits(power, q, r, gotQ, gotR, nullptr);
   test::ToScaledMpz(power, nullptr, table.powers[level], 0);
   mpz_fdiv_qr(q, r, dividend, power);
   BigFloat x, quotient;
   SetInteger(nullptr, x, dividend);
-  DivMod(nullptr, x, quotient, level, table, threads);
+  if (swapping) {
+    test::TableToDisk(table);
+    BigIntSwapOut(nullptr, x.magnitude);
+  }
+  (swapping ? DivModSwap : DivMod)(nullptr, x, quotient, level, table, threads);
   SCOPED_TRACE(::testing::Message() << what << " level " << level << " threads " << threads
                                     << " dividend bits " << mpz_sizeinbase(dividend, 2));
   for (BigFloat* part : {&x, &quotient}) {
     EXPECT_EQ(part->exponent, 0);
     EXPECT_EQ(part->sign, 1u);
+    if (swapping) {
+      EXPECT_TRUE(BigFloatIsZero(*part) || part->magnitude.words == nullptr) << "left in memory";
+    }
     if (!BigFloatIsZero(*part)) {
+      BigIntMakeResident(nullptr, part->magnitude);
       EXPECT_NE(part->magnitude.words[part->magnitude.length - 1], 0u);
     }
+  }
+  if (swapping) {
+    EXPECT_TRUE(test::AllLevelsOnDisk(table));
   }
   test::ToMpz(gotQ, nullptr, quotient.magnitude);
   test::ToMpz(gotR, nullptr, x.magnitude);
@@ -39,11 +55,34 @@ void CheckDivision(ConversionTable& table, uint32_t level, const mpz_t dividend,
   mpz_clears(power, q, r, gotQ, gotR, nullptr);
 }
 
-TEST_F(ConversionTest, DivModAtEveryLevelAgreesWithGmp) {
+// DivMod (false) and DivModSwap (true), the latter over two temporary swap directories.
+class DivModForms : public ConversionTest, public ::testing::WithParamInterface<bool> {
+ protected:
+  void SetUp() override {
+    if (GetParam()) disks_.emplace();
+  }
+  void TearDown() override {
+    if (disks_) {
+      EXPECT_EQ(disks_->FilesLeft(), 0u) << "swap files left behind";
+    }
+  }
+  void BuildTable(uint64_t lengthWords, ConversionTable& table, std::mt19937_64& rng) {
+    if (GetParam()) {
+      test::BuildSwapTableFor(nullptr, lengthWords, table, rng);
+    } else {
+      test::BuildTableFor(nullptr, lengthWords, table, 0, rng);
+    }
+  }
+
+  std::optional<test::TempSwapDisks> disks_;
+};
+
+TEST_P(DivModForms, AtEveryLevelAgreesWithGmp) {
   std::mt19937_64 rng(test::TestSeed());
   ConversionTable table;
-  test::BuildTableFor(nullptr, 3000, table, 0, rng);
+  BuildTable(3000, table, rng);
   ASSERT_EQ(table.levelCount, 8u);
+  const uint64_t filesBefore = RaidFilesCreated();
   mpz_t power, square, x;
   mpz_inits(power, square, x, nullptr);
   gmp_randstate_t state;
@@ -62,112 +101,118 @@ TEST_F(ConversionTest, DivModAtEveryLevelAgreesWithGmp) {
         mpz_rrandomb(x, state, mpz_sizeinbase(x, 2) - 1);
       }
       mpz_add(x, x, power);
-      CheckDivision(table, level, x, threads, "random");
+      CheckDivision(table, level, x, threads, "random", GetParam());
     }
-    CheckDivision(table, level, power, threads, "x = P");
+    CheckDivision(table, level, power, threads, "x = P", GetParam());
     mpz_mul_ui(x, power, 12345);
-    CheckDivision(table, level, x, threads, "multiple of P");
+    CheckDivision(table, level, x, threads, "multiple of P", GetParam());
     mpz_sub_ui(x, square, 1);
-    CheckDivision(table, level, x, threads, "P² − 1");
+    CheckDivision(table, level, x, threads, "P² − 1", GetParam());
     mpz_sub_ui(x, power, 1);
-    CheckDivision(table, level, x, threads, "P − 1");
+    CheckDivision(table, level, x, threads, "P − 1", GetParam());
+  }
+  if (GetParam()) {
+    // Every dividend went to disk, and every quotient but that of P − 1.
+    EXPECT_GE(RaidFilesCreated() - filesBefore, 19 * uint64_t{table.levelCount});
   }
   gmp_randclear(state);
   mpz_clears(power, square, x, nullptr);
   ReleaseConversionTable(table);
 }
 
-// A table whose reciprocal at level makes x·R fall just below q + offsetHalves/2, q = x div P:
-// the estimate is then floor(q + offsetHalves/2 − tiny).
-void SkewReciprocal(ConversionTable& table, uint32_t level, const mpz_t x, long offsetHalves) {
-  mpz_t power, target, reciprocal;
-  mpz_inits(power, target, reciprocal, nullptr);
-  test::ToScaledMpz(power, nullptr, table.powers[level], 0);
-  mpz_fdiv_q(target, x, power);
-  mpz_mul_2exp(target, target, 1);
-  if (offsetHalves >= 0)
-    mpz_add_ui(target, target, static_cast<unsigned long>(offsetHalves));
-  else
-    mpz_sub_ui(target, target, static_cast<unsigned long>(-offsetHalves));
-  // Eight words beyond P's top position, as many as the real reciprocal carries.
-  const int64_t scaleWords = 2 * BigFloatTop(table.powers[level]) + 8;
-  mpz_mul_2exp(target, target, static_cast<mp_bitcnt_t>(32 * scaleWords));
-  mpz_mul_2exp(reciprocal, x, 1);
-  mpz_fdiv_q(reciprocal, target, reciprocal);
-  BigFloatRelease(table.reciprocals[level]);
-  SetInteger(nullptr, table.reciprocals[level], reciprocal);
-  table.reciprocals[level].exponent = -scaleWords;
-  mpz_clears(power, target, reciprocal, nullptr);
-}
-
-// A dividend of the level with a quotient of at least 3, so that every skew stays non-negative.
-void DividendFor(ConversionTable& table, uint32_t level, std::mt19937_64& rng, mpz_t x) {
-  mpz_t power;
-  mpz_init(power);
-  test::ToScaledMpz(power, nullptr, table.powers[level], 0);
-  const std::vector<uint32_t> words = test::RandomWords(rng, table.powers[level].magnitude.length);
-  test::ToMpz(x, words.data(), words.size());
-  mpz_mul(x, x, power);
-  mpz_add_ui(x, x, static_cast<unsigned long>(rng()));
-  mpz_addmul_ui(x, power, 3);
-  mpz_clear(power);
-}
-
-TEST_F(ConversionTest, DivModCorrectsEstimatesOffByUpToTheAllowance) {
+// Only the disk-swapping form reports its corrections, one line each.
+TEST_P(DivModForms, CorrectsEstimatesOffByUpToTheAllowance) {
   std::mt19937_64 rng(test::TestSeed());
   mpz_t x;
   mpz_init(x);
+  struct Skew {
+    long offsetHalves;
+    const char* lines;
+  };
   // +3: one too large (one add-back); −1 and −3: one and two too small (upward corrections).
-  for (long offsetHalves : {3, 1, -1, -3}) {
+  const Skew skews[] = {{3, "Quotient overshoot\n"},
+                        {1, ""},
+                        {-1, "Quotient undershoot\n"},
+                        {-3, "Quotient undershoot\nQuotient undershoot x 2\n"}};
+  for (const Skew& skew : skews) {
     for (uint32_t level = 0; level < 4; ++level) {
       ConversionTable table;
-      test::BuildTableFor(nullptr, 200, table, 0, rng);
-      DividendFor(table, level, rng, x);
-      SkewReciprocal(table, level, x, offsetHalves);
-      SCOPED_TRACE(::testing::Message() << "offset halves " << offsetHalves);
-      CheckDivision(table, level, x, level % 2, "skewed");
+      BuildTable(200, table, rng);
+      test::DividendFor(table, level, rng, x);
+      test::SkewReciprocal(table, level, x, skew.offsetHalves);
+      SCOPED_TRACE(::testing::Message() << "offset halves " << skew.offsetHalves);
+      test::ConsoleCapture capture;
+      CheckDivision(table, level, x, level % 2, "skewed", GetParam());
+      EXPECT_EQ(capture.text(), GetParam() ? skew.lines : "");
       ReleaseConversionTable(table);
     }
   }
   mpz_clear(x);
 }
 
+std::string FormName(const ::testing::TestParamInfo<bool>& info) {
+  return info.param ? "DivModSwap" : "DivMod";
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, DivModForms, ::testing::Bool(), FormName);
+
 // Death tests fork; the program prints on standard output, which the test reads from standard
-// error, and every pause returns at once at the end of input.
-class DivModDeathTest : public ConversionTest {
+// error, and every pause returns at once at the end of input. The disk-swapping division prints its
+// corrections before the same reports; its child inherits the swap directories (the fast style
+// forks without exec), so its swap files go with them when the parent removes them.
+class DivModDeathTest : public ConversionTest, public ::testing::WithParamInterface<bool> {
  protected:
   void SetUp() override {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    if (GetParam()) {
+      disks_.emplace();
+      GTEST_FLAG_SET(death_test_style, "fast");
+    } else {
+      GTEST_FLAG_SET(death_test_style, "threadsafe");
+    }
     test::FeedStdin("");
   }
 
-  static void DivideSkewed(long offsetHalves) {
+  static void DivideSkewed(long offsetHalves, bool swapping) {
     dup2(STDERR_FILENO, STDOUT_FILENO);
     std::mt19937_64 rng(test::TestSeed());
     ConversionTable table;
-    test::BuildTableFor(nullptr, 100, table, 0, rng);
+    if (swapping) {
+      test::BuildSwapTableFor(nullptr, 100, table, rng);
+    } else {
+      test::BuildTableFor(nullptr, 100, table, 0, rng);
+    }
     mpz_t dividend;
     mpz_init(dividend);
-    DividendFor(table, 2, rng, dividend);
-    SkewReciprocal(table, 2, dividend, offsetHalves);
+    test::DividendFor(table, 2, rng, dividend);
+    test::SkewReciprocal(table, 2, dividend, offsetHalves);
+    if (swapping) test::TableToDisk(table);
     BigFloat x, q;
     SetInteger(nullptr, x, dividend);
     ConsoleWrite("@@");
-    DivMod(nullptr, x, q, 2, table, 0);
+    (swapping ? DivModSwap : DivMod)(nullptr, x, q, 2, table, 0);
   }
+
+  std::optional<test::TempSwapDisks> disks_;
 };
 
-TEST_F(DivModDeathTest, ThirdCorrectionIsFatal) {
-  EXPECT_DEATH(DivideSkewed(-5),
-               "@@\n\nFATAL ERROR: Assertion Failure\n\nCritical Algorithmic Failure: Divide and "
-               "Modulus\n\nMore than 2 corrections are needed.\n\n\nIf this error shows up");
+TEST_P(DivModDeathTest, ThirdCorrectionIsFatal) {
+  const std::string lines = GetParam() ? "Quotient undershoot\nQuotient undershoot x 2\n" : "";
+  EXPECT_DEATH(
+      DivideSkewed(-5, GetParam()),
+      "@@" + lines +
+          "\n\nFATAL ERROR: Assertion Failure\n\nCritical Algorithmic Failure: Divide "
+          "and Modulus\n\nMore than 2 corrections are needed.\n\n\nIf this error shows up");
 }
 
-TEST_F(DivModDeathTest, SecondAddBackIsFatal) {
-  EXPECT_DEATH(DivideSkewed(5),
-               "@@\n\nFATAL ERROR: Assertion Failure\n\nCritical Algorithmic Failure: Divide and "
-               "Modulus\n\nMore than 1 add-back is needed.\n\n\nIf this error shows up");
+TEST_P(DivModDeathTest, SecondAddBackIsFatal) {
+  const std::string lines = GetParam() ? "Quotient overshoot\n" : "";
+  EXPECT_DEATH(DivideSkewed(5, GetParam()),
+               "@@" + lines +
+                   "\n\nFATAL ERROR: Assertion Failure\n\nCritical Algorithmic Failure: Divide "
+                   "and Modulus\n\nMore than 1 add-back is needed.\n\n\nIf this error shows up");
 }
+
+INSTANTIATE_TEST_SUITE_P(Forms, DivModDeathTest, ::testing::Bool(), FormName);
 
 }  // namespace
 }  // namespace zx
