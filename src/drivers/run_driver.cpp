@@ -89,10 +89,14 @@ double WriteResult(const ConstantRun& run, const char* label, const RunSettings&
                                   FileName(run, DigitRadix::kHex, label));
   ConsoleWrite("\n");
   if (settings.mode == 2) BigIntSwapOut(heap, result.magnitude);
-  if (buildTable) BuildConversionTable(heap, result, table, settings.threadExponent);
-  seconds += WriteDecimalDigits(heap, result, settings.decimalDigits + 1,
-                                FileName(run, DigitRadix::kDecimal, label), table, secondary,
-                                settings.threadExponent);
+  const bool swapping = settings.mode == 2;
+  if (buildTable) {
+    (swapping ? BuildConversionTableSwap : BuildConversionTable)(heap, result, table,
+                                                                 settings.threadExponent);
+  }
+  seconds += (swapping ? WriteDecimalDigitsSwap : WriteDecimalDigits)(
+      heap, result, settings.decimalDigits + 1, FileName(run, DigitRadix::kDecimal, label), table,
+      secondary, settings.threadExponent);
   BigFloatRelease(result);
   return seconds;
 }
