@@ -44,7 +44,11 @@ TEST_P(AddAgainstGmp, KeepsTopAndPPlusThreeWordsWithoutRounding) {
     } else {
       test::RandomBigFloat(nullptr, rng, b, param.maxWords, param.exponentSpread);
     }
-    if (rng() % 7 == 0) BigFloatSetZero(rng() % 2 ? a : b);
+    if (rng() % 7 == 0) {
+      BigFloat& zeroed = rng() % 2 ? a : b;
+      BigFloatRelease(zeroed);
+      BigFloatSetZero(zeroed);
+    }
     const uint64_t precision =
         rng() % 8 == 0 ? kFullPrecision : 1 + rng() % (2 * param.maxWords + 2);
     const bool subtract = rng() % 2 == 0;
@@ -171,7 +175,10 @@ TEST(BigFloatCompareMagnitude, OrdersByTopThenWordsIgnoringSigns) {
     } else {
       test::RandomBigFloat(nullptr, rng, b, 6, 4);
     }
-    if (rng() % 10 == 0) BigFloatSetZero(a);
+    if (rng() % 10 == 0) {
+      BigFloatRelease(a);
+      BigFloatSetZero(a);
+    }
     const int64_t scale = std::min(a.exponent, b.exponent);
     test::ToScaledMpz(x, nullptr, a, scale);
     test::ToScaledMpz(y, nullptr, b, scale);
