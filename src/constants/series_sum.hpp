@@ -64,34 +64,6 @@ inline void Unmark(bool progress) {
 
 }  // namespace series_detail
 
-template <SeriesPolicy S>
-void SplitOuter(AllocationHeap* heap, uint64_t a, uint64_t b, SeriesTriple& out, bool wantP,
-                uint64_t precisionWords, const SeriesSegment& segment, uint32_t level,
-                bool progress, uint32_t depth) {
-  using namespace series_detail;
-  if (b - a < kOuterSplitMinTerms || (depth != 0 && level == segment.splitDepth)) {
-    if (progress) ProgressPrintThrottled(kSummingPrefix, 0);
-    SplitThreaded<S>(heap, a, b, out, wantP, precisionWords, depth);
-    BigFloatNormalize(heap, out.t);
-    BigFloatNormalize(heap, out.q);
-    return;
-  }
-  const uint64_t m = BalancedSplit<S>(a, b);
-  SeriesTriple left, right;
-  Mark(progress, '0');
-  SplitOuter<S>(heap, a, m, left, true, precisionWords, segment, level + 1, progress, depth);
-  Unmark(progress);
-  CompactTriple(left);
-  Mark(progress, '1');
-  SplitOuter<S>(heap, m, b, right, wantP, precisionWords, segment, level + 1, progress, depth);
-  Unmark(progress);
-  CompactTriple(right);
-  Mark(progress, '-');
-  if (progress) ProgressPrintThrottled(kSummingPrefix, OperandDigits(left, right));
-  MergeTriples<S>(heap, left, right, out, wantP, a, m, precisionWords, MultiplyThreads(depth));
-  Unmark(progress);
-}
-
 // Moves a result's three numbers to the swap disks.
 inline void SwapOutTriple(AllocationHeap* heap, SeriesTriple& r) {
   BigIntSwapOut(heap, r.t.magnitude);
@@ -99,36 +71,75 @@ inline void SwapOutTriple(AllocationHeap* heap, SeriesTriple& r) {
   BigIntSwapOut(heap, r.p.magnitude);
 }
 
-// The disk-swapping levels above the memory recursion: each child's results go to the swap disks
-// as soon as it returns, and each merge reads them back through the products and writes its own
-// results out again. At the segment's number of disk levels the subtree is handed to SplitOuter.
-template <SeriesPolicy S>
-void SplitOuterSwap(AllocationHeap* heap, uint64_t a, uint64_t b, SeriesTriple& out, bool wantP,
-                    uint64_t precisionWords, const SeriesSegment& segment, uint32_t level,
-                    bool progress, uint32_t depth) {
+// The outer recursion. In memory (kDisk false) it splits until the range is under 1000 terms or
+// the segment's split depth is reached, compacting each child's results, and hands the rest to
+// SplitThreaded. On disk (kDisk true) it forms the segment's disk levels above that: each child's
+// results go to the swap disks as soon as it returns, each merge reads them back through the
+// products and writes its own results out again, and at the segment's number of disk levels the
+// subtree goes to the memory recursion behind a ":" with the level count restarted.
+template <SeriesPolicy S, bool kDisk>
+void SplitOuterLevels(AllocationHeap* heap, uint64_t a, uint64_t b, SeriesTriple& out, bool wantP,
+                      uint64_t precisionWords, const SeriesSegment& segment, uint32_t level,
+                      bool progress, uint32_t depth) {
   using namespace series_detail;
-  if (level == segment.diskLevels || b - a < kOuterSplitMinTerms) {
-    const bool marked = progress && segment.overHalfFree != 0;
-    Mark(marked, ':');
-    SplitOuter<S>(heap, a, b, out, wantP, precisionWords, segment, 0, progress, depth);
-    Unmark(marked);
-    return;
+  if constexpr (kDisk) {
+    if (level == segment.diskLevels || b - a < kOuterSplitMinTerms) {
+      const bool marked = progress && segment.overHalfFree != 0;
+      Mark(marked, ':');
+      SplitOuterLevels<S, false>(heap, a, b, out, wantP, precisionWords, segment, 0, progress,
+                                 depth);
+      Unmark(marked);
+      return;
+    }
+  } else {
+    if (b - a < kOuterSplitMinTerms || (depth != 0 && level == segment.splitDepth)) {
+      if (progress) ProgressPrintThrottled(kSummingPrefix, 0);
+      SplitThreaded<S>(heap, a, b, out, wantP, precisionWords, depth);
+      BigFloatNormalize(heap, out.t);
+      BigFloatNormalize(heap, out.q);
+      return;
+    }
   }
+  const auto settle = [heap](SeriesTriple& r) {
+    if constexpr (kDisk) {
+      SwapOutTriple(heap, r);
+    } else {
+      CompactTriple(r);
+    }
+  };
   const uint64_t m = BalancedSplit<S>(a, b);
   SeriesTriple left, right;
   Mark(progress, '0');
-  SplitOuterSwap<S>(heap, a, m, left, true, precisionWords, segment, level + 1, progress, depth);
+  SplitOuterLevels<S, kDisk>(heap, a, m, left, true, precisionWords, segment, level + 1, progress,
+                             depth);
   Unmark(progress);
-  SwapOutTriple(heap, left);
+  settle(left);
   Mark(progress, '1');
-  SplitOuterSwap<S>(heap, m, b, right, wantP, precisionWords, segment, level + 1, progress, depth);
+  SplitOuterLevels<S, kDisk>(heap, m, b, right, wantP, precisionWords, segment, level + 1, progress,
+                             depth);
   Unmark(progress);
-  SwapOutTriple(heap, right);
+  settle(right);
   Mark(progress, '-');
   if (progress) ProgressPrintThrottled(kSummingPrefix, OperandDigits(left, right));
   MergeTriples<S>(heap, left, right, out, wantP, a, m, precisionWords, MultiplyThreads(depth));
   Unmark(progress);
-  SwapOutTriple(heap, out);
+  if constexpr (kDisk) SwapOutTriple(heap, out);
+}
+
+template <SeriesPolicy S>
+void SplitOuter(AllocationHeap* heap, uint64_t a, uint64_t b, SeriesTriple& out, bool wantP,
+                uint64_t precisionWords, const SeriesSegment& segment, uint32_t level,
+                bool progress, uint32_t depth) {
+  SplitOuterLevels<S, false>(heap, a, b, out, wantP, precisionWords, segment, level, progress,
+                             depth);
+}
+
+template <SeriesPolicy S>
+void SplitOuterSwap(AllocationHeap* heap, uint64_t a, uint64_t b, SeriesTriple& out, bool wantP,
+                    uint64_t precisionWords, const SeriesSegment& segment, uint32_t level,
+                    bool progress, uint32_t depth) {
+  SplitOuterLevels<S, true>(heap, a, b, out, wantP, precisionWords, segment, level, progress,
+                            depth);
 }
 
 // Cuts 1..N into segments, left to right; each takes terms until its Q estimate has grown by the
