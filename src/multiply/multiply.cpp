@@ -7,6 +7,7 @@
 #include "multiply/basecase.hpp"
 #include "multiply/fft_mul.hpp"
 #include "multiply/hybrid_mul.hpp"
+#include "multiply/out_of_core.hpp"
 #include "shell/console.hpp"
 #include "shell/fatal.hpp"
 
@@ -99,15 +100,25 @@ void AdoptProduct(BigInt& out, uint32_t* words, uint64_t lengthWords, uint64_t c
 }
 
 // Shifting both operands left one bit makes a product exactly four times the wanted one through
-// different transform data: the last resort before giving up.
+// different transform data: the last resort before giving up. Out of core, every shifted number
+// goes back to disk at once, so that the disk copies are current and the retry stays out of core.
 template <class Retry>
-void RetryShifted(AllocationHeap* heap, BigInt& a, BigInt* b, BigInt& out, Retry retry) {
-  BigIntShiftLeftBits(heap, a, 1);
-  if (b != nullptr) BigIntShiftLeftBits(heap, *b, 1);
+void RetryShifted(AllocationHeap* heap, BigInt& a, BigInt* b, BigInt& out, bool outOfCore,
+                  Retry retry) {
+  const auto shift = [&](BigInt& x, bool left, uint32_t bits) {
+    if (left) {
+      BigIntShiftLeftBits(heap, x, bits);
+    } else {
+      BigIntShiftRightBits(heap, x, bits);
+    }
+    if (outOfCore) BigIntSwapOut(heap, x);
+  };
+  shift(a, true, 1);
+  if (b != nullptr) shift(*b, true, 1);
   retry();
-  BigIntShiftRightBits(heap, a, 1);
-  if (b != nullptr) BigIntShiftRightBits(heap, *b, 1);
-  BigIntShiftRightBits(heap, out, 2);
+  shift(a, false, 1);
+  if (b != nullptr) shift(*b, false, 1);
+  shift(out, false, 2);
 }
 
 }  // namespace
@@ -122,23 +133,32 @@ void BigIntMultiply(AllocationHeap* heap, BigInt& a, BigInt& b, BigInt& out,
     const uint64_t la = x->length;
     const uint64_t lb = y->length;
     if (la == 0 || lb == 0 || la + lb <= truncationWords) return;
-    BigIntMakeResident(heap, *x);
-    BigIntMakeResident(heap, *y);
-    const uint64_t productWords = la + lb - truncationWords;
-    uint32_t* words = AllocWordsOrDie(heap, productWords + 2);
-    const uint64_t status =
-        MultiplyWords(heap, x->words, la, y->words, lb, words, truncationWords, threadExponent);
+    const bool outOfCore = OutOfCoreEligible(*x, *y);
+    uint64_t status = 0;
+    if (outOfCore) {
+      status = OutOfCoreMultiply(heap, *x, *y, out, truncationWords, threadExponent);
+    } else {
+      BigIntMakeResident(heap, *x);
+      BigIntMakeResident(heap, *y);
+      const uint64_t productWords = la + lb - truncationWords;
+      uint32_t* words = AllocWordsOrDie(heap, productWords + 2);
+      status =
+          MultiplyWords(heap, x->words, la, y->words, lb, words, truncationWords, threadExponent);
+      if (status == 0) {
+        AdoptProduct(out, words, productWords, productWords + 2);
+      } else {
+        Release(words);
+      }
+    }
     if (status == 0) {
       ReportRecovery(attempt);
-      AdoptProduct(out, words, productWords, productWords + 2);
       return;
     }
-    Release(words);
     if (status != kProductCheckFailed) FatalAllocation();
     attempt = ReportFailure(attempt);
     if (attempt == 2) {
       BigInt* second = x == y ? nullptr : y;
-      RetryShifted(heap, *x, second, out, [&] {
+      RetryShifted(heap, *x, second, out, outOfCore, [&] {
         BigIntMultiply(heap, *x, *y, out, truncationWords, attempt, threadExponent);
       });
       return;
@@ -152,20 +172,29 @@ void BigIntSquare(AllocationHeap* heap, BigInt& a, BigInt& out, uint64_t truncat
     BigIntSetZero(out);
     const uint64_t n = a.length;
     if (n == 0 || 2 * n <= truncationWords) return;
-    BigIntMakeResident(heap, a);
-    const uint64_t productWords = 2 * n - truncationWords;
-    uint32_t* words = AllocWordsOrDie(heap, productWords + 2);
-    const uint64_t status = SquareWords(heap, a.words, n, words, truncationWords, threadExponent);
+    const bool outOfCore = OutOfCoreSquareEligible(a);
+    uint64_t status = 0;
+    if (outOfCore) {
+      status = OutOfCoreSquare(heap, a, out, truncationWords, threadExponent);
+    } else {
+      BigIntMakeResident(heap, a);
+      const uint64_t productWords = 2 * n - truncationWords;
+      uint32_t* words = AllocWordsOrDie(heap, productWords + 2);
+      status = SquareWords(heap, a.words, n, words, truncationWords, threadExponent);
+      if (status == 0) {
+        AdoptProduct(out, words, productWords, productWords + 2);
+      } else {
+        Release(words);
+      }
+    }
     if (status == 0) {
       ReportRecovery(attempt);
-      AdoptProduct(out, words, productWords, productWords + 2);
       return;
     }
-    Release(words);
     if (status != kProductCheckFailed) FatalAllocation();
     attempt = ReportFailure(attempt);
     if (attempt == 2) {
-      RetryShifted(heap, a, nullptr, out,
+      RetryShifted(heap, a, nullptr, out, outOfCore,
                    [&] { BigIntSquare(heap, a, out, truncationWords, attempt, threadExponent); });
       return;
     }
