@@ -1,6 +1,7 @@
-// The memory a disk-swapping run reserves. Its largest numbers live on the swap disks; in memory
-// stay the levels of every recursion a quarter of the precision and below, and the working set of
-// the out-of-core products.
+// The memory a disk-swapping run reserves. Its largest numbers live on the swap disks, and the
+// series' disk levels, the staged Newton steps and the out-of-core products fit themselves to the
+// heap they find; what the heap must hold is what does not adapt: products whose operands meet in
+// memory and the linear steps on full-precision numbers.
 #pragma once
 
 #include <cstdint>
