@@ -27,6 +27,10 @@ constexpr uint64_t kPieceOverheadBytes = 80;
 // recursion below the threading threshold, Newton temporaries and the one-word constants. Measured
 // peaks of the small-number paths stay under a quarter of it.
 constexpr uint64_t kSmallPiecesBytes = 64 << 10;
+// Every level of thread splitting halves the free space each half may draw on, while the numbers a
+// half holds shrink by less than half: three words per product word and level, measured to cover
+// Pi runs up to 2^4 threads.
+constexpr uint64_t kSplitLevelWordsPerWord = 5;
 
 uint64_t MultiplyWords(AllocationHeap* heap, const uint32_t* a, uint64_t la, const uint32_t* b,
                        uint64_t lb, uint32_t* out, uint64_t t, uint32_t threadExponent) {
@@ -270,7 +274,8 @@ uint64_t MultiplyMemoryBytes(uint64_t lengthWords, uint32_t threadExponent) {
   } else {
     algorithmBytes = HybridMultiplyMemoryBytes(n, n, 0, threadExponent);
   }
-  return productBytes + algorithmBytes + kSmallPiecesBytes;
+  const uint64_t splitBytes = kSplitLevelWordsPerWord * n * sizeof(uint32_t) * threadExponent;
+  return productBytes + algorithmBytes + kSmallPiecesBytes + splitBytes;
 }
 
 }  // namespace zx
