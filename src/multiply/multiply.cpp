@@ -125,6 +125,51 @@ void RetryShifted(AllocationHeap* heap, BigInt& a, BigInt* b, BigInt& out, bool 
   shift(out, false, 2);
 }
 
+// One product x·y, or the square of x when y is null, with the three-attempt retry. In memory the
+// operands are made resident and the product buffer taken here; out of core the variants read the
+// operands from their swap files and leave the product in one.
+void CheckedProduct(AllocationHeap* heap, BigInt& x, BigInt* y, BigInt& out,
+                    uint64_t truncationWords, int32_t attempt, uint32_t threadExponent) {
+  for (;;) {
+    BigIntSetZero(out);
+    const uint64_t la = x.length;
+    const uint64_t lb = y != nullptr ? y->length : la;
+    if (la == 0 || lb == 0 || la + lb <= truncationWords) return;
+    const bool outOfCore = y != nullptr ? OutOfCoreEligible(x, *y) : OutOfCoreSquareEligible(x);
+    uint64_t status = 0;
+    if (outOfCore) {
+      status = y != nullptr ? OutOfCoreMultiply(heap, x, *y, out, truncationWords, threadExponent)
+                            : OutOfCoreSquare(heap, x, out, truncationWords, threadExponent);
+    } else {
+      BigIntMakeResident(heap, x);
+      if (y != nullptr) BigIntMakeResident(heap, *y);
+      const uint64_t productWords = la + lb - truncationWords;
+      uint32_t* words = AllocWordsOrDie(heap, productWords + 2);
+      status = y != nullptr ? MultiplyWords(heap, x.words, la, y->words, lb, words,
+                                            truncationWords, threadExponent)
+                            : SquareWords(heap, x.words, la, words, truncationWords, threadExponent);
+      if (status == 0) {
+        AdoptProduct(out, words, productWords, productWords + 2);
+      } else {
+        Release(words);
+      }
+    }
+    if (status == 0) {
+      ReportRecovery(attempt);
+      return;
+    }
+    if (status != kProductCheckFailed) FatalAllocation();
+    attempt = ReportFailure(attempt);
+    if (attempt == 2) {
+      BigInt* second = y == nullptr || y == &x ? nullptr : y;
+      RetryShifted(heap, x, second, out, outOfCore, [&] {
+        CheckedProduct(heap, x, y, out, truncationWords, attempt, threadExponent);
+      });
+      return;
+    }
+  }
+}
+
 }  // namespace
 
 void BigIntMultiply(AllocationHeap* heap, BigInt& a, BigInt& b, BigInt& out,
@@ -132,77 +177,12 @@ void BigIntMultiply(AllocationHeap* heap, BigInt& a, BigInt& b, BigInt& out,
   BigInt* x = &a;
   BigInt* y = &b;
   if (x->length < y->length) std::swap(x, y);
-  for (;;) {
-    BigIntSetZero(out);
-    const uint64_t la = x->length;
-    const uint64_t lb = y->length;
-    if (la == 0 || lb == 0 || la + lb <= truncationWords) return;
-    const bool outOfCore = OutOfCoreEligible(*x, *y);
-    uint64_t status = 0;
-    if (outOfCore) {
-      status = OutOfCoreMultiply(heap, *x, *y, out, truncationWords, threadExponent);
-    } else {
-      BigIntMakeResident(heap, *x);
-      BigIntMakeResident(heap, *y);
-      const uint64_t productWords = la + lb - truncationWords;
-      uint32_t* words = AllocWordsOrDie(heap, productWords + 2);
-      status =
-          MultiplyWords(heap, x->words, la, y->words, lb, words, truncationWords, threadExponent);
-      if (status == 0) {
-        AdoptProduct(out, words, productWords, productWords + 2);
-      } else {
-        Release(words);
-      }
-    }
-    if (status == 0) {
-      ReportRecovery(attempt);
-      return;
-    }
-    if (status != kProductCheckFailed) FatalAllocation();
-    attempt = ReportFailure(attempt);
-    if (attempt == 2) {
-      BigInt* second = x == y ? nullptr : y;
-      RetryShifted(heap, *x, second, out, outOfCore, [&] {
-        BigIntMultiply(heap, *x, *y, out, truncationWords, attempt, threadExponent);
-      });
-      return;
-    }
-  }
+  CheckedProduct(heap, *x, y, out, truncationWords, attempt, threadExponent);
 }
 
 void BigIntSquare(AllocationHeap* heap, BigInt& a, BigInt& out, uint64_t truncationWords,
                   int32_t attempt, uint32_t threadExponent) {
-  for (;;) {
-    BigIntSetZero(out);
-    const uint64_t n = a.length;
-    if (n == 0 || 2 * n <= truncationWords) return;
-    const bool outOfCore = OutOfCoreSquareEligible(a);
-    uint64_t status = 0;
-    if (outOfCore) {
-      status = OutOfCoreSquare(heap, a, out, truncationWords, threadExponent);
-    } else {
-      BigIntMakeResident(heap, a);
-      const uint64_t productWords = 2 * n - truncationWords;
-      uint32_t* words = AllocWordsOrDie(heap, productWords + 2);
-      status = SquareWords(heap, a.words, n, words, truncationWords, threadExponent);
-      if (status == 0) {
-        AdoptProduct(out, words, productWords, productWords + 2);
-      } else {
-        Release(words);
-      }
-    }
-    if (status == 0) {
-      ReportRecovery(attempt);
-      return;
-    }
-    if (status != kProductCheckFailed) FatalAllocation();
-    attempt = ReportFailure(attempt);
-    if (attempt == 2) {
-      RetryShifted(heap, a, nullptr, out, outOfCore,
-                   [&] { BigIntSquare(heap, a, out, truncationWords, attempt, threadExponent); });
-      return;
-    }
-  }
+  CheckedProduct(heap, a, nullptr, out, truncationWords, attempt, threadExponent);
 }
 
 void BigFloatMultiply(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionWords,
