@@ -35,74 +35,72 @@ int Cuts(int64_t low, int64_t top, const Span& x, const Span& y, int64_t* cuts) 
   return static_cast<int>(std::unique(cuts, cuts + count) - cuts);
 }
 
-// out[i] = x + y over positions [low, top); returns the final carry. The walk goes segment by
-// segment so that the inner loops see contiguous words and no range tests.
-uint32_t AddSpans(const Span& x, const Span& y, int64_t low, int64_t top, uint32_t* out) {
+// Walks [low, top) segment by segment, so that the inner loops see contiguous words and no range
+// tests: body(out, count, xWords, yWords) with null for an operand absent from the segment.
+template <class Body>
+void ForEachSegment(const Span& x, const Span& y, int64_t low, int64_t top, uint32_t* out,
+                    const Body& body) {
   int64_t cuts[6];
   const int count = Cuts(low, top, x, y, cuts);
-  uint64_t carry = 0;
   for (int c = 0; c + 1 < count; ++c) {
     const int64_t from = cuts[c];
     const int64_t to = cuts[c + 1];
     const bool hasX = from >= x.begin && to <= x.end;
     const bool hasY = from >= y.begin && to <= y.end;
-    uint32_t* o = out + (from - low);
-    const int64_t n = to - from;
-    if (hasX && hasY) {
-      const uint32_t* xs = x.words + (from - x.begin);
-      const uint32_t* ys = y.words + (from - y.begin);
-      for (int64_t i = 0; i < n; ++i) {
-        carry += static_cast<uint64_t>(xs[i]) + ys[i];
-        o[i] = static_cast<uint32_t>(carry);
-        carry >>= 32;
-      }
-    } else if (hasX || hasY) {
-      const uint32_t* s = hasX ? x.words + (from - x.begin) : y.words + (from - y.begin);
-      int64_t i = 0;
-      for (; i < n && carry != 0; ++i) {
-        carry += s[i];
-        o[i] = static_cast<uint32_t>(carry);
-        carry >>= 32;
-      }
-      std::memcpy(o + i, s + i, static_cast<size_t>(n - i) * sizeof(uint32_t));
-    } else {
-      std::memset(o, 0, static_cast<size_t>(n) * sizeof(uint32_t));
-      if (n > 0 && carry != 0) {
-        o[0] = static_cast<uint32_t>(carry);
-        carry = 0;
-      }
-    }
+    body(out + (from - low), to - from, hasX ? x.words + (from - x.begin) : nullptr,
+         hasY ? y.words + (from - y.begin) : nullptr);
   }
+}
+
+// out[i] = x + y over positions [low, top); returns the final carry.
+uint32_t AddSpans(const Span& x, const Span& y, int64_t low, int64_t top, uint32_t* out) {
+  uint64_t carry = 0;
+  ForEachSegment(x, y, low, top, out,
+                 [&carry](uint32_t* o, int64_t n, const uint32_t* xs, const uint32_t* ys) {
+                   if (xs != nullptr && ys != nullptr) {
+                     for (int64_t i = 0; i < n; ++i) {
+                       carry += static_cast<uint64_t>(xs[i]) + ys[i];
+                       o[i] = static_cast<uint32_t>(carry);
+                       carry >>= 32;
+                     }
+                   } else if (xs != nullptr || ys != nullptr) {
+                     const uint32_t* s = xs != nullptr ? xs : ys;
+                     int64_t i = 0;
+                     for (; i < n && carry != 0; ++i) {
+                       carry += s[i];
+                       o[i] = static_cast<uint32_t>(carry);
+                       carry >>= 32;
+                     }
+                     std::memcpy(o + i, s + i, static_cast<size_t>(n - i) * sizeof(uint32_t));
+                   } else {
+                     std::memset(o, 0, static_cast<size_t>(n) * sizeof(uint32_t));
+                     if (n > 0 && carry != 0) {
+                       o[0] = static_cast<uint32_t>(carry);
+                       carry = 0;
+                     }
+                   }
+                 });
   return static_cast<uint32_t>(carry);
 }
 
 // out = x − y over [low, top) for |x| > |y| (as seen within the range); the borrow rides in the
 // high half of a signed 64-bit accumulator.
 void SubtractSpans(const Span& x, const Span& y, int64_t low, int64_t top, uint32_t* out) {
-  int64_t cuts[6];
-  const int count = Cuts(low, top, x, y, cuts);
   int64_t borrow = 0;
-  for (int c = 0; c + 1 < count; ++c) {
-    const int64_t from = cuts[c];
-    const int64_t to = cuts[c + 1];
-    const bool hasX = from >= x.begin && to <= x.end;
-    const bool hasY = from >= y.begin && to <= y.end;
-    uint32_t* o = out + (from - low);
-    const int64_t n = to - from;
-    const uint32_t* xs = hasX ? x.words + (from - x.begin) : nullptr;
-    const uint32_t* ys = hasY ? y.words + (from - y.begin) : nullptr;
-    if (xs != nullptr && borrow == 0 && ys == nullptr) {
-      std::memcpy(o, xs, static_cast<size_t>(n) * sizeof(uint32_t));
-      continue;
-    }
-    for (int64_t i = 0; i < n; ++i) {
-      int64_t v = borrow;
-      if (xs != nullptr) v += xs[i];
-      if (ys != nullptr) v -= ys[i];
-      o[i] = static_cast<uint32_t>(v);
-      borrow = v >> 32;
-    }
-  }
+  ForEachSegment(x, y, low, top, out,
+                 [&borrow](uint32_t* o, int64_t n, const uint32_t* xs, const uint32_t* ys) {
+                   if (xs != nullptr && borrow == 0 && ys == nullptr) {
+                     std::memcpy(o, xs, static_cast<size_t>(n) * sizeof(uint32_t));
+                     return;
+                   }
+                   for (int64_t i = 0; i < n; ++i) {
+                     int64_t v = borrow;
+                     if (xs != nullptr) v += xs[i];
+                     if (ys != nullptr) v -= ys[i];
+                     o[i] = static_cast<uint32_t>(v);
+                     borrow = v >> 32;
+                   }
+                 });
 }
 
 void SetZeroResult(BigFloat& out) { BigFloatSetZero(out); }
