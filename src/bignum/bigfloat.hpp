@@ -17,6 +17,17 @@ struct BigFloat {
   BigInt magnitude;
 };
 
+// Where a computation keeps its large numbers between steps: in memory, or written out to the
+// swap disks, to be read back by the next operation that needs them. Every routine with a
+// disk-swapping form is one template over this.
+enum class Storage { kMemory, kSwap };
+
+// Writes a value out to the swap disks in the disk-swapping forms; nothing in memory.
+template <Storage kStorage>
+void StageOut(AllocationHeap* heap, BigFloat& a) {
+  if constexpr (kStorage == Storage::kSwap) BigIntSwapOut(heap, a.magnitude);
+}
+
 // A precision that truncates nothing.
 inline constexpr uint64_t kFullPrecision = (uint64_t{1} << 62) - 1;
 

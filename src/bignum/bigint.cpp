@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "runtime/run_record.hpp"
 #include "shell/fatal.hpp"
 
 namespace zx {
@@ -81,7 +82,7 @@ void BigIntSwapOut(AllocationHeap* heap, BigInt& a) {
     auto* raid = static_cast<RaidFile*>(AllocBytes(heap, sizeof(RaidFile)));
     if (raid == nullptr) FatalAllocation();
     *raid = RaidFile{};
-    RaidFileCreateFrom(heap, *raid, SwapDisks(), a.words, a.length);
+    RaidFileCreateFrom(heap, *raid, CurrentRun().swapDisks, a.words, a.length);
     a.swap = raid;
   }
   BigIntDropMemory(a);

@@ -5,6 +5,7 @@
 #include "multiply/fft_mul.hpp"
 #include "multiply/multiply.hpp"
 #include "radix/digit_writers.hpp"
+#include "runtime/run_record.hpp"
 #include "runtime/swap_file.hpp"
 #include "shell/console.hpp"
 #include "shell/fatal.hpp"
@@ -32,8 +33,11 @@ struct RunScope {
 };
 
 RunScope BeginRun(const char* firstLine, const RunSettings& settings) {
-  gMultiplyThreadCap = settings.threadExponent;
-  SetSwapDisks(settings.mode == 2 ? settings.disks : nullptr);
+  RunRecord record;
+  record.multiplyThreadCap = settings.threadExponent;
+  record.swapDisks = settings.mode == 2 ? settings.disks : nullptr;
+  record.tableWords = settings.precisionWords + kFftTableMarginWords;
+  InstallRun(record);
   ConsoleWrite(firstLine);
   ConsoleWrite("Decimal Digits    :   ");
   PrintCommas(settings.decimalDigits, 0);
@@ -51,7 +55,7 @@ RunScope BeginRun(const char* firstLine, const RunSettings& settings) {
 
   ConsoleWrite("Constructing FFT lookup tables...\n");
   ConsoleFlush();
-  PrepareFftTables(settings.precisionWords + kFftTableMarginWords);
+  PrepareFftTables(record.tableWords);
 
   ConsoleWrite("\nBegin Computation:\n\n");
   ConsoleFlush();
@@ -59,8 +63,7 @@ RunScope BeginRun(const char* firstLine, const RunSettings& settings) {
 }
 
 void EndRun(RunScope& scope) {
-  gMultiplyThreadCap = kNoThreadCap;
-  SetSwapDisks(nullptr);
+  InstallRun(RunRecord{});
   gLastRunPeakBytes = HeapPeakBytes(scope.heap);
   HeapDestroy(scope.heap);
   delete scope.heap;

@@ -8,15 +8,14 @@
 #include "multiply/fft_mul.hpp"
 #include "multiply/hybrid_mul.hpp"
 #include "multiply/out_of_core.hpp"
+#include "runtime/run_record.hpp"
 #include "shell/console.hpp"
 #include "shell/fatal.hpp"
 
 namespace zx {
 
-uint32_t gMultiplyThreadCap = kNoThreadCap;
-
 uint32_t MultiplyThreads(uint32_t threadExponent) {
-  return std::min(threadExponent, gMultiplyThreadCap);
+  return std::min(threadExponent, CurrentRun().multiplyThreadCap);
 }
 
 namespace {

@@ -15,10 +15,8 @@ inline constexpr uint64_t kFftMinWords = 58;
 inline constexpr uint64_t kFftSquareMinWords = 54;
 inline constexpr uint64_t kHybridMinWords = 12000;
 
-// The run's multiply-thread cap (the user's k); all ones when no run is under way.
-inline constexpr uint32_t kNoThreadCap = 0xFFFFFFFF;
-extern uint32_t gMultiplyThreadCap;
-// min(threadExponent, gMultiplyThreadCap): the thread parameter callers pass to products.
+// min(threadExponent, the run's multiply-thread cap): the thread parameter callers pass to
+// products.
 uint32_t MultiplyThreads(uint32_t threadExponent);
 
 // out = a·b without its lowest truncationWords words. attempt counts failed attempts (0 from

@@ -8,6 +8,7 @@
 #include "multiply/basecase.hpp"
 #include "multiply/hybrid_mul.hpp"
 #include "multiply/hybrid_tables.hpp"
+#include "runtime/run_record.hpp"
 #include "shell/fatal.hpp"
 
 namespace zx {
@@ -61,7 +62,7 @@ uint64_t ProductToDisk(AllocationHeap* heap, BigInt& a, BigInt* b, BigInt& out, 
   auto* raid = static_cast<RaidFile*>(AllocBytes(heap, sizeof(RaidFile)));
   if (raid == nullptr) FatalAllocation();
   *raid = RaidFile{};
-  RaidFileCreate(heap, *raid, SwapDisks(), productWords);
+  RaidFileCreate(heap, *raid, CurrentRun().swapDisks, productWords);
 
   const uint64_t hungryBytes = square ? OutOfCoreSquareMemoryBytes(la, t, threadExponent)
                                       : OutOfCoreMultiplyMemoryBytes(la, lb, t, threadExponent);

@@ -37,7 +37,7 @@ void PrintAgmIteration(uint64_t iteration, int64_t agreeingWords) {
   ConsoleFlush();
 }
 
-template <bool kStaged>
+template <Storage kStorage>
 void AgmImpl(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionWords,
              uint32_t threadExponent) {
   const uint64_t w = precisionWords + 8;
@@ -46,12 +46,12 @@ void AgmImpl(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionW
     BigFloat t;
     const int64_t differ = BigFloatAddMeasure(heap, a, b, t, w);
     HalveExact(heap, t);
-    StageOut<kStaged>(heap, t);
+    StageOut<kStorage>(heap, t);
     BigFloat product;
     BigFloatMultiplyKeep(heap, a, b, product, w + 3, threadExponent);
     BigFloatRelease(a);
     BigFloatRelease(b);
-    StageOut<kStaged>(heap, product);
+    StageOut<kStorage>(heap, product);
     BigFloat root;
     InvSqrt(heap, product, root, w, false, threadExponent);
     BigFloatMultiplyKeep(heap, root, product, b, w + 3, threadExponent);
@@ -62,8 +62,8 @@ void AgmImpl(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionW
     const int64_t topB = BigFloatTop(b);
     PrintAgmIteration(iteration, std::min(topA, topB) - differ);
     LabelPopTo(labelMark);
-    StageOut<kStaged>(heap, a);
-    StageOut<kStaged>(heap, b);
+    StageOut<kStorage>(heap, a);
+    StageOut<kStorage>(heap, b);
     if (std::max(topA, topB) - differ >= static_cast<int64_t>(w / 2 + 5)) break;
   }
 }
@@ -72,12 +72,12 @@ void AgmImpl(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionW
 
 void Agm(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionWords,
          uint32_t threadExponent) {
-  AgmImpl<false>(heap, a, b, precisionWords, threadExponent);
+  AgmImpl<Storage::kMemory>(heap, a, b, precisionWords, threadExponent);
 }
 
 void AgmSwap(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionWords,
              uint32_t threadExponent) {
-  AgmImpl<true>(heap, a, b, precisionWords, threadExponent);
+  AgmImpl<Storage::kSwap>(heap, a, b, precisionWords, threadExponent);
 }
 
 }  // namespace zx

@@ -12,22 +12,22 @@ namespace {
 
 // One Newton level from m correct words to n: out = out + out·(1 − x·out²)/2. The seed step is
 // the same with every product cut to 7 words and the sum to 4.
-template <bool kStaged>
+template <Storage kStorage>
 void RefineInvSqrt(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, uint64_t m,
                    uint32_t threadExponent) {
-  StageOut<kStaged>(heap, out);
+  StageOut<kStorage>(heap, out);
   const bool seed = n == 1;
   const uint64_t keep = seed ? 7 : n + 6;
   const uint64_t sumWords = seed ? 4 : n + 3;
   BigFloat s, e, v, sum;
   BigFloatSquare(heap, out, s, keep - 3, threadExponent);
   BigIntShrink(s.magnitude);
-  StageOut<kStaged>(heap, s);
+  StageOut<kStorage>(heap, s);
   BigFloatMultiply(heap, s, x, keep - 3, threadExponent);
   OneMinus(heap, s, e, sumWords);
   BigFloatRelease(s);
   Halve(heap, e);
-  StageOut<kStaged>(heap, e);
+  StageOut<kStorage>(heap, e);
   BigFloatMultiplyKeep(heap, e, out, v, seed ? 7 : m + 3, threadExponent);
   BigFloatRelease(e);
   BigFloatAdd(heap, out, v, sum, sumWords);
@@ -44,12 +44,12 @@ void InvSqrtSeed(AllocationHeap* heap, BigFloat& x, BigFloat& out) {
   // x = d·2^(32e): half a word of exponent is 16 bits.
   out.exponent -= wordExponent >> 1;
   if ((wordExponent & 1) != 0) BigFloatShiftBits(heap, out, -16);
-  RefineInvSqrt<false>(heap, x, out, 1, 1, 0);
+  RefineInvSqrt<Storage::kMemory>(heap, x, out, 1, 1, 0);
 }
 
 void InvSqrtIntSeed(AllocationHeap* heap, BigFloat& value, uint32_t n, BigFloat& out) {
   BigFloatFromDouble(heap, out, 1.0 / std::sqrt(static_cast<double>(n)));
-  RefineInvSqrt<false>(heap, value, out, 1, 1, 0);
+  RefineInvSqrt<Storage::kMemory>(heap, value, out, 1, 1, 0);
 }
 
 template <class Seed>
@@ -57,9 +57,9 @@ void InvSqrtSchedule(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t 
                      bool progress, uint32_t threadExponent, const Seed& seed) {
   NewtonSchedule(n, stage, progress, seed, [&](uint64_t level, uint64_t m, bool staged) {
     if (staged) {
-      RefineInvSqrt<true>(heap, x, out, level, m, threadExponent);
+      RefineInvSqrt<Storage::kSwap>(heap, x, out, level, m, threadExponent);
     } else {
-      RefineInvSqrt<false>(heap, x, out, level, m, threadExponent);
+      RefineInvSqrt<Storage::kMemory>(heap, x, out, level, m, threadExponent);
     }
   });
 }
@@ -104,7 +104,7 @@ void InvSqrtIntStaged(AllocationHeap* heap, uint32_t value, BigFloat& out, uint6
   PrintIterating(true, m);
   BigFloat number;
   BigFloatSetWord(heap, number, value);
-  RefineInvSqrt<true>(heap, number, out, n, m, threadExponent);
+  RefineInvSqrt<Storage::kSwap>(heap, number, out, n, m, threadExponent);
   BigFloatRelease(number);
 }
 

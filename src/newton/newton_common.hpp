@@ -53,10 +53,4 @@ void NewtonSchedule(uint64_t n, uint32_t stage, bool progress, const Seed& seed,
   refine(n, m, stage != 0);
 }
 
-// Swaps a value out to the disks only in the staged forms.
-template <bool kStaged>
-inline void StageOut(AllocationHeap* heap, BigFloat& a) {
-  if constexpr (kStaged) BigIntSwapOut(heap, a.magnitude);
-}
-
 }  // namespace zx

@@ -28,18 +28,18 @@ void ReciprocalSeed(AllocationHeap* heap, BigFloat& x, BigFloat& out) {
 }
 
 // One Newton level from m correct words to n: out = out + out·(1 − x·out).
-template <bool kStaged>
+template <Storage kStorage>
 void RefineReciprocal(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, uint64_t m,
                       uint32_t threadExponent) {
-  StageOut<kStaged>(heap, x);
-  StageOut<kStaged>(heap, out);
+  StageOut<kStorage>(heap, x);
+  StageOut<kStorage>(heap, out);
   BigFloat t, u, v, sum;
   BigFloatMultiplyKeep(heap, x, out, t, n + 6, threadExponent);
-  StageOut<kStaged>(heap, x);
-  StageOut<kStaged>(heap, t);
+  StageOut<kStorage>(heap, x);
+  StageOut<kStorage>(heap, t);
   OneMinus(heap, t, u, n + 3);
   BigFloatRelease(t);
-  StageOut<kStaged>(heap, u);
+  StageOut<kStorage>(heap, u);
   BigFloatMultiplyKeep(heap, u, out, v, m + 3, threadExponent);
   BigFloatRelease(u);
   BigFloatAdd(heap, out, v, sum, n + 3);
@@ -47,7 +47,7 @@ void RefineReciprocal(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t
   BigFloatRelease(out);
   out = sum;
   BigIntShrink(out.magnitude);
-  StageOut<kStaged>(heap, out);
+  StageOut<kStorage>(heap, out);
 }
 
 }  // namespace
@@ -58,9 +58,9 @@ void ReciprocalStaged(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t
       n, stage, progress, [&] { ReciprocalSeed(heap, x, out); },
       [&](uint64_t level, uint64_t m, bool staged) {
         if (staged) {
-          RefineReciprocal<true>(heap, x, out, level, m, threadExponent);
+          RefineReciprocal<Storage::kSwap>(heap, x, out, level, m, threadExponent);
         } else {
-          RefineReciprocal<false>(heap, x, out, level, m, threadExponent);
+          RefineReciprocal<Storage::kMemory>(heap, x, out, level, m, threadExponent);
         }
       });
 }
@@ -72,10 +72,10 @@ void Reciprocal(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, bo
 
 namespace {
 
-template <bool kStaged>
+template <Storage kStorage>
 void InvertInPlaceImpl(AllocationHeap* heap, BigFloat& x, uint64_t n, bool progress,
                        uint32_t threadExponent) {
-  const uint64_t threshold = kStaged ? kStagedMinWords : 3;
+  const uint64_t threshold = kStorage == Storage::kSwap ? kStagedMinWords : 3;
   if (n < threshold) {
     BigFloat r;
     Reciprocal(heap, x, r, n, false, threadExponent);
@@ -86,14 +86,14 @@ void InvertInPlaceImpl(AllocationHeap* heap, BigFloat& x, uint64_t n, bool progr
   const uint64_t m = n / 2 + 1;
   BigFloat r;
   PushMarker(progress, '0');
-  if constexpr (kStaged) {
+  if constexpr (kStorage == Storage::kSwap) {
     ReciprocalStaged(heap, x, r, m, 1, progress, threadExponent);
   } else {
     Reciprocal(heap, x, r, m, progress, threadExponent);
   }
   PopMarker(progress);
-  StageOut<kStaged>(heap, x);
-  StageOut<kStaged>(heap, r);
+  StageOut<kStorage>(heap, x);
+  StageOut<kStorage>(heap, r);
   PrintIterating(progress, m);
   // x·r consumes x: the old value is no longer needed once the residual is formed.
   if (!BigFloatIsZero(x)) {
@@ -102,11 +102,11 @@ void InvertInPlaceImpl(AllocationHeap* heap, BigFloat& x, uint64_t n, bool progr
     BigFloatRelease(x);
     x = product;
   }
-  StageOut<kStaged>(heap, r);
+  StageOut<kStorage>(heap, r);
   BigFloat u;
   OneMinus(heap, x, u, n + 3);
   BigFloatRelease(x);
-  StageOut<kStaged>(heap, u);
+  StageOut<kStorage>(heap, u);
   if (!BigFloatIsZero(u)) {
     BigFloat correction;
     BigFloatMultiplyKeep(heap, u, r, correction, n / 2 + 4, threadExponent);
@@ -123,12 +123,12 @@ void InvertInPlaceImpl(AllocationHeap* heap, BigFloat& x, uint64_t n, bool progr
 
 void InvertInPlace(AllocationHeap* heap, BigFloat& x, uint64_t n, bool progress,
                    uint32_t threadExponent) {
-  InvertInPlaceImpl<false>(heap, x, n, progress, threadExponent);
+  InvertInPlaceImpl<Storage::kMemory>(heap, x, n, progress, threadExponent);
 }
 
 void InvertInPlaceStaged(AllocationHeap* heap, BigFloat& x, uint64_t n, bool progress,
                          uint32_t threadExponent) {
-  InvertInPlaceImpl<true>(heap, x, n, progress, threadExponent);
+  InvertInPlaceImpl<Storage::kSwap>(heap, x, n, progress, threadExponent);
 }
 
 }  // namespace zx

@@ -56,7 +56,7 @@ void CompactTable(ConversionTable& table) {
 // disk as soon as the next square and the level's own reciprocal no longer need it, so at most two
 // levels are in memory while the table is built and none afterwards. The reciprocals are not
 // staged: staging would give their disk copies swap records inside the heap.
-template <bool kSwap>
+template <Storage kStorage>
 void BuildTable(AllocationHeap* heap, BigFloat& x, ConversionTable& table,
                 uint32_t threadExponent) {
   ConsoleWrite("Constructing Base Conversion Table:\n");
@@ -69,19 +69,19 @@ void BuildTable(AllocationHeap* heap, BigFloat& x, ConversionTable& table,
   PowerOfBillion(heap, shape.baseExponent, table.powers[0], kFullPrecision, threadExponent);
   BigIntShrink(table.powers[0].magnitude);
   InvertPower(heap, table.powers[0], table.reciprocals[0], threadExponent);
-  if constexpr (kSwap) TableLevelToDisk(table.reciprocals[0]);
+  if constexpr (kStorage == Storage::kSwap) TableLevelToDisk(table.reciprocals[0]);
   for (uint32_t i = 1; i < shape.levelCount; ++i) {
     BigFloat& below = table.powers[i - 1];
     BigFloat& power = table.powers[i];
     ProgressPrint("Squaring      : ", DigitsIn(static_cast<int64_t>(below.magnitude.length)));
     BigFloatSquare(heap, below, power, kFullPrecision, threadExponent);
-    if constexpr (kSwap) TableLevelToDisk(below);
+    if constexpr (kStorage == Storage::kSwap) TableLevelToDisk(below);
     TrimAndShrink(heap, power);
     ProgressPrint("Inverting     : ", DigitsIn(BigFloatTop(power)));
     InvertPower(heap, power, table.reciprocals[i], threadExponent);
-    if constexpr (kSwap) TableLevelToDisk(table.reciprocals[i]);
+    if constexpr (kStorage == Storage::kSwap) TableLevelToDisk(table.reciprocals[i]);
   }
-  if constexpr (kSwap) TableLevelToDisk(table.powers[shape.levelCount - 1]);
+  if constexpr (kStorage == Storage::kSwap) TableLevelToDisk(table.powers[shape.levelCount - 1]);
   CompactTable(table);
   PrintElapsed();
 }
@@ -120,12 +120,12 @@ void PowerOfBillionSigned(AllocationHeap* heap, int64_t k, BigFloat& out, uint64
 
 void BuildConversionTable(AllocationHeap* heap, BigFloat& x, ConversionTable& table,
                           uint32_t threadExponent) {
-  BuildTable<false>(heap, x, table, threadExponent);
+  BuildTable<Storage::kMemory>(heap, x, table, threadExponent);
 }
 
 void BuildConversionTableSwap(AllocationHeap* heap, BigFloat& x, ConversionTable& table,
                               uint32_t threadExponent) {
-  BuildTable<true>(heap, x, table, threadExponent);
+  BuildTable<Storage::kSwap>(heap, x, table, threadExponent);
 }
 
 void ReleaseConversionTable(ConversionTable& table) {

@@ -16,7 +16,7 @@ uint64_t gLastBinaryHash = 0;
 
 // The disk-swapping form differs only in its split: x may arrive on disk (the normalising product
 // reads it back), and the top levels divide with their operands swapped out.
-template <bool kSwap>
+template <Storage kStorage>
 double WriteDecimal(AllocationHeap* heap, BigFloat& x, uint64_t digitCount, const std::string& path,
                     ConversionTable& table, bool secondary, uint32_t threadLevel) {
   ConsoleWrite(secondary ? "Base Converting (Secondary Cutting Parameters):\n"
@@ -36,7 +36,7 @@ double WriteDecimal(AllocationHeap* heap, BigFloat& x, uint64_t digitCount, cons
   uint32_t* digits = AllocWordsOrDie(heap, countWords);
   const uint32_t depth = threadLevel >= 1 ? threadLevel + 2 : 0;
   const uint32_t topLevel = table.levelCount == 0 ? kNoLevel : table.levelCount - 1;
-  if constexpr (kSwap) {
+  if constexpr (kStorage == Storage::kSwap) {
     SplitSwap(heap, x, digits, countWords, table, topLevel, kSwapSplitLevels, true, depth,
               threadLevel);
   } else {
@@ -76,13 +76,13 @@ uint64_t LastBinaryHash() {
 double WriteDecimalDigits(AllocationHeap* heap, BigFloat& x, uint64_t digitCount,
                           const std::string& path, ConversionTable& table, bool secondary,
                           uint32_t threadLevel) {
-  return WriteDecimal<false>(heap, x, digitCount, path, table, secondary, threadLevel);
+  return WriteDecimal<Storage::kMemory>(heap, x, digitCount, path, table, secondary, threadLevel);
 }
 
 double WriteDecimalDigitsSwap(AllocationHeap* heap, BigFloat& x, uint64_t digitCount,
                               const std::string& path, ConversionTable& table, bool secondary,
                               uint32_t threadLevel) {
-  return WriteDecimal<true>(heap, x, digitCount, path, table, secondary, threadLevel);
+  return WriteDecimal<Storage::kSwap>(heap, x, digitCount, path, table, secondary, threadLevel);
 }
 
 }  // namespace zx

@@ -54,41 +54,36 @@ bool IsNegative(const BigFloat& a) {
   return !BigFloatIsZero(a) && a.sign == 0;
 }
 
-template <bool kSwap>
-void StageOut(AllocationHeap* heap, BigFloat& a) {
-  if constexpr (kSwap) BigIntSwapOut(heap, a.magnitude);
-}
-
 }  // namespace
 
 // The disk-swapping twin keeps every operand on disk while the product it is not part of runs:
 // x waits there during q·P, q during x − q·P is formed, and both results leave on disk. It also
 // reports each correction, since on a disk run they are the only trace of a marginal estimate.
-template <bool kSwap>
+template <Storage kStorage>
 void DivModAtLevel(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level,
                    ConversionTable& table, uint32_t threadExponent) {
   BigFloat& power = table.powers[level];
   BigFloat& reciprocal = table.reciprocals[level];
   const uint64_t w = static_cast<uint64_t>(BigFloatTop(power)) + 5;
-  const bool powerOnDisk = kSwap && OnDiskOnly(power);
-  const bool reciprocalOnDisk = kSwap && OnDiskOnly(reciprocal);
-  if constexpr (kSwap) BigIntMakeResident(heap, x.magnitude);
+  const bool powerOnDisk = kStorage == Storage::kSwap && OnDiskOnly(power);
+  const bool reciprocalOnDisk = kStorage == Storage::kSwap && OnDiskOnly(reciprocal);
+  if constexpr (kStorage == Storage::kSwap) BigIntMakeResident(heap, x.magnitude);
 
   // x has at most 2w words, so w + 3 kept words leave at least seven fractional words.
   BigFloatMultiplyKeep(heap, x, reciprocal, q, w + 3, threadExponent);
   TableLevelBack(reciprocal, reciprocalOnDisk);
   DropFraction(heap, q);
-  StageOut<kSwap>(heap, x);
+  StageOut<kStorage>(heap, x);
 
   // 2w + 3 words hold q·P whole, so the remainder is exact.
   BigFloat back;
   BigFloatMultiplyKeep(heap, q, power, back, 2 * w + 3, threadExponent);
-  StageOut<kSwap>(heap, q);
+  StageOut<kStorage>(heap, q);
   BigFloatSubtract(heap, x, back, 2 * w);
   BigFloatRelease(back);
 
   if (IsNegative(x)) {
-    if constexpr (kSwap) ConsoleWrite("Quotient overshoot\n");
+    if constexpr (kStorage == Storage::kSwap) ConsoleWrite("Quotient overshoot\n");
     StepQuotient(heap, q, false, w);
     BigFloat sum;
     BigFloatAdd(heap, x, power, sum, w);
@@ -102,7 +97,7 @@ void DivModAtLevel(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t leve
       if (corrections == 2) {
         FatalAssertion(kAlgorithmicFailure, kDivModSubject, "More than 2 corrections are needed.");
       }
-      if constexpr (kSwap) {
+      if constexpr (kStorage == Storage::kSwap) {
         ConsoleWrite(corrections == 0 ? "Quotient undershoot\n" : "Quotient undershoot x 2\n");
       }
       StepQuotient(heap, q, true, w);
@@ -116,23 +111,23 @@ void DivModAtLevel(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t leve
   }
   ExpandExponent(heap, q);
   ExpandExponent(heap, x);
-  StageOut<kSwap>(heap, x);
-  StageOut<kSwap>(heap, q);
+  StageOut<kStorage>(heap, x);
+  StageOut<kStorage>(heap, q);
 }
 
-template void DivModAtLevel<false>(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level,
+template void DivModAtLevel<Storage::kMemory>(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level,
                                    ConversionTable& table, uint32_t threadExponent);
-template void DivModAtLevel<true>(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level,
+template void DivModAtLevel<Storage::kSwap>(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level,
                                   ConversionTable& table, uint32_t threadExponent);
 
 void DivMod(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level, ConversionTable& table,
             uint32_t threadExponent) {
-  DivModAtLevel<false>(heap, x, q, level, table, threadExponent);
+  DivModAtLevel<Storage::kMemory>(heap, x, q, level, table, threadExponent);
 }
 
 void DivModSwap(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level,
                 ConversionTable& table, uint32_t threadExponent) {
-  DivModAtLevel<true>(heap, x, q, level, table, threadExponent);
+  DivModAtLevel<Storage::kSwap>(heap, x, q, level, table, threadExponent);
 }
 
 }  // namespace zx

@@ -1,6 +1,6 @@
 // The division of the split tree as a template over where its operands live, and how the table's
 // levels move between disk and memory in a disk-swapping conversion. The memory form
-// (kSwap = false) is DivMod, the disk-swapping form DivModSwap: one body, so that the two can never
+// (Storage::kMemory) is DivMod, the disk-swapping form DivModSwap: one body, so that the two can never
 // drift apart.
 #pragma once
 
@@ -10,14 +10,14 @@
 
 namespace zx {
 
-template <bool kSwap>
+template <Storage kStorage>
 void DivModAtLevel(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level,
                    ConversionTable& table, uint32_t threadExponent);
 
-extern template void DivModAtLevel<false>(AllocationHeap* heap, BigFloat& x, BigFloat& q,
+extern template void DivModAtLevel<Storage::kMemory>(AllocationHeap* heap, BigFloat& x, BigFloat& q,
                                           uint32_t level, ConversionTable& table,
                                           uint32_t threadExponent);
-extern template void DivModAtLevel<true>(AllocationHeap* heap, BigFloat& x, BigFloat& q,
+extern template void DivModAtLevel<Storage::kSwap>(AllocationHeap* heap, BigFloat& x, BigFloat& q,
                                          uint32_t level, ConversionTable& table,
                                          uint32_t threadExponent);
 

@@ -161,19 +161,19 @@ void SplitInMemory(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t co
 // and marks the low half "1", the high half "0". In memory the top levels run their products with
 // every thread and hand over to the forked tree; on disk they divide with the operands swapped out
 // and hand over to the memory top.
-template <bool kSwap>
+template <Storage kStorage>
 void SplitSerialLevels(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
                        ConversionTable& table, uint32_t level, uint32_t serialLevels, bool progress,
                        uint32_t depth, uint32_t threadLevel) {
-  constexpr uint64_t kMinWords = kSwap ? kSwapSplitMinWords : kSplitMinWords;
+  constexpr uint64_t kMinWords = kStorage == Storage::kSwap ? kSwapSplitMinWords : kSplitMinWords;
   uint32_t j = kNoLevel;
   if (serialLevels > 0 && x.magnitude.length >= kMinWords) {
-    const LevelsOnDisk onDisk = kSwap ? FindLevelsOnDisk(table) : LevelsOnDisk{};
+    const LevelsOnDisk onDisk = kStorage == Storage::kSwap ? FindLevelsOnDisk(table) : LevelsOnDisk{};
     j = ChooseLevel(heap, x, table, level);
-    if constexpr (kSwap) ReturnLevelsToDisk(table, onDisk);
+    if constexpr (kStorage == Storage::kSwap) ReturnLevelsToDisk(table, onDisk);
   }
   if (j == kNoLevel) {
-    if constexpr (kSwap) {
+    if constexpr (kStorage == Storage::kSwap) {
       SplitInMemory(heap, x, out, countWords, table, level, progress, depth, threadLevel);
     } else {
       if (progress) ProgressPrintThrottled("Deconstructing   : ", 0);
@@ -183,7 +183,7 @@ void SplitSerialLevels(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_
   }
   if (progress) {
     LabelPush('-');
-    if constexpr (kSwap) {
+    if constexpr (kStorage == Storage::kSwap) {
       ProgressPrintThrottled("Splitting        : ", DigitsIn(x.magnitude.length));
     } else {
       ProgressPrint("Splitting        : ", DigitsIn(x.magnitude.length));
@@ -191,15 +191,15 @@ void SplitSerialLevels(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_
     LabelPop();
   }
   BigFloat q;
-  DivModAtLevel<kSwap>(heap, x, q, j, table, MultiplyThreads(std::min(threadLevel, depth)));
-  if constexpr (!kSwap) ShrinkNewerFirst(x.magnitude, q.magnitude);
+  DivModAtLevel<kStorage>(heap, x, q, j, table, MultiplyThreads(std::min(threadLevel, depth)));
+  if constexpr (kStorage == Storage::kMemory) ShrinkNewerFirst(x.magnitude, q.magnitude);
   const uint64_t lowWords = LowWords(table, j);
   if (progress) LabelPush('1');
-  SplitSerialLevels<kSwap>(heap, x, out, lowWords, table, j - 1, serialLevels - 1, progress, depth,
+  SplitSerialLevels<kStorage>(heap, x, out, lowWords, table, j - 1, serialLevels - 1, progress, depth,
                            threadLevel);
   if (progress) LabelPop();
   if (progress) LabelPush('0');
-  SplitSerialLevels<kSwap>(heap, q, out + lowWords, countWords - lowWords, table, j - 1,
+  SplitSerialLevels<kStorage>(heap, q, out + lowWords, countWords - lowWords, table, j - 1,
                            serialLevels - 1, progress, depth, threadLevel);
   if (progress) LabelPop();
 }
@@ -209,14 +209,14 @@ void SplitSerialLevels(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_
 void SplitTop(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
               ConversionTable& table, uint32_t level, uint32_t serialLevels, bool progress,
               uint32_t depth, uint32_t threadLevel) {
-  SplitSerialLevels<false>(heap, x, out, countWords, table, level, serialLevels, progress, depth,
+  SplitSerialLevels<Storage::kMemory>(heap, x, out, countWords, table, level, serialLevels, progress, depth,
                            threadLevel);
 }
 
 void SplitSwap(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
                ConversionTable& table, uint32_t level, uint32_t swapLevels, bool progress,
                uint32_t depth, uint32_t threadLevel) {
-  SplitSerialLevels<true>(heap, x, out, countWords, table, level, swapLevels, progress, depth,
+  SplitSerialLevels<Storage::kSwap>(heap, x, out, countWords, table, level, swapLevels, progress, depth,
                           threadLevel);
 }
 

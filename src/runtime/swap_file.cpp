@@ -17,8 +17,6 @@ uint64_t gSwapChunkBytes = 0x80000000;
 
 namespace {
 
-const DiskList* gSwapDisks = nullptr;
-
 // Moves words between buffer and file; a const buffer is a write.
 template <typename Byte>
 void SwapTransfer(SwapFile& file, uint64_t wordOffset, Byte* bytes, uint64_t words) {
@@ -52,14 +50,6 @@ void SwapTransfer(SwapFile& file, uint64_t wordOffset, Byte* bytes, uint64_t wor
 }
 
 }  // namespace
-
-const DiskList* SwapDisks() {
-  return gSwapDisks;
-}
-
-void SetSwapDisks(const DiskList* disks) {
-  gSwapDisks = disks;
-}
 
 void PrintSystemError(int errorCode) {
   PrintSystemError(errorCode, FileTransfer::kOther);

@@ -29,11 +29,6 @@ struct RaidFile {
 // Transfers larger than this many bytes go in chunks of this size, with a flush after each.
 extern uint64_t gSwapChunkBytes;
 
-// The process's swap disks (set by the drivers of disk-swapping runs; empty means the current
-// directory).
-const DiskList* SwapDisks();
-void SetSwapDisks(const DiskList* disks);
-
 void SwapFileCreate(AllocationHeap* heap, SwapFile& file, const std::string& path, uint64_t words);
 void SwapFileWrite(SwapFile& file, uint64_t wordOffset, const uint32_t* buffer, uint64_t words);
 void SwapFileRead(SwapFile& file, uint64_t wordOffset, uint32_t* buffer, uint64_t words);

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "bignum_oracle.hpp"
+#include "runtime/run_record.hpp"
 #include "test_support.hpp"
 
 namespace zx {
@@ -120,10 +121,10 @@ class SwapTest : public ::testing::Test {
       dirs_[i] = test::MakeTempDir("bigswap");
       AddDiskPath(disks_, dirs_[i]);
     }
-    SetSwapDisks(&disks_);
+    InstallRun(RunRecord{.swapDisks = &disks_});
   }
   void TearDown() override {
-    SetSwapDisks(nullptr);
+    InstallRun(RunRecord{});
     for (const auto& dir : dirs_) test::RemoveTree(dir);
   }
   size_t SwapFilesPresent() const {

@@ -2,9 +2,10 @@
 
 #include "bignum_oracle.hpp"
 #include "constants/pi.hpp"
+#include "mpfr_oracle.hpp"
 #include "multiply/fft_mul.hpp"
 #include "multiply/multiply.hpp"
-#include "mpfr_oracle.hpp"
+#include "runtime/run_record.hpp"
 #include "test_support.hpp"
 
 namespace zx {
@@ -31,7 +32,7 @@ TEST_P(PiAgainstMpfr, AgreesWithinTheGuardWordsInsideTheEstimatedHeap) {
       c.ramanujan ? PiMemoryRamanujan(words, c.threads) : PiMemoryChudnovsky(words, c.threads);
   AllocationHeap heap;
   HeapCreate(nullptr, &heap, estimate);
-  gMultiplyThreadCap = c.threads;
+  const ScopedRun run(RunRecord{.multiplyThreadCap = c.threads});
   BigFloat pi;
   {
     test::ConsoleCapture quiet;
@@ -42,7 +43,6 @@ TEST_P(PiAgainstMpfr, AgreesWithinTheGuardWordsInsideTheEstimatedHeap) {
     }
     EXPECT_NE(quiet.text().find("Compute Pi Time: "), std::string::npos);
   }
-  gMultiplyThreadCap = kNoThreadCap;
   mpfr_t reference;
   mpfr_init2(reference, static_cast<mpfr_prec_t>(32 * (words + 8)));
   mpfr_const_pi(reference, MPFR_RNDN);

@@ -14,6 +14,7 @@
 #include "multiply/out_of_core.hpp"
 #include "multiply_test_util.hpp"
 #include "runtime/allocation_heap.hpp"
+#include "runtime/run_record.hpp"
 #include "test_support.hpp"
 
 namespace zx {
@@ -45,10 +46,10 @@ class OutOfCoreTest : public ::testing::Test {
       dir = test::MakeTempDir("outofcore");
       AddDiskPath(disks_, dir);
     }
-    SetSwapDisks(&disks_);
+    InstallRun(RunRecord{.swapDisks = &disks_});
   }
   void TearDown() override {
-    SetSwapDisks(nullptr);
+    InstallRun(RunRecord{});
     EXPECT_EQ(SwapFilesPresent(), 0u) << "swap files left behind";
     for (const std::string& dir : dirs_) test::RemoveTree(dir);
   }
@@ -119,10 +120,10 @@ class OutOfCoreVariants : public OutOfCoreTest,
     RaidFile x;
     RaidFile y;
     RaidFile out;
-    RaidFileCreateFrom(nullptr, x, SwapDisks(), a.data(), a.size());
-    RaidFileCreateFrom(nullptr, y, SwapDisks(), b.data(), b.size());
+    RaidFileCreateFrom(nullptr, x, CurrentRun().swapDisks, a.data(), a.size());
+    RaidFileCreateFrom(nullptr, y, CurrentRun().swapDisks, b.data(), b.size());
     const uint64_t productWords = a.size() + b.size() - t;
-    RaidFileCreate(nullptr, out, SwapDisks(), productWords);
+    RaidFileCreate(nullptr, out, CurrentRun().swapDisks, productWords);
     AllocationHeap heap;
     HeapCreate(nullptr, &heap, heapBytes);
     uint64_t status = 0;

@@ -6,6 +6,7 @@
 #include "mpfr_oracle.hpp"
 #include "multiply/fft_mul.hpp"
 #include "newton/inv_sqrt.hpp"
+#include "runtime/run_record.hpp"
 #include "runtime/swap_file.hpp"
 #include "shell/progress.hpp"
 #include "test_support.hpp"
@@ -88,7 +89,7 @@ TEST_F(InvSqrtTest, StagedFormsGiveTheSameWordsThroughTheDisks) {
   const std::string dir = test::MakeTempDir("staged-sqrt");
   DiskList disks;
   AddDiskPath(disks, dir);
-  SetSwapDisks(&disks);
+  InstallRun(RunRecord{.swapDisks = &disks});
   std::mt19937_64 rng(test::TestSeed());
   for (const uint64_t n : {1000u, 3100u}) {
     BigFloat x, plain, staged, intPlain, intStaged;
@@ -113,7 +114,7 @@ TEST_F(InvSqrtTest, StagedFormsGiveTheSameWordsThroughTheDisks) {
     }
     for (BigFloat* v : {&x, &plain, &staged, &intPlain, &intStaged}) BigFloatRelease(*v);
   }
-  SetSwapDisks(nullptr);
+  InstallRun(RunRecord{});
   EXPECT_TRUE(std::filesystem::is_empty(dir)) << "swap files left behind";
   test::RemoveTree(dir);
 }

@@ -6,6 +6,7 @@
 #include "mpfr_oracle.hpp"
 #include "multiply/fft_mul.hpp"
 #include "newton/reciprocal.hpp"
+#include "runtime/run_record.hpp"
 #include "runtime/swap_file.hpp"
 #include "shell/progress.hpp"
 #include "test_support.hpp"
@@ -91,10 +92,10 @@ class StagedTest : public NewtonTest {
   void SetUp() override {
     dir_ = test::MakeTempDir("staged");
     AddDiskPath(disks_, dir_);
-    SetSwapDisks(&disks_);
+    InstallRun(RunRecord{.swapDisks = &disks_});
   }
   void TearDown() override {
-    SetSwapDisks(nullptr);
+    InstallRun(RunRecord{});
     EXPECT_TRUE(std::filesystem::is_empty(dir_)) << "swap files left behind";
     test::RemoveTree(dir_);
   }

@@ -15,6 +15,7 @@
 #include "multiply/fft_mul.hpp"
 #include "radix/base_conversion.hpp"
 #include "radix_oracle.hpp"
+#include "runtime/run_record.hpp"
 #include "runtime/swap_file.hpp"
 #include "shell/disk_list.hpp"
 #include "test_support.hpp"
@@ -81,10 +82,10 @@ class TempSwapDisks {
       dir = MakeTempDir("radix_swap");
       AddDiskPath(disks_, dir);
     }
-    SetSwapDisks(&disks_);
+    InstallRun(RunRecord{.swapDisks = &disks_});
   }
   ~TempSwapDisks() {
-    SetSwapDisks(nullptr);
+    InstallRun(RunRecord{});
     for (const std::string& dir : dirs_) RemoveTree(dir);
   }
   TempSwapDisks(const TempSwapDisks&) = delete;
