@@ -4,13 +4,16 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 
 namespace zx::bench {
 
 struct Options {
   uint64_t words = 0;    // 0: the command's default sweep
-  uint32_t threads = 1;  // thread count (a power of two)
+  uint64_t digits = 0;   // decimal digits of a constant; 0: the command's default sweep
+  uint32_t threads = 0;  // thread count (a power of two); 0: the command's default
   uint32_t runs = 5;     // measurements per size; the median is reported
+  std::string name;      // constant name; empty: the command's default
 };
 
 struct Command {
@@ -25,10 +28,18 @@ double MedianSeconds(const Options& options, const std::function<void()>& body);
 
 // log2 of a power-of-two thread count.
 uint32_t ThreadExponent(uint32_t threads);
+// The thread count a single-count command uses: the one given, else 1.
+inline uint32_t ThreadsOrOne(const Options& options) {
+  return options.threads == 0 ? 1 : options.threads;
+}
+
+// Seconds of a plain GMP Chudnovsky program for Pi to digits decimal digits, file at path included.
+double GmpPiSeconds(uint64_t digits, const std::string& path);
 
 int RunMultiply(const Options& options);
 int RunSquare(const Options& options);
 int RunConvert(const Options& options);
 int RunPi(const Options& options);
+int RunConstant(const Options& options);
 
 }  // namespace zx::bench

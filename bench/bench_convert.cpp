@@ -38,7 +38,7 @@ std::string DecimalText(const std::vector<uint32_t>& words) {
 
 int RunConvert(const Options& options) {
   const uint64_t n = options.words == 0 ? kDefaultConvertWords : options.words;
-  const uint32_t threadLevel = ThreadExponent(options.threads);
+  const uint32_t threadLevel = ThreadExponent(ThreadsOrOne(options));
   std::mt19937_64 rng(20261121);
   std::vector<uint32_t> words(n);
   for (uint32_t& word : words) word = static_cast<uint32_t>(rng());

@@ -1,5 +1,5 @@
-// zentrix-bench: times the engine's operations against GMP on the same operands.
-//   zentrix-bench <command> [--words N] [--threads T] [--runs R]
+// zentrix-bench: times the engine's operations against GMP, and whole constants against FLINT 3
+// and Arb.  zentrix-bench <command> [--words N] [--digits N] [--name C] [--threads T] [--runs R]
 // To add a command: write its handler (int(const Options&)), declare it in bench.hpp and add a
 // row to kCommands with its help line; options are shared by all commands.
 #include <algorithm>
@@ -10,28 +10,40 @@
 #include <vector>
 
 #include "bench.hpp"
+#include "bench_constant.hpp"
 #include "shell/console.hpp"
 
 namespace zx::bench {
 namespace {
 
+// The program's ceiling on decimal digits of a memory-only run, the only mode the bench starts.
+constexpr uint64_t kMaxDigits = 3220714136;
+
 const Command kCommands[] = {
     {"mul", "products of random N-word numbers (default: N from 1,000 to 1,000,000)", RunMultiply},
     {"square", "squares of random N-word numbers (same sizes)", RunSquare},
     {"convert", "decimal conversion of random N-word integers (default N = 1,000,000)", RunConvert},
-    {"pi", "whole Pi runs to N decimal digits, both files written, beside GMP (default 10,000,000)",
-     RunPi},
+    {"constant",
+     "whole constants (value and digit files) beside FLINT 3 and Arb, alternating in one series",
+     RunConstant},
+    {"pi", "the constant command for Pi, with --words N read as --digits N", RunPi},
 };
 
 void PrintHelp() {
   ConsoleWrite(
-      "Usage: zentrix-bench <command> [--words N] [--threads T] [--runs R]\n\nCommands:\n");
+      "Usage: zentrix-bench <command> [--words N] [--digits N] [--name C] [--threads T] "
+      "[--runs R]\n\nCommands:\n");
   for (const Command& command : kCommands) ConsolePrintf("  %-8s %s\n", command.name, command.help);
   ConsoleWrite(
       "\nOptions:\n"
       "  --words N    operand length in 32-bit words (default: the command's sweep)\n"
-      "  --threads T  threads, a power of two (default 1)\n"
-      "  --runs R     measurements per size, the median is printed (default 5, at least 3)\n");
+      "  --digits N   decimal digits of a constant (default: 1,000,000 and 10,000,000)\n"
+      "  --name C     constant: pi, log2, log10, zeta3, catalan, euler, or all (default: those\n"
+      "               Zentrix computes)\n"
+      "  --threads T  threads, a power of two (default 1; constant: 1 and 2)\n"
+      "  --runs R     measurements per size, the median is printed (default 5, at least 3)\n"
+      "\nFLINT 3 is loaded from $ZX_FLINT3_LIB or the prebuilt copy beside the source tree, Arb\n"
+      "from $ZX_ARB_LIB or libflint-arb.so.2; a library that cannot be loaded is left out.\n");
 }
 
 int Fail(const std::string& message) {
@@ -116,6 +128,10 @@ int main(int argc, char** argv) {
     }
     if (name == "--words" && ParseNumber(value, uint64_t{1} << 32, &number) && number > 0) {
       options.words = number;
+    } else if (name == "--digits" && ParseNumber(value, kMaxDigits, &number) && number >= 20) {
+      options.digits = number;
+    } else if (name == "--name" && (value == "all" || FindBenchConstant(value) != nullptr)) {
+      options.name = value;
     } else if (name == "--threads" && ParseNumber(value, 1024, &number) && number > 0 &&
                (number & (number - 1)) == 0) {
       options.threads = static_cast<uint32_t>(number);

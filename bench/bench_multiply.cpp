@@ -99,7 +99,7 @@ std::vector<uint32_t> RandomWords(std::mt19937_64& rng, uint64_t count) {
 int Measure(const Options& options, bool square) {
   std::vector<uint64_t> sizes(std::begin(kSweepWords), std::end(kSweepWords));
   if (options.words != 0) sizes = {options.words};
-  const uint32_t exponent = ThreadExponent(options.threads);
+  const uint32_t exponent = ThreadExponent(ThreadsOrOne(options));
   std::mt19937_64 rng(20261121);
   for (uint64_t n : sizes) {
     const std::vector<uint32_t> a = RandomWords(rng, n);
@@ -119,7 +119,7 @@ int Measure(const Options& options, bool square) {
       }
     });
     ConsolePrintf("%s words=%llu threads=%u zentrix_s=%.6g", square ? "square" : "mul",
-                  static_cast<unsigned long long>(n), options.threads, zentrixSeconds);
+                  static_cast<unsigned long long>(n), ThreadsOrOne(options), zentrixSeconds);
 #if defined(ZX_HAVE_GMP)
     // Limbs of 64 bits: two words each, the odd top word zero-extended.
     const uint64_t limbs = (n + 1) / 2;

@@ -1,23 +1,21 @@
-// Whole Pi runs: Zentrix's compute driver (series, finish, both digit files written) beside a
-// plain GMP Chudnovsky program (full binary splitting with mpz, the finish in mpf, the decimal
-// digits converted by mpf_get_str and written to a file), for the same digit count.
-#include <gmp.h>
-#include <unistd.h>
-
+// A plain GMP Chudnovsky program, the third column of the Pi benchmark: full binary splitting with
+// mpz, the finish in mpf, the decimal digits converted by mpf_get_str and written to a file. The
+// pi command is the constant command for Pi, its --words read as digits as it always was.
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string>
 
 #include "bench.hpp"
-#include "constants/pi.hpp"
-#include "drivers/pi_menu.hpp"
-#include "drivers/run_driver.hpp"
-#include "shell/console.hpp"
-#include "shell/dialogues.hpp"
+
+#if defined(ZX_HAVE_GMP)
+#include <gmp.h>
+#endif
 
 namespace zx::bench {
+
+#if defined(ZX_HAVE_GMP)
+
 namespace {
 
 struct Split {
@@ -54,6 +52,8 @@ void SplitRange(uint64_t a, uint64_t b, Split& out, bool wantP) {
   mpz_clears(right.p, right.q, right.t, nullptr);
 }
 
+}  // namespace
+
 double GmpPiSeconds(uint64_t digits, const std::string& path) {
   const auto start = std::chrono::steady_clock::now();
   const uint64_t terms = static_cast<uint64_t>(static_cast<double>(digits) / 14.181647462725477) + 2;
@@ -87,41 +87,13 @@ double GmpPiSeconds(uint64_t digits, const std::string& path) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-double ZentrixPiSeconds(uint64_t digits, uint32_t threadExponent, uint64_t* estimateBytes) {
-  RunSettings settings;
-  settings.decimalDigits = digits;
-  settings.hexDigits = HexDigitsFor(digits);
-  settings.precisionWords = WordsFor(settings.hexDigits);
-  settings.threadExponent = threadExponent;
-  settings.memoryBytes = PiMemoryChudnovsky(settings.precisionWords, threadExponent);
-  *estimateBytes = settings.memoryBytes;
-  std::string transcript;
-  ConsoleCaptureTo(&transcript);
-  const auto start = std::chrono::steady_clock::now();
-  RunCompute(kPiRun, 0, settings);
-  const double seconds =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  ConsoleCaptureTo(nullptr);
-  return seconds;
-}
-
-}  // namespace
+#endif  // ZX_HAVE_GMP
 
 int RunPi(const Options& options) {
-  const uint64_t digits = options.words == 0 ? 10000000 : options.words;
-  const uint32_t k = ThreadExponent(options.threads);
-  // Both programs write into the current directory; the files are compared by the caller if wanted.
-  uint64_t estimate = 0;
-  const double zentrix = ZentrixPiSeconds(digits, k, &estimate);
-  ConsolePrintf("pi digits=%llu threads=%u zentrix_s=%.3f heap_estimate=%llu heap_peak=%llu",
-                static_cast<unsigned long long>(digits), options.threads, zentrix,
-                static_cast<unsigned long long>(estimate),
-                static_cast<unsigned long long>(LastRunPeakBytes()));
-  ConsoleFlush();
-  const double gmp = GmpPiSeconds(digits, "Pi - Dec - GMP.txt");
-  ConsolePrintf(" gmp_s=%.3f ratio=%.3f\n", gmp, zentrix / gmp);
-  ConsoleFlush();
-  return 0;
+  Options piOptions = options;
+  piOptions.name = "pi";
+  if (piOptions.digits == 0) piOptions.digits = options.words;
+  return RunConstant(piOptions);
 }
 
 }  // namespace zx::bench

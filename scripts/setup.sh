@@ -4,7 +4,7 @@
 set -euo pipefail
 what=${1:-all}
 packages=(cmake g++ make)
-[ "$what" = all ] && packages+=(libgtest-dev libgmp-dev libmpfr-dev python3-mpmath)
+[ "$what" = all ] && packages+=(libgtest-dev libgmp-dev libmpfr-dev python3-mpmath libflint-arb-dev)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -1,3 +1,3 @@
-#include "shell/main_menu.hpp"
+#include "menus/main_menu.hpp"
 
 int main(int, char**) { return zx::ZentrixMain(); }

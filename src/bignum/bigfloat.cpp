@@ -81,6 +81,19 @@ void BigFloatNormalize(AllocationHeap* heap, BigFloat& a) {
   a.exponent += static_cast<int64_t>(zeros);
 }
 
+void BigFloatMulWordKeep(AllocationHeap* heap, BigFloat& a, uint32_t w, uint64_t keepWords) {
+  if (BigFloatIsZero(a) || w == 1) return;
+  if (w == 0) {
+    BigFloatRelease(a);
+    BigFloatSetZero(a);
+    return;
+  }
+  const uint64_t length = a.magnitude.length;
+  const uint64_t drop = length > keepWords ? length - keepWords : 0;
+  BigIntMulWordDrop(heap, a.magnitude, w, drop);
+  a.exponent += static_cast<int64_t>(drop);
+}
+
 void BigFloatShiftBits(AllocationHeap* heap, BigFloat& a, int64_t bits) {
   if (a.magnitude.length == 0) return;
   BigIntMakeResident(heap, a.magnitude);

@@ -54,6 +54,10 @@ double BigFloatToDouble(AllocationHeap* heap, BigFloat& a, int64_t* wordExponent
 // Moves zero low words into the exponent.
 void BigFloatNormalize(AllocationHeap* heap, BigFloat& a);
 
+// a = a·w from the top keepWords words of a: the words below them are dropped into the exponent
+// first. w = 1 changes nothing, the low words included.
+void BigFloatMulWordKeep(AllocationHeap* heap, BigFloat& a, uint32_t w, uint64_t keepWords);
+
 // 1, 0 or −1 as |a| is greater than, equal to or less than |b|.
 int BigFloatCompareMagnitude(AllocationHeap* heap, BigFloat& a, BigFloat& b);
 // a = a·2^bits (bits may be negative); the magnitude is shifted whichever way loses no bit.

@@ -1,9 +1,11 @@
 #include "constants/leaf_terms.hpp"
 
+#include "shell/fatal.hpp"
+
 namespace zx {
 namespace {
 
-constexpr int kMaxLeafWords = 16;
+constexpr int kMaxLeafWords = 24;
 
 __extension__ typedef unsigned __int128 Uint128;
 
@@ -20,6 +22,21 @@ void Times(SmallNumber& x, uint64_t factor) {
     carry >>= 32;
   }
   while (carry != 0) {
+    ZX_ASSERT(x.length < kMaxLeafWords);
+    x.words[x.length++] = static_cast<uint32_t>(carry);
+    carry >>= 32;
+  }
+}
+
+void Plus(SmallNumber& x, uint64_t addend) {
+  Uint128 carry = addend;
+  for (int i = 0; i < x.length && carry != 0; ++i) {
+    carry += x.words[i];
+    x.words[i] = static_cast<uint32_t>(carry);
+    carry >>= 32;
+  }
+  while (carry != 0) {
+    ZX_ASSERT(x.length < kMaxLeafWords);
     x.words[x.length++] = static_cast<uint32_t>(carry);
     carry >>= 32;
   }
@@ -50,6 +67,18 @@ void SetProduct(AllocationHeap* heap, BigFloat& out, std::initializer_list<uint6
   SmallNumber x{{1}, 1};
   for (uint64_t factor : factors) Times(x, factor);
   Store(heap, out, x);
+}
+
+void SetPolynomialProduct(AllocationHeap* heap, BigFloat& out, uint64_t x,
+                          std::initializer_list<uint64_t> coefficients,
+                          std::initializer_list<uint64_t> factors) {
+  SmallNumber value{{0}, 0};
+  for (uint64_t c : coefficients) {
+    Times(value, x);
+    Plus(value, c);
+  }
+  for (uint64_t factor : factors) Times(value, factor);
+  Store(heap, out, value);
 }
 
 void MultiplySmall(AllocationHeap* heap, BigFloat& out, uint64_t factor) {

@@ -12,6 +12,11 @@ namespace zx {
 
 // out = the product of the factors (non-negative, exponent 0).
 void SetProduct(AllocationHeap* heap, BigFloat& out, std::initializer_list<uint64_t> factors);
+// out = c0·x^d + c1·x^(d−1) + … + cd (Horner, coefficients from the highest power down), times the
+// factors. Leaves have at most 24 words; larger values are an internal error.
+void SetPolynomialProduct(AllocationHeap* heap, BigFloat& out, uint64_t x,
+                          std::initializer_list<uint64_t> coefficients,
+                          std::initializer_list<uint64_t> factors);
 // out = out · factor (exact).
 void MultiplySmall(AllocationHeap* heap, BigFloat& out, uint64_t factor);
 

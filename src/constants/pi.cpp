@@ -1,44 +1,28 @@
 #include "constants/pi.hpp"
 
-#include <algorithm>
-
 #include "constants/leaf_terms.hpp"
+#include "constants/memory_estimate.hpp"
 #include "constants/series_sum.hpp"
+#include "constants/stage_lines.hpp"
 #include "multiply/multiply.hpp"
 #include "newton/inv_sqrt.hpp"
 #include "newton/reciprocal.hpp"
-#include "shell/console.hpp"
-#include "shell/number_print.hpp"
-#include "shell/progress.hpp"
 
 namespace zx {
 
-void ChudnovskySeries::Leaf(AllocationHeap* heap, uint64_t k, BigFloat& t, BigFloat& q, BigFloat* p) {
-  // P stays positive: the alternating sign rides on T alone.
-  BigFloat pk;
-  SetProduct(heap, pk, {2 * k - 1, 6 * k - 5, 6 * k - 1});
-  BigFloatCopy(heap, pk, t);
-  MultiplySmall(heap, t, 13591409 + 545140134 * k);
-  if (k % 2 == 1) BigFloatNegate(t);
-  SetProduct(heap, q, {kLeafQ, k, k, k});
-  if (p != nullptr) {
-    *p = pk;
-  } else {
-    BigFloatRelease(pk);
-  }
+void ChudnovskyTerms::Leaf(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP) {
+  SetPolynomialProduct(heap, node.part[kPartT], k, {545140134, 13591409},
+                       {2 * k - 1, 6 * k - 5, 6 * k - 1});
+  if (k % 2 == 1) BigFloatNegate(node.part[kPartT]);
+  SetProduct(heap, node.part[kPartQ], {kLeafQ, k, k, k});
+  if (wantP) SetProduct(heap, node.part[kPartP], {2 * k - 1, 6 * k - 5, 6 * k - 1});
 }
 
-void RamanujanSeries::Leaf(AllocationHeap* heap, uint64_t k, BigFloat& t, BigFloat& q, BigFloat* p) {
-  BigFloat pk;
-  SetProduct(heap, pk, {4 * k - 1, 4 * k - 2, 4 * k - 3});
-  BigFloatCopy(heap, pk, t);
-  MultiplySmall(heap, t, 1103 + 26390 * k);
-  SetProduct(heap, q, {kLeafQ, k, k, k});
-  if (p != nullptr) {
-    *p = pk;
-  } else {
-    BigFloatRelease(pk);
-  }
+void RamanujanTerms::Leaf(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP) {
+  SetPolynomialProduct(heap, node.part[kPartT], k, {26390, 1103},
+                       {4 * k - 1, 4 * k - 2, 4 * k - 3});
+  SetProduct(heap, node.part[kPartQ], {kLeafQ, k, k, k});
+  if (wantP) SetProduct(heap, node.part[kPartP], {4 * k - 1, 4 * k - 2, 4 * k - 3});
 }
 
 namespace {
@@ -50,22 +34,24 @@ struct PiFinish {
   uint32_t invSqrtOf;
 };
 
-template <SeriesPolicy S, bool kSwap>
-void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, const PiFinish& f) {
+// Pi = numerator·Q / (sqrt(c)·(A·Q + T)), as numerator·Q · 1/(A·Q + T) · 1/sqrt(c).
+template <Storage kStorage, LinearTerms Terms>
+void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, bool show,
+               const PiFinish& f) {
   const uint64_t w = p + 2;
   const uint64_t cap = p + 5;
-  ConsoleWrite("Computing: Pi\n\n");
-  ConsoleWrite(f.algorithmLine);
-  ConsoleWrite("Summing Series:\n");
-  ProgressTimerStart();
-  const int64_t startMillis = ClockMillis();
-  const int64_t startSeconds = ClockSeconds();
+  const StageClock clock = StageBegin(show, "Computing: Pi\n\n", f.algorithmLine);
 
-  BigFloat t, q;
-  SumSeriesImpl<S, kSwap>(heap, t, q, w, k > 0 ? k + 1 : 0);
+  PqtNode sum;
+  SeriesSettings settings;
+  settings.precisionWords = w;
+  settings.depth = k > 0 ? k + 1 : 0;
+  settings.progressPrefix = show ? kSummingPrefix : nullptr;
+  SumSeries<kStorage>(LinearSeries<Terms>{}, heap, sum, settings);
+  BigFloat& t = sum.part[kPartT];
+  BigFloat& q = sum.part[kPartQ];
 
-  ProgressClear();
-  ConsoleWrite("Finalizing...");
+  StageLine(show, "Finalizing...");
   BigFloat constant, numerator, denominator;
   BigFloatSetWord(heap, constant, f.numerator);
   BigFloatMultiplyKeep(heap, q, constant, numerator, cap, k);
@@ -76,48 +62,41 @@ void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, c
   BigFloatRelease(q);
   BigFloatAdd(heap, denominator, t, denominator, w);
   BigFloatRelease(t);
-  if constexpr (kSwap) {
-    InvertInPlaceStaged(heap, denominator, w, true, k);
+  if constexpr (kStorage == Storage::kSwap) {
+    InvertInPlaceStaged(heap, denominator, w, show, k);
   } else {
-    InvertInPlace(heap, denominator, w, true, k);
+    InvertInPlace(heap, denominator, w, show, k);
   }
 
-  ProgressClear();
-  ConsoleWrite("Multiplying...  \t( ");
-  PrintCommas(static_cast<uint64_t>(static_cast<double>(w) * 9.632959861247397) + 1, 0);
-  ConsoleWrite(" )");
-  ConsoleFlush();
+  StageMultiplying(show, w);
   BigFloat quotient;
   BigFloatMultiplyKeep(heap, numerator, denominator, quotient, cap, k);
   BigFloatRelease(numerator);
   BigFloatRelease(denominator);
 
-  ProgressTimerStart();
-  ProgressClear();
-  ConsoleWrite("InvSqrt...\n");
+  StageLine(show, "InvSqrt...\n", true);
   BigFloat root;
-  if constexpr (kSwap) {
-    InvSqrtIntStaged(heap, f.invSqrtOf, root, w, true, k);
+  if constexpr (kStorage == Storage::kSwap) {
+    InvSqrtIntStaged(heap, f.invSqrtOf, root, w, show, k);
   } else {
-    InvSqrtInt(heap, f.invSqrtOf, root, w, true, k);
+    InvSqrtInt(heap, f.invSqrtOf, root, w, show, k);
   }
 
-  ProgressTimerStart();
-  ProgressClear();
-  ConsoleWrite("Final Multiply...\n");
+  StageLine(show, "Final Multiply...\n", true);
   BigFloatMultiplyKeep(heap, quotient, root, result, cap, k);
   BigFloatRelease(root);
   BigFloatRelease(quotient);
 
-  ConsoleWrite("\nCompute Pi Time: ");
-  PrintSeconds(ElapsedSeconds(startMillis, startSeconds));
+  StageTime(show, "\nCompute Pi Time: ", clock);
 }
 
-template <SeriesPolicy S>
+// The data at the peak: four numbers of p words less the words the first segment's terms shed.
+template <LinearTerms Terms>
 uint64_t PiMemory(uint64_t p, uint32_t k) {
-  const uint64_t n = TermCount<S>(p);
-  const uint64_t m = GrowSplit<S>(0, n, p, 0);
-  const auto gained = static_cast<uint64_t>(static_cast<double>(m) * S::kWordsPerTerm);
+  const LinearSeries<Terms> series;
+  const uint64_t n = series.TermCount(p);
+  const uint64_t m = GrowSplit(series, 0, n, p, 0);
+  const auto gained = static_cast<uint64_t>(static_cast<double>(m) * Terms::kWordsPerTerm);
   const uint64_t dataWords = 4 * p > gained ? 4 * p - gained : 0;
   return BaseMemoryBytes(p, k, 1) + dataWords * 8;
 }
@@ -129,45 +108,35 @@ constexpr PiFinish kRamanujanFinish{"Algorithm: Ramanujan's Formula\n\n", 1103, 
 }  // namespace
 
 void ComputePiChudnovsky(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
-                         uint32_t /*flag*/, uint32_t threadExponent) {
-  ComputePi<ChudnovskySeries, false>(heap, result, precisionWords, threadExponent,
-                                     kChudnovskyFinish);
+                         uint32_t flag, uint32_t threadExponent) {
+  ComputePi<Storage::kMemory, ChudnovskyTerms>(heap, result, precisionWords, threadExponent,
+                                               flag != 0, kChudnovskyFinish);
 }
 
 void ComputePiRamanujan(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
-                        uint32_t /*flag*/, uint32_t threadExponent) {
-  ComputePi<RamanujanSeries, false>(heap, result, precisionWords, threadExponent, kRamanujanFinish);
+                        uint32_t flag, uint32_t threadExponent) {
+  ComputePi<Storage::kMemory, RamanujanTerms>(heap, result, precisionWords, threadExponent,
+                                              flag != 0, kRamanujanFinish);
 }
 
 void ComputePiChudnovskySwap(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
-                             uint32_t /*flag*/, uint32_t threadExponent) {
-  ComputePi<ChudnovskySeries, true>(heap, result, precisionWords, threadExponent,
-                                    kChudnovskyFinish);
+                             uint32_t flag, uint32_t threadExponent) {
+  ComputePi<Storage::kSwap, ChudnovskyTerms>(heap, result, precisionWords, threadExponent,
+                                             flag != 0, kChudnovskyFinish);
 }
 
 void ComputePiRamanujanSwap(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
-                            uint32_t /*flag*/, uint32_t threadExponent) {
-  ComputePi<RamanujanSeries, true>(heap, result, precisionWords, threadExponent, kRamanujanFinish);
-}
-
-uint64_t BaseMemoryBytes(uint64_t lengthWords, uint32_t threadExponent, uint32_t extraLevels) {
-  if (threadExponent == 0) return MultiplyMemoryBytes(lengthWords, 0);
-  uint64_t bytes = MultiplyMemoryBytes(lengthWords, threadExponent);
-  uint64_t s = lengthWords / 4 + 10;
-  const uint32_t levels = threadExponent + extraLevels;
-  for (uint32_t j = 1; j <= levels; ++j) {
-    s = s / 2 + 10;
-    bytes = std::max(bytes, MultiplyMemoryBytes(s, levels - j) << j);
-  }
-  return bytes;
+                            uint32_t flag, uint32_t threadExponent) {
+  ComputePi<Storage::kSwap, RamanujanTerms>(heap, result, precisionWords, threadExponent,
+                                            flag != 0, kRamanujanFinish);
 }
 
 uint64_t PiMemoryChudnovsky(uint64_t precisionWords, uint32_t threadExponent) {
-  return PiMemory<ChudnovskySeries>(precisionWords, threadExponent);
+  return PiMemory<ChudnovskyTerms>(precisionWords, threadExponent);
 }
 
 uint64_t PiMemoryRamanujan(uint64_t precisionWords, uint32_t threadExponent) {
-  return PiMemory<RamanujanSeries>(precisionWords, threadExponent);
+  return PiMemory<RamanujanTerms>(precisionWords, threadExponent);
 }
 
 }  // namespace zx

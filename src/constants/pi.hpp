@@ -7,11 +7,12 @@
 #include <cstdint>
 
 #include "bignum/bigfloat.hpp"
-#include "constants/series_policy.hpp"
+#include "constants/hypergeometric.hpp"
 
 namespace zx {
 
-struct ChudnovskySeries {
+// The terms of the two series (the summed policies are LinearSeries of them).
+struct ChudnovskyTerms {
   static constexpr double kWordsPerTerm = 1.472200410569245;     // log2(640320^3/1728)/32
   static constexpr double kTermsPerWord = 0.6792553465009138;
   static constexpr double kLnLeafQ = 36.93111616078457;          // ln(640320^3/24)
@@ -19,10 +20,10 @@ struct ChudnovskySeries {
   static constexpr double kMemoryFactor = 10.5;
   static constexpr uint64_t kLeafQ = 10939058860032000;          // 640320^3/24
   static double SizeEstimate(uint64_t n) { return FactorialPowerEstimate(n, 3, kLnLeafQ); }
-  static void Leaf(AllocationHeap* heap, uint64_t k, BigFloat& t, BigFloat& q, BigFloat* p);
+  static void Leaf(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP);
 };
 
-struct RamanujanSeries {
+struct RamanujanTerms {
   static constexpr double kWordsPerTerm = 0.8286695775099512;
   static constexpr double kTermsPerWord = 1.206753604983153;
   static constexpr double kLnLeafQ = 22.53936248389803;          // ln(396^4/4)
@@ -30,14 +31,17 @@ struct RamanujanSeries {
   static constexpr double kMemoryFactor = 10.5;
   static constexpr uint64_t kLeafQ = 6147814464;                 // 396^4/4
   static double SizeEstimate(uint64_t n) { return FactorialPowerEstimate(n, 3, kLnLeafQ); }
-  static void Leaf(AllocationHeap* heap, uint64_t k, BigFloat& t, BigFloat& q, BigFloat* p);
+  static void Leaf(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP);
 };
 
+using ChudnovskySeries = LinearSeries<ChudnovskyTerms>;
+using RamanujanSeries = LinearSeries<RamanujanTerms>;
 static_assert(SeriesPolicy<ChudnovskySeries>);
 static_assert(SeriesPolicy<RamanujanSeries>);
 
-// result = Pi to p words (plus guard words); threadExponent is the user's k. Prints the stage
-// lines and "Compute Pi Time: ".
+// result = Pi to p words (plus guard words); threadExponent is the user's k. With flag 1 it prints
+// its banner, stage lines, progress and "Compute Pi Time: "; with 0 it is quiet, as a computation
+// inside another one.
 void ComputePiChudnovsky(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
                          uint32_t flag, uint32_t threadExponent);
 void ComputePiRamanujan(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
@@ -49,8 +53,6 @@ void ComputePiChudnovskySwap(AllocationHeap* heap, BigFloat& result, uint64_t pr
 void ComputePiRamanujanSwap(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
                             uint32_t flag, uint32_t threadExponent);
 
-// base(n, k, e): the multiplication scratch of a run whose series forks 2^(k+e) ways.
-uint64_t BaseMemoryBytes(uint64_t lengthWords, uint32_t threadExponent, uint32_t extraLevels);
 uint64_t PiMemoryChudnovsky(uint64_t precisionWords, uint32_t threadExponent);
 uint64_t PiMemoryRamanujan(uint64_t precisionWords, uint32_t threadExponent);
 

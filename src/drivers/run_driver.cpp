@@ -70,26 +70,45 @@ void EndRun(RunScope& scope) {
   ReleaseFftTables();
 }
 
-void Compute(const ConstantRun& run, int algorithm, const RunSettings& settings, AllocationHeap* heap,
-             BigFloat& result) {
-  const ComputeFn compute = settings.mode == 2 ? run.swapping[algorithm] : run.memory[algorithm];
-  compute(heap, result, settings.precisionWords, 1, settings.threadExponent);
-  if (result.magnitude.words != nullptr) {
+void CompactResult(BigFloat& result) {
+  if (result.magnitude.words != nullptr && result.magnitude.length != 0) {
     result.magnitude.words = static_cast<uint32_t*>(HeapCompact(result.magnitude.words));
   }
 }
 
-std::string FileName(const ConstantRun& run, DigitRadix radix, const char* label) {
-  return DigitFileName(run.files.constantName, radix, label);
+void Compute(const ConstantRun& run, int algorithm, const RunSettings& settings, AllocationHeap* heap,
+             BigFloat& result) {
+  const AlgorithmRun& entry = run.algorithms[algorithm];
+  const ComputeFn compute = settings.mode == 2 ? entry.swapping : entry.memory;
+  compute(heap, result, settings.precisionWords, 1, settings.threadExponent);
+  CompactResult(result);
 }
 
-// Writes both files of one result; the decimal writer consumes it. Returns the writers' seconds.
+std::string FileName(const ConstantRun& run, DigitRadix radix, const char* label) {
+  return DigitFileName(run.constantName, radix, label);
+}
+
+// The extra value's file, written right after the result's hexadecimal file; the value is
+// released.
+double WriteExtra(const ConstantRun& run, const RunSettings& settings, AllocationHeap* heap,
+                  BigFloat& extra) {
+  ConsoleWrite(run.extra.heading);
+  const double seconds =
+      WriteHexDigits(heap, extra, settings.hexDigits + 1,
+                     DigitFileName(run.extra.constantName, DigitRadix::kHex, run.extra.label));
+  BigFloatRelease(extra);
+  return seconds;
+}
+
+// Writes both files of one result (and the extra value's between them, when given); the decimal
+// writer consumes the result. Returns the writers' seconds.
 double WriteResult(const ConstantRun& run, const char* label, const RunSettings& settings,
                    AllocationHeap* heap, BigFloat& result, ConversionTable& table, bool buildTable,
-                   bool secondary) {
+                   bool secondary, BigFloat* extra = nullptr) {
   ConsoleWrite("\n");
   double seconds = WriteHexDigits(heap, result, settings.hexDigits + 1,
                                   FileName(run, DigitRadix::kHex, label));
+  if (extra != nullptr) seconds += WriteExtra(run, settings, heap, *extra);
   ConsoleWrite("\n");
   if (settings.mode == 2) BigIntSwapOut(heap, result.magnitude);
   const bool swapping = settings.mode == 2;
@@ -117,7 +136,7 @@ void RunCompute(const ConstantRun& run, int algorithm, const RunSettings& settin
   RunScope scope = BeginRun(run.computeLine, settings);
   BigFloat result;
   Compute(run, algorithm, settings, scope.heap, result);
-  const char* label = algorithm == 0 ? run.files.algorithm1Label : run.files.algorithm2Label;
+  const char* label = run.algorithms[algorithm].fileLabel;
   ConversionTable table;
   const double writing =
       WriteResult(run, label, settings, scope.heap, result, table, true, false);
@@ -138,8 +157,16 @@ bool RunComputeAndVerify(const ConstantRun& run, const RunSettings& settings) {
   BigFloat result;
 
   ConsoleWrite("Computing...\n\n");
-  Compute(run, 0, settings, scope.heap, result);
-  WriteResult(run, kComputationLabel, settings, scope.heap, result, table, true, false);
+  if (run.extra.heading != nullptr) {
+    BigFloat extra;
+    const ComputeWithExtraFn compute = settings.mode == 2 ? run.extra.swapping : run.extra.memory;
+    compute(scope.heap, result, &extra, settings.precisionWords, 1, settings.threadExponent);
+    CompactResult(result);
+    WriteResult(run, kComputationLabel, settings, scope.heap, result, table, true, false, &extra);
+  } else {
+    Compute(run, 0, settings, scope.heap, result);
+    WriteResult(run, kComputationLabel, settings, scope.heap, result, table, true, false);
+  }
   ConsoleWrite("\n");
 
   ConsoleWrite("Verifying...\n\n");

@@ -12,16 +12,46 @@
 
 namespace zx {
 
-// Computes a constant into result at p words with 2^k threads, printing its own stage lines.
+// Computes a constant into result at p words with 2^k threads; flag 1 prints its own banner and
+// stage lines, 0 keeps it quiet.
 using ComputeFn = void (*)(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
                            uint32_t flag, uint32_t threadExponent);
+// Bytes of heap a run of precisionWords words with 2^k threads reserves in memory-only mode.
+using MemoryEstimateFn = uint64_t (*)(uint64_t precisionWords, uint32_t threadExponent);
+// A computation that leaves a second value beside its result (extra may be null: not wanted).
+using ComputeWithExtraFn = void (*)(AllocationHeap* heap, BigFloat& result, BigFloat* extra,
+                                    uint64_t precisionWords, uint32_t flag,
+                                    uint32_t threadExponent);
 
+// One algorithm of a constant's menu.
+struct AlgorithmRun {
+  const char* fileLabel;  // "Chudnovsky": the label of its files
+  ComputeFn memory;       // everything in memory
+  ComputeFn swapping;     // the same through the swap disks
+  MemoryEstimateFn memoryEstimate;
+};
+
+// A value that the first computation of a verify run writes beside its result, in hexadecimal,
+// after the result's hexadecimal file: "<heading>" then the file "<constant> - Hex - <label>.txt".
+struct ExtraOutput {
+  const char* heading;         // null: the constant has none
+  const char* constantName;
+  const char* label;
+  ComputeWithExtraFn memory;   // replace the first algorithm's computations in the verify run
+  ComputeWithExtraFn swapping;
+};
+
+// Everything that differs between constants: a new constant is one of these records.
 struct ConstantRun {
+  const char* menuText;     // the constant's menu: its title and options 1 and 2
+  const char* verifyText;   // its option 3 and "Enter your choice:\n"; null: the common text
   const char* computeLine;  // "Compute: Pi\n\n"
   const char* verifyLine;   // "Compute and Verify: Pi\n\n"
-  ConstantFileNames files;
-  ComputeFn memory[2];      // algorithm 1 and 2, everything in memory
-  ComputeFn swapping[2];    // the same through the swap disks
+  const char* constantName; // "Pi": the first part of its file names
+  AlgorithmRun algorithms[2];  // menu options 1 and 2; a verify run computes with the first and
+                               // verifies with the second
+  MemoryEstimateFn verifyEstimate;
+  ExtraOutput extra;
 };
 
 struct RunSettings {
@@ -34,7 +64,7 @@ struct RunSettings {
   const DiskList* disks = nullptr;    // the swap disks of mode 2
 };
 
-// Computes with algorithm 0 or 1 and writes "<stem> - Hex - <label>.txt" and the decimal file.
+// Computes with algorithm 0 or 1 and writes "<constant> - Hex - <label>.txt" and the decimal file.
 void RunCompute(const ConstantRun& run, int algorithm, const RunSettings& settings);
 // Computes with both algorithms, writes the Computation and Verification files and compares them.
 // Returns true when every requested digit matched.

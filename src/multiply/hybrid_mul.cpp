@@ -39,6 +39,14 @@ Layout LayoutFor(const HybridParams& params, bool square, uint32_t threadExponen
   layout.bufferBytes = layout.params.points * layout.strideWords * 4;
   layout.slotBytes = layout.params.points * sizeof(uint32_t*);
   layout.blockBytes = HybridScratchBlockBytes(layout.strideWords, layout.pointwise);
+  // Rows of few, large pieces have a scratch block per thread nearly as large as an operand's
+  // transform: past twice the operands' transforms, more threads would make such a product the
+  // largest of its run, and every memory estimate would have to grow for it.
+  const uint64_t operandBytes = layout.bufferBytes * (square ? 1 : 2);
+  while (layout.threadExponent > 1 &&
+         (layout.blockBytes << layout.threadExponent) > 2 * operandBytes) {
+    --layout.threadExponent;
+  }
   layout.totalBytes = (layout.bufferBytes + layout.slotBytes) * (square ? 1 : 2) +
                       (layout.blockBytes << layout.threadExponent);
   return layout;
@@ -142,6 +150,21 @@ uint64_t MemoryBytes(uint64_t la, uint64_t lb, uint64_t t, bool square, uint32_t
 }
 
 }  // namespace
+
+uint64_t HybridMemoryEnvelopeBytes(uint64_t productWords, uint32_t threadExponent) {
+  if (productWords == 0) return 0;
+  const uint64_t capacity = std::max(HybridChooseParams(productWords, false).capacityWords,
+                                     HybridChooseParams(productWords, true).capacityWords);
+  uint64_t bytes = 0;
+  for (const auto table : {HybridMultiplyTable(), HybridSquareTable()}) {
+    for (const HybridRow& row : table) {
+      if (row.capacityWords > capacity) break;
+      const HybridParams params = HybridParamsFromRow(row.k, row.c);
+      bytes = std::max(bytes, LayoutFor(params, false, threadExponent).totalBytes);
+    }
+  }
+  return bytes + kPieceOverheadBytes;
+}
 
 uint64_t HybridMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const uint32_t* b,
                         uint64_t lb, uint32_t* out, uint64_t t, uint32_t threadExponent) {

@@ -25,6 +25,10 @@ inline constexpr uint64_t kProductCheckFailed = ~uint64_t{0};
 // Bytes one call takes from the heap at most, allocation overhead included.
 uint64_t HybridMultiplyMemoryBytes(uint64_t la, uint64_t lb, uint64_t t, uint32_t threadExponent);
 uint64_t HybridSquareMemoryBytes(uint64_t n, uint64_t t, uint32_t threadExponent);
+// The most any product or square of at most productWords words takes. The rows are tuned for
+// speed, not memory: a shorter product may take a row with fewer, larger pieces whose per-thread
+// scratch outweighs the smaller transform, so the bound must cover every row up to the size.
+uint64_t HybridMemoryEnvelopeBytes(uint64_t productWords, uint32_t threadExponent);
 
 #if defined(ZX_TEST_HOOKS)
 // The next `products` hybrid products each corrupt one coefficient before the check.

@@ -251,7 +251,7 @@ uint64_t MultiplyMemoryBytes(uint64_t lengthWords, uint32_t threadExponent) {
   } else if (n < kHybridMinWords) {
     algorithmBytes = FftMemoryBytes(n);
   } else {
-    algorithmBytes = HybridMultiplyMemoryBytes(n, n, 0, threadExponent);
+    algorithmBytes = HybridMemoryEnvelopeBytes(2 * n, threadExponent);
   }
   const uint64_t splitBytes = kSplitLevelWordsPerWord * n * sizeof(uint32_t) * threadExponent;
   return productBytes + algorithmBytes + kSmallPiecesBytes + splitBytes;

@@ -32,7 +32,7 @@ void PrintAgmIteration(uint64_t iteration, int64_t agreeingWords) {
   ConsolePrintf("AGM Iteration:  %llu  ( ", static_cast<unsigned long long>(iteration));
   const auto magnitude = static_cast<uint64_t>(agreeingWords < 0 ? -agreeingWords : agreeingWords);
   if (agreeingWords < 0) ConsoleWrite("-");
-  PrintCommas(1 + static_cast<uint64_t>(static_cast<double>(magnitude) * kDigitsPerWordNewton), 0);
+  PrintCommas(1 + static_cast<uint64_t>(static_cast<double>(magnitude) * kDigitsPerWord), 0);
   ConsoleWrite(" )");
   ConsoleFlush();
 }

@@ -1,5 +1,6 @@
 #include "newton/newton_common.hpp"
 
+#include "shell/number_print.hpp"
 #include "shell/progress.hpp"
 
 namespace zx {
@@ -26,7 +27,7 @@ void PopMarker(bool progress) {
 void PrintIterating(bool progress, uint64_t correctWords) {
   if (!progress) return;
   ProgressPrint("Iterating: ",
-                1 + static_cast<uint64_t>(static_cast<double>(correctWords) * kDigitsPerWordNewton));
+                1 + static_cast<uint64_t>(static_cast<double>(correctWords) * kDigitsPerWord));
 }
 
 }  // namespace zx

@@ -8,8 +8,6 @@
 
 namespace zx {
 
-// Decimal digits held by one word: the progress lines count correct digits with it.
-inline constexpr double kDigitsPerWordNewton = 9.632959861247397;
 // Operands from this many words on are staged through the swap disks in the disk-swapping forms.
 inline constexpr uint64_t kStagedMinWords = 1000;
 

@@ -5,10 +5,10 @@
 
 #include <cstdint>
 
+#include "shell/number_print.hpp"
+
 namespace zx {
 
-// Decimal digits one 32-bit word holds: 32·log10(2).
-inline constexpr double kDigitsPerWord = 9.632959861247397;
 // 32-bit words per decimal digit, 1 / kDigitsPerWord.
 inline constexpr double kWordsPerDigit = 0.1038102529652301;
 // Base-10^9 words one 32-bit word is worth, kDigitsPerWord / 9.

@@ -68,6 +68,10 @@ uint64_t HeapFreeSpace(AllocationHeap* heap);
 // Two children of equal size from the free space, less a reserve of max(32·threads + 16, 96)
 // bytes for the parent's table. Too little space is fatal ("Allocation Failure\n").
 void HeapSplit(AllocationHeap* heap, uint32_t threads);
+// The same with the shared space divided firstShare : 1 − firstShare (clamped to
+// [kMinHeapShare, 1 − kMinHeapShare]), for halves whose work is not the same size.
+inline constexpr double kMinHeapShare = 1.0 / 16;
+void HeapSplitShare(AllocationHeap* heap, uint32_t threads, double firstShare);
 void HeapJoin(AllocationHeap* heap);
 // Children of a split heap (index 0 for the new thread, 1 for the calling one).
 AllocationHeap* HeapChild(AllocationHeap* heap, int index);

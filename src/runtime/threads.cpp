@@ -116,11 +116,11 @@ void RaiseThreadPriority() {
 
 void ForkJoin(AllocationHeap* heap, uint32_t splitThreads,
               const std::function<uint32_t(AllocationHeap*)>& first,
-              const std::function<uint32_t(AllocationHeap*)>& second) {
+              const std::function<uint32_t(AllocationHeap*)>& second, double firstShare) {
   AllocationHeap* firstHeap = nullptr;
   AllocationHeap* secondHeap = nullptr;
   if (heap != nullptr) {
-    HeapSplit(heap, splitThreads);
+    HeapSplitShare(heap, splitThreads, firstShare);
     firstHeap = HeapChild(heap, 0);
     secondHeap = HeapChild(heap, 1);
   }

@@ -31,10 +31,10 @@ void RaiseThreadPriority();
 // Runs first(child 0) on a new thread and second(child 1) on this one, then joins. With a heap the
 // heap is split for threads and joined afterwards; with a null heap both halves get null. If the
 // thread cannot be started, "Warning: Unable to create thread.\n" is printed and first runs here,
-// before second.
+// before second. firstShare is the part of the free space that first's heap gets.
 void ForkJoin(AllocationHeap* heap, uint32_t splitThreads,
               const std::function<uint32_t(AllocationHeap*)>& first,
-              const std::function<uint32_t(AllocationHeap*)>& second);
+              const std::function<uint32_t(AllocationHeap*)>& second, double firstShare = 0.5);
 
 // Runs parts 0..count−1, one thread each but the last, which runs on the calling thread; started
 // threads get raised priority and are joined in order.

@@ -7,6 +7,9 @@
 
 namespace zx {
 
+// Decimal digits one 32-bit word holds, 32·log10(2): every digit count shown for a word count.
+inline constexpr double kDigitsPerWord = 9.632959861247397;
+
 int PrintU32(uint32_t value);
 int PrintU64(uint64_t value);
 // Thousands separated by ",", right-aligned to at least widthChars (0: no padding).

@@ -1,14 +1,18 @@
-// The engine's rules checked through a policy of its own: a series whose terms are easy to sum
-// exactly (T(k)/Q-ratio of a geometric-like series), instrumented to count what the engine asks of
-// its leaves.
+// The engine's rules checked through policies of the tests' own, whose sums are known exactly,
+// and the leaves of the real series against their formulas evaluated by GMP.
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 
 #include "bignum_oracle.hpp"
 #include "constants/leaf_terms.hpp"
 #include "constants/pi.hpp"
 #include "constants/series_sum.hpp"
+#include "constants/zeta3.hpp"
+#include "mpfr_oracle.hpp"
+#include "newton/reciprocal.hpp"
+#include "runtime/run_record.hpp"
 #include "runtime/threads.hpp"
 #include "test_support.hpp"
 
@@ -18,48 +22,82 @@ namespace {
 std::atomic<uint64_t> gLeavesWithP{0};
 std::atomic<uint64_t> gLeaves{0};
 
-// Σ_{k≥1} Π_{j≤k} 1/(4j) · ... : P(k) = 1, Q(k) = 4k, T(k) = 1 sums Σ 1/(4^k k!).
-struct CountingSeries {
+// P(k) = 1, Q(k) = 4k, T(k) = 1 sums Σ 1/(4^k k!), and counts what the engine asks of its leaves.
+struct CountingTerms {
   static constexpr double kWordsPerTerm = 0.1;
   static constexpr double kTermsPerWord = 10;
   static constexpr uint64_t kBalancedSplitMinTerms = 100;
   static constexpr double kMemoryFactor = 10.5;
   static double SizeEstimate(uint64_t n) { return FactorialPowerEstimate(n, 1, std::log(4.0)); }
-  static void Leaf(AllocationHeap* heap, uint64_t k, BigFloat& t, BigFloat& q, BigFloat* p) {
+  static void Leaf(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP) {
     ++gLeaves;
-    SetProduct(heap, t, {1});
-    SetProduct(heap, q, {4 * k});
-    if (p != nullptr) {
+    SetProduct(heap, node.part[kPartT], {1});
+    SetProduct(heap, node.part[kPartQ], {4 * k});
+    if (wantP) {
       ++gLeavesWithP;
-      SetProduct(heap, *p, {1});
+      SetProduct(heap, node.part[kPartP], {1});
     }
   }
 };
+using CountingSeries = LinearSeries<CountingTerms>;
 
-TEST(SeriesSplit, MidpointBelowOneHundredTermsBalancedFrom) {
-  // Over 0..99 the midpoint is 49; from 100 terms on the split follows the size estimate, which
+// Σ 4^(−k)/(2k+1) = ln 3 − 1 with the powers of 4 kept absolute (exponent shifts), so a node
+// needs no P: T/Q over a range is its part of the sum itself. A two-part node summed chunk by
+// chunk, each chunk divided out at its own precision.
+struct ShiftedOddSeries {
+  using Node = SeriesNode<2>;
+  uint64_t TermCount(uint64_t p) const { return 16 * p + 1; }
+  uint64_t RemainingWords(uint64_t p, uint64_t n) const {
+    return LinearRemainingWords(p, n, 1.0 / 16);
+  }
+  double SizeEstimate(uint64_t n) const { return FactorialPowerEstimate(n, 1, std::log(2.0)); }
+  uint64_t BalancedSplitMinTerms() const { return 100; }
+  double MemoryFactor() const { return 10.5; }
+  void Leaf(AllocationHeap* heap, uint64_t k, Node& node, bool) const {
+    BigFloatSetWord(heap, node.part[0], 1);
+    BigFloatShiftBits(heap, node.part[0], -2 * static_cast<int64_t>(k));
+    SetProduct(heap, node.part[1], {2 * k + 1});
+  }
+  // T = T1·Q2 + T2·Q1, Q = Q1·Q2.
+  void Merge(AllocationHeap* heap, Node& left, Node& right, Node& out,
+             const SeriesMerge& merge) const {
+    const uint64_t ra = RemainingWords(merge.precisionWords, merge.a) + 3;
+    const uint64_t rm = RemainingWords(merge.precisionWords, merge.m) + 3;
+    BigFloat t1q2, t2q1;
+    BigFloatMultiplyKeep(heap, left.part[0], right.part[1], t1q2, ra, merge.threads);
+    BigFloatMultiplyKeep(heap, right.part[0], left.part[1], t2q1, rm, merge.threads);
+    BigFloatAdd(heap, t1q2, t2q1, out.part[0], ra);
+    BigFloatMultiplyKeep(heap, left.part[1], right.part[1], out.part[1], ra, merge.threads);
+    for (BigFloat* x : {&t1q2, &t2q1, &left.part[0], &left.part[1], &right.part[0],
+                        &right.part[1]}) {
+      BigFloatRelease(*x);
+    }
+  }
+};
+static_assert(SeriesPolicy<ShiftedOddSeries>);
+
+TEST(SeriesSplit, MidpointBelowTheThresholdBalancedFrom) {
+  const ChudnovskySeries pi;
+  // Over 1000..1099 the midpoint; from 100 terms on the split follows the size estimate, which
   // grows faster than linearly, so the balanced point lies right of the midpoint.
-  EXPECT_EQ(SerialSplitPoint<ChudnovskySeries>(1000, 1099), 1049u);
-  const uint64_t balanced = SerialSplitPoint<ChudnovskySeries>(1000, 1100);
-  EXPECT_EQ(balanced, BalancedSplit<ChudnovskySeries>(1000, 1100));
-  const double mean =
-      (ChudnovskySeries::SizeEstimate(1000) + ChudnovskySeries::SizeEstimate(1100)) / 2;
-  EXPECT_GE(ChudnovskySeries::SizeEstimate(balanced), mean);
-  EXPECT_LT(ChudnovskySeries::SizeEstimate(balanced - 1), mean);
-  EXPECT_EQ(BalancedSplit<ChudnovskySeries>(5, 6), 6u);
-  EXPECT_EQ(BalancedSplit<ChudnovskySeries>(5, 5), 5u);
+  EXPECT_EQ(SerialSplitPoint(pi, 1000, 1099), 1049u);
+  const uint64_t balanced = SerialSplitPoint(pi, 1000, 1100);
+  const double mean = (pi.SizeEstimate(1000) + pi.SizeEstimate(1100)) / 2;
+  EXPECT_GE(pi.SizeEstimate(balanced), mean);
+  EXPECT_LT(pi.SizeEstimate(balanced - 1), mean);
+  EXPECT_EQ(BalancedSplit(pi, 5, 6), 6u);
+  // Zeta(3)'s series balance only ranges of 1000 terms and more.
+  const LinearSeries<AperyFormula2Terms> zeta;
+  EXPECT_EQ(BalancedSplit(zeta, 1000, 1999), 1499u);
+  EXPECT_NE(BalancedSplit(zeta, 1000, 2000), 1500u);
+  EXPECT_EQ(pi.RemainingWords(100, 10), 85u);   // 100 − 14.72
+  EXPECT_EQ(pi.RemainingWords(100, 1000), 0u);  // past the precision: guard words only
+  EXPECT_EQ(pi.RemainingWords(kNoTruncation, 0), kNoTruncation);
+  EXPECT_EQ(pi.TermCount(1000), 680u);
 }
 
-TEST(SeriesSplit, RemainingWordsAndTermCount) {
-  EXPECT_EQ(RemainingWords<ChudnovskySeries>(100, 0), 100u);
-  EXPECT_EQ(RemainingWords<ChudnovskySeries>(100, 10), 85u);   // 100 − 14.72
-  EXPECT_EQ(RemainingWords<ChudnovskySeries>(100, 1000), 0u);  // past the precision: guard words only
-  EXPECT_EQ(RemainingWords<ChudnovskySeries>(kNoTruncation, 0), kNoTruncation);
-  EXPECT_EQ(TermCount<ChudnovskySeries>(1000), 680u);
-}
-
-// Sum of 1/(4^k·k!) for k = 1..N as a rational: checks the engine's T/Q exactly at full precision.
-void ExpectExactSum(uint64_t terms, const BigFloat& t, const BigFloat& q) {
+// Sum of 1/(4^k·k!) for k = 1..N as a rational: checks T/Q exactly at full precision.
+void ExpectExactSum(uint64_t terms, const PqtNode& node) {
   mpz_t num, den, tz, qz, cross1, cross2;
   mpz_inits(num, den, tz, qz, cross1, cross2, nullptr);
   mpz_set_ui(num, 0);
@@ -68,30 +106,39 @@ void ExpectExactSum(uint64_t terms, const BigFloat& t, const BigFloat& q) {
     mpz_add(num, num, den);
     mpz_mul_ui(den, den, 4 * k);
   }
-  BigFloat tc = t, qc = q;
-  test::ToScaledMpz(tz, nullptr, tc, std::min(t.exponent, q.exponent));
-  test::ToScaledMpz(qz, nullptr, qc, std::min(t.exponent, q.exponent));
+  BigFloat t = node.part[kPartT], q = node.part[kPartQ];
+  const int64_t scale = std::min(t.exponent, q.exponent);
+  test::ToScaledMpz(tz, nullptr, t, scale);
+  test::ToScaledMpz(qz, nullptr, q, scale);
   mpz_mul(cross1, tz, den);
   mpz_mul(cross2, qz, num);
   EXPECT_EQ(mpz_cmp(cross1, cross2), 0) << terms;
   mpz_clears(num, den, tz, qz, cross1, cross2, nullptr);
 }
 
-TEST(SeriesEngine, ExactSumsAndNoThreadAtDepthZero) {
+// Threads are started for splits of 1000 terms and more down to the depth, and the sum is exact
+// whatever the depth, also in a heap that the shares split unevenly.
+TEST(SeriesEngine, ExactSumsAtEveryDepth) {
+  const CountingSeries series;
   for (const uint64_t terms : {1u, 2u, 99u, 100u, 1500u, 6000u}) {
     for (const uint32_t depth : {0u, 1u, 2u}) {
-      BigFloat t, q;
-      SeriesTriple triple;
-      const uint64_t threadsBefore = ThreadsStarted();
-      SplitThreaded<CountingSeries>(nullptr, 0, terms, triple, false, kNoTruncation, depth);
-      const uint64_t started = ThreadsStarted() - threadsBefore;
-      // A thread per split of a range of 1000 terms or more, down to the depth.
-      uint64_t expected = 0;
-      if (depth > 0 && terms >= 1000) expected = terms >= 4000 ? (1u << depth) - 1 : 1;
-      EXPECT_EQ(started, expected) << terms << " depth " << depth;
-      ExpectExactSum(terms, triple.t, triple.q);
-      BigFloatRelease(triple.t);
-      BigFloatRelease(triple.q);
+      for (const bool inHeap : {false, true}) {
+        AllocationHeap heap;
+        if (inHeap) HeapCreate(nullptr, &heap, 8 << 20);
+        PqtNode node;
+        const uint64_t threadsBefore = ThreadsStarted();
+        SplitThreaded(series, inHeap ? &heap : nullptr, 0, terms, node, false, kNoTruncation,
+                      depth);
+        uint64_t expected = 0;
+        if (depth > 0 && terms >= 1000) expected = terms >= 4000 ? (1u << depth) - 1 : 1;
+        EXPECT_EQ(ThreadsStarted() - threadsBefore, expected) << terms << " depth " << depth;
+        ExpectExactSum(terms, node);
+        NodeRelease(node);
+        if (inHeap) {
+          EXPECT_EQ(heap.activeCount, 0u);
+          HeapDestroy(&heap);
+        }
+      }
     }
   }
 }
@@ -100,9 +147,11 @@ TEST(SeriesEngine, ExactSumsAndNoThreadAtDepthZero) {
 // only the last leaf lies on the spine. So when no segment's P is formed beyond what merging
 // needs, exactly one leaf of the whole run comes without P.
 TEST(SeriesEngine, TheRightmostSegmentNeverFormsP) {
+  const CountingSeries series;
   for (const uint64_t precision : {8u, 300u, 3000u}) {
     std::vector<SeriesSegment> segments;
-    const uint64_t n = PlanSegments<CountingSeries>(nullptr, precision, kPlanMemory, segments);
+    const uint64_t n = series.TermCount(precision);
+    PlanSegments(series, nullptr, precision, kPlanMemory, 0, n, segments);
     ASSERT_FALSE(segments.empty());
     EXPECT_EQ(segments.front().startTerm, 0u);
     EXPECT_EQ(segments.back().endTerm, n);
@@ -110,22 +159,166 @@ TEST(SeriesEngine, TheRightmostSegmentNeverFormsP) {
       EXPECT_EQ(segments[i].startTerm, segments[i - 1].endTerm);
       EXPECT_GT(segments[i].endTerm, segments[i].startTerm);
     }
-    if (precision == 3000) {
-      EXPECT_GE(segments.size(), 3u);
-    }
+    if (precision == 3000) EXPECT_GE(segments.size(), 3u);
     gLeaves = 0;
     gLeavesWithP = 0;
-    BigFloat t, q;
+    PqtNode sum;
+    SeriesSettings settings;
+    settings.precisionWords = precision;
     test::ConsoleCapture quiet;
-    EXPECT_EQ(SumSeries<CountingSeries>(nullptr, t, q, precision, 0), n);
+    EXPECT_EQ(SumSeries<Storage::kMemory>(series, nullptr, sum, settings), n);
     EXPECT_EQ(gLeaves.load(), n) << precision;
     EXPECT_EQ(gLeavesWithP.load(), n - 1) << precision;
-    if (n < kSegmentedMinTerms) {
-      EXPECT_EQ(quiet.text(), "");  // a single serial pass prints no progress
-    }
-    BigFloatRelease(t);
-    BigFloatRelease(q);
+    // A single serial pass prints no progress.
+    if (n < kSegmentedMinTerms) EXPECT_EQ(quiet.text(), "");
+    NodeRelease(sum);
   }
+}
+
+// Summed chunk by chunk, each chunk divided out at the words its start still needs, in memory and
+// through the swap disks, with and without a progress line.
+TEST(SeriesEngine, ChunksFinishedAtTheirOwnPrecisionAddUpToTheSum) {
+  const ShiftedOddSeries series;
+  const std::string dir = test::MakeTempDir("chunks");
+  DiskList disks;
+  AddDiskPath(disks, dir);
+  for (const uint64_t precision : {4u, 500u, 4000u}) {
+    for (const Storage storage : {Storage::kMemory, Storage::kSwap}) {
+      const ScopedRun run(RunRecord{.swapDisks = &disks});
+      AllocationHeap heap;
+      HeapCreate(nullptr, &heap, 64 << 20);
+      uint64_t chunks = 0;
+      const auto finish = [&](SeriesNode<2>& node, uint64_t s, uint64_t, BigFloat& value) {
+        ++chunks;
+        const uint64_t words = series.RemainingWords(precision, s) + 3;
+        BigFloat inverse;
+        Reciprocal(&heap, node.part[1], inverse, words, false, 1);
+        BigFloatMultiplyKeep(&heap, node.part[0], inverse, value, words, 1);
+        BigFloatRelease(inverse);
+        NodeRelease(node);
+      };
+      SeriesSettings settings;
+      settings.precisionWords = precision;
+      settings.depth = 1;
+      settings.progressPrefix = precision == 4000 ? kSummingPrefix : nullptr;
+      BigFloat sum;
+      test::ConsoleCapture quiet;
+      const uint64_t terms =
+          storage == Storage::kMemory
+              ? SumSeriesByChunks<Storage::kMemory>(series, &heap, sum, settings, finish)
+              : SumSeriesByChunks<Storage::kSwap>(series, &heap, sum, settings, finish);
+      EXPECT_EQ(terms, series.TermCount(precision));
+      EXPECT_EQ(chunks > 1, precision > 4) << precision;
+      EXPECT_EQ(quiet.text().empty(), precision != 4000);
+      mpfr_t reference;
+      mpfr_init2(reference, static_cast<mpfr_prec_t>(32 * (precision + 8)));
+      mpfr_set_ui(reference, 3, MPFR_RNDN);
+      mpfr_log(reference, reference, MPFR_RNDN);
+      mpfr_sub_ui(reference, reference, 1, MPFR_RNDN);
+      EXPECT_GE(test::AgreeingWords(&heap, sum, reference), static_cast<double>(precision) - 1)
+          << precision << " words, storage " << static_cast<int>(storage);
+      mpfr_clear(reference);
+      BigFloatRelease(sum);
+      EXPECT_EQ(heap.activeCount, 0u);
+      HeapDestroy(&heap);
+    }
+  }
+  test::RemoveTree(dir);
+}
+
+// P, Q and T of a leaf evaluated from the series' formulas by GMP.
+struct LeafCase {
+  const char* name;
+  std::function<void(AllocationHeap*, uint64_t, PqtNode&)> leaf;
+  std::function<void(mpz_t, mpz_t, mpz_t, uint64_t)> formula;
+};
+
+void Power(mpz_t out, uint64_t base, unsigned long exponent) {
+  mpz_set_ui(out, base);
+  mpz_pow_ui(out, out, exponent);
+}
+
+const LeafCase kLeafCases[] = {
+    {"Chudnovsky", [](AllocationHeap* h, uint64_t k, PqtNode& n) { ChudnovskyTerms::Leaf(h, k, n, true); },
+     [](mpz_t p, mpz_t q, mpz_t t, uint64_t k) {
+       mpz_set_ui(p, 2 * k - 1);
+       mpz_mul_ui(p, p, 6 * k - 5);
+       mpz_mul_ui(p, p, 6 * k - 1);
+       Power(q, k, 3);
+       mpz_mul_ui(q, q, 10939058860032000u);
+       mpz_set_ui(t, k);
+       mpz_mul_ui(t, t, 545140134);
+       mpz_add_ui(t, t, 13591409);
+       mpz_mul(t, t, p);
+       if (k % 2 == 1) mpz_neg(t, t);
+     }},
+    {"Zeta(3) formula 1", [](AllocationHeap* h, uint64_t k, PqtNode& n) { AperyFormula1Terms::Leaf(h, k, n, true); },
+     [](mpz_t p, mpz_t q, mpz_t t, uint64_t k) {
+       Power(p, k, 5);
+       Power(q, 2 * k + 1, 5);
+       mpz_mul_ui(q, q, 32);
+       mpz_set_ui(t, k);
+       mpz_mul_ui(t, t, 205);
+       mpz_add_ui(t, t, 250);
+       mpz_mul_ui(t, t, k);
+       mpz_add_ui(t, t, 77);
+       mpz_mul(t, t, p);
+       if (k % 2 == 1) mpz_neg(t, t);
+     }},
+    {"Zeta(3) formula 2", [](AllocationHeap* h, uint64_t k, PqtNode& n) { AperyFormula2Terms::Leaf(h, k, n, true); },
+     [](mpz_t p, mpz_t q, mpz_t t, uint64_t k) {
+       mpz_t x;
+       mpz_init(x);
+       Power(p, k, 5);
+       Power(x, 2 * k - 1, 3);
+       mpz_mul(p, p, x);
+       mpz_set_ui(q, 4 * k + 1);
+       mpz_mul_ui(q, q, 4 * k + 3);
+       mpz_pow_ui(q, q, 3);
+       mpz_mul_ui(q, q, 3 * k + 1);
+       mpz_mul_ui(q, q, 3 * k + 2);
+       mpz_mul_ui(q, q, 24);
+       mpz_set_ui(t, 0);
+       for (const unsigned long c : {126392ul, 412708ul, 531578ul, 336367ul, 104000ul, 12463ul}) {
+         mpz_mul_ui(t, t, k);
+         mpz_add_ui(t, t, c);
+       }
+       mpz_mul(t, t, p);
+       if (k % 2 == 1) mpz_neg(t, t);
+       mpz_clear(x);
+     }},
+};
+
+// Small terms and terms past 2^32, where a product of two factors no longer fits a machine word.
+TEST(SeriesLeaves, MatchTheirFormulas) {
+  for (const LeafCase& c : kLeafCases) {
+    for (const uint64_t k : {1ull, 2ull, 7ull, 1000001ull, 4294967311ull, 6000000000ull}) {
+      PqtNode node;
+      c.leaf(nullptr, k, node);
+      mpz_t p, q, t, value;
+      mpz_inits(p, q, t, value, nullptr);
+      c.formula(p, q, t, k);
+      const mpz_t* expected[3] = {&t, &q, &p};
+      for (size_t part = 0; part < 3; ++part) {
+        test::ToScaledMpz(value, nullptr, node.part[part], 0);
+        EXPECT_EQ(mpz_cmp(value, *expected[part]), 0) << c.name << " k = " << k << " part " << part;
+      }
+      mpz_clears(p, q, t, value, nullptr);
+      NodeRelease(node);
+    }
+  }
+  // The first leaves of Zeta(3)'s series, worked by hand.
+  PqtNode node;
+  AperyFormula1Terms::Leaf(nullptr, 1, node, true);
+  EXPECT_EQ(node.part[kPartQ].magnitude.words[0], 7776u);
+  EXPECT_EQ(node.part[kPartT].magnitude.words[0], 532u);
+  EXPECT_EQ(node.part[kPartT].sign, 0u);
+  NodeRelease(node);
+  AperyFormula2Terms::Leaf(nullptr, 1, node, true);
+  EXPECT_EQ(node.part[kPartQ].magnitude.words[0], 20580000u);
+  EXPECT_EQ(node.part[kPartT].magnitude.words[0], 1523508u);
+  EXPECT_EQ(node.part[kPartP].magnitude.words[0], 1u);
+  NodeRelease(node);
 }
 
 }  // namespace

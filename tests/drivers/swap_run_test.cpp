@@ -9,13 +9,12 @@
 #include <filesystem>
 #include <thread>
 
-#include "drivers/pi_menu.hpp"
+#include "drivers/constant_runs.hpp"
 #include "drivers/run_driver.hpp"
+#include "menus/dialogues.hpp"
 #include "multiply/swap_memory.hpp"
-#include "runtime/swap_file.hpp"
-#include "constants/pi.hpp"
 #include "reference_digits.hpp"
-#include "shell/dialogues.hpp"
+#include "runtime/swap_file.hpp"
 #include "test_support.hpp"
 
 namespace zx {
@@ -23,7 +22,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-RunSettings SettingsFor(uint64_t digits, uint32_t threads, uint32_t mode, const DiskList* disks) {
+RunSettings SettingsFor(uint64_t digits, uint32_t threads, uint32_t mode, const DiskList* disks,
+                        const AlgorithmRun& algorithm = kPiRun.algorithms[0]) {
   RunSettings settings;
   settings.decimalDigits = digits;
   settings.hexDigits = HexDigitsFor(digits);
@@ -33,7 +33,7 @@ RunSettings SettingsFor(uint64_t digits, uint32_t threads, uint32_t mode, const 
   settings.disks = disks;
   settings.memoryBytes = mode == kModeDiskSwapping
                              ? SwapModeMemoryBytes(digits, threads) + 0x100000
-                             : PiMemoryChudnovsky(settings.precisionWords, threads);
+                             : algorithm.memoryEstimate(settings.precisionWords, threads);
   return settings;
 }
 
@@ -54,21 +54,49 @@ class SwapRunTest : public ::testing::Test {
     ASSERT_EQ(chdir(previous_), 0);
     test::RemoveTree(work_);
   }
-  // Runs Chudnovsky's Pi and returns the hashes of its two files.
-  std::pair<std::string, std::string> Run(const RunSettings& settings) {
+  // Runs one algorithm of a constant and returns the hashes of its two files.
+  std::pair<std::string, std::string> Run(const ConstantRun& run, int algorithm,
+                                          const RunSettings& settings) {
     test::ConsoleCapture quiet;
-    RunCompute(kPiRun, 0, settings);
-    return {test::Sha256OfFile(work_ + "/Pi - Hex - Chudnovsky.txt"),
-            test::Sha256OfFile(work_ + "/Pi - Dec - Chudnovsky.txt")};
+    RunCompute(run, algorithm, settings);
+    const char* label = run.algorithms[algorithm].fileLabel;
+    return {test::Sha256OfFile(work_ + "/" + DigitFileName(run.constantName, DigitRadix::kHex, label)),
+            test::Sha256OfFile(work_ + "/" + DigitFileName(run.constantName, DigitRadix::kDecimal,
+                                                           label))};
   }
   std::string work_;
   char previous_[4096] = {};
 };
 
-TEST_F(SwapRunTest, OneTwoAndThreeDisksWriteTheFilesOfTheMemoryRun) {
-  const uint64_t digits = 300000;
-  const auto memory = Run(SettingsFor(digits, 1, kModeRamOnly, nullptr));
-  for (int diskCount = 1; diskCount <= 3; ++diskCount) {
+struct SwapCase {
+  const char* name;
+  const ConstantRun* run;
+  int algorithm;
+  const char* reference;  // the reference's name, for sizes it lists; null: the memory run's files
+  uint64_t digits;
+  uint32_t threads;
+  int fewestDisks;
+  int mostDisks;
+};
+
+void PrintTo(const SwapCase& c, std::ostream* os) { *os << c.name; }
+
+class SwapRunMatches : public SwapRunTest, public ::testing::WithParamInterface<SwapCase> {};
+
+// Over each disk count from fewestDisks to mostDisks a disk-swapping run writes the memory run's files (or the reference
+// files), really goes to disk, and leaves no swap file behind.
+TEST_P(SwapRunMatches, TheFilesOfTheMemoryRunOverEveryDiskCount) {
+  const SwapCase& c = GetParam();
+  const AlgorithmRun& algorithm = c.run->algorithms[c.algorithm];
+  std::pair<std::string, std::string> expected;
+  if (c.reference != nullptr) {
+    expected = {test::ReferenceHash(c.reference, "hex", c.digits),
+                test::ReferenceHash(c.reference, "dec", c.digits)};
+  } else {
+    expected = Run(*c.run, c.algorithm, SettingsFor(c.digits, c.threads, kModeRamOnly, nullptr,
+                                                    algorithm));
+  }
+  for (int diskCount = c.fewestDisks; diskCount <= c.mostDisks; ++diskCount) {
     DiskList disks;
     std::vector<std::string> dirs;
     for (int i = 0; i < diskCount; ++i) {
@@ -76,15 +104,36 @@ TEST_F(SwapRunTest, OneTwoAndThreeDisksWriteTheFilesOfTheMemoryRun) {
       AddDiskPath(disks, dirs.back());
     }
     const uint64_t before = RaidFilesCreated();
-    const auto swapped = Run(SettingsFor(digits, 1, kModeDiskSwapping, &disks));
+    const auto swapped =
+        Run(*c.run, c.algorithm, SettingsFor(c.digits, c.threads, kModeDiskSwapping, &disks,
+                                             algorithm));
     EXPECT_GT(RaidFilesCreated(), before) << diskCount << " disks: nothing went to disk";
-    EXPECT_EQ(swapped, memory) << diskCount << " disks";
+    EXPECT_EQ(swapped, expected) << diskCount << " disks";
     for (const auto& dir : dirs) {
       EXPECT_EQ(SwapFilesIn(dir), 0u) << "swap files left in " << dir;
       test::RemoveTree(dir);
     }
   }
 }
+
+std::string SwapCaseName(const ::testing::TestParamInfo<SwapCase>& info) {
+  return info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Runs, SwapRunMatches,
+    ::testing::Values(SwapCase{"PiChudnovsky", &kPiRun, 0, nullptr, 300000, 1, 1, 3},
+                      SwapCase{"Zeta3Formula2", &kZeta3Run, 0, nullptr, 300000, 1, 1, 3},
+                      SwapCase{"Zeta3Formula1", &kZeta3Run, 1, "zeta3", 100000, 0, 1, 1}),
+    SwapCaseName);
+
+// From five million digits on the dialogue offers disk swapping; over two disks.
+INSTANTIATE_TEST_SUITE_P(
+    Long, SwapRunMatches,
+    ::testing::Values(SwapCase{"PiChudnovsky", &kPiRun, 0, "pi", 10000000, 1, 2, 2},
+                      SwapCase{"Zeta3Formula2", &kZeta3Run, 0, "zeta3", 5000000, 1, 2, 2},
+                      SwapCase{"Zeta3Formula1", &kZeta3Run, 1, "zeta3", 5000000, 1, 2, 2}),
+    SwapCaseName);
 
 // Files may grow to sizeBytes only: the first larger swap file finds the disk full.
 void LimitFileSize(rlim_t sizeBytes) {

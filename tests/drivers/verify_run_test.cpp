@@ -1,11 +1,13 @@
-// A compute-and-verify run whose second computation is wrong in one known word: the comparison
-// must stop at that digit and the run must report failure.
+// Compute-and-verify runs in process: one whose second computation is wrong in one known word
+// (the comparison must stop at that digit and the run report failure), and one whose first
+// computation leaves an extra value for a file of its own.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "constants/pi.hpp"
-#include "drivers/pi_menu.hpp"
+#include "drivers/constant_runs.hpp"
 #include "drivers/run_driver.hpp"
+#include "reference_digits.hpp"
 #include "test_support.hpp"
 
 namespace zx {
@@ -41,7 +43,7 @@ class VerifyRunTest : public ::testing::Test {
 
 TEST_F(VerifyRunTest, AlteredDigitStopsTheCompareAndFailsTheRun) {
   ConstantRun faulty = kPiRun;
-  faulty.memory[1] = FaultyPi;
+  faulty.algorithms[1].memory = FaultyPi;
   RunSettings settings;
   settings.decimalDigits = 50000;
   settings.hexDigits = 41525;
@@ -62,13 +64,34 @@ TEST_F(VerifyRunTest, AlteredDigitStopsTheCompareAndFailsTheRun) {
   EXPECT_NE(output.find("Matching Digits:   2,8", decimal), std::string::npos) << output.substr(hex);
   EXPECT_NE(output.find("Computation Failed\n\n"), std::string::npos);
 
-  ConstantRun sound = kPiRun;
-  capture.Take();
+}
+
+// The extra value: Pi again, standing in for the Log(2) of an Euler-Mascheroni run.
+void PiWithCopy(AllocationHeap* heap, BigFloat& result, BigFloat* extra, uint64_t precisionWords,
+                uint32_t flag, uint32_t threadExponent) {
+  ComputePiChudnovsky(heap, result, precisionWords, flag, threadExponent);
+  BigFloatCopy(heap, result, *extra);
+}
+
+TEST_F(VerifyRunTest, AnExtraValueIsWrittenBetweenTheFirstResultsFiles) {
+  ConstantRun run = kPiRun;
+  run.extra = {"Extra\n", "Pi", "Euler Run", PiWithCopy, nullptr};
+  RunSettings settings;
   settings.decimalDigits = 20000;
   settings.hexDigits = 16610;
   settings.precisionWords = 16610 / 8 + 2;
-  EXPECT_TRUE(RunComputeAndVerify(sound, settings));
-  EXPECT_NE(capture.text().find("Computation Successful\n\n"), std::string::npos);
+  settings.memoryBytes = PiMemoryRamanujan(settings.precisionWords, 0) + 16 * settings.precisionWords;
+  test::ConsoleCapture capture;
+  EXPECT_TRUE(RunComputeAndVerify(run, settings));
+  const std::string& output = capture.text();
+  const size_t hex = output.find("Writing Hexadecimal Digits:   16,611  digits written\n");
+  const size_t extra = output.find("Extra\nWriting Hexadecimal Digits:", hex);
+  const size_t decimal = output.find("Base Converting (Primary", hex);
+  EXPECT_LT(hex, extra);
+  EXPECT_LT(extra, decimal);
+  EXPECT_NE(output.find("Computation Successful\n\n"), std::string::npos);
+  EXPECT_EQ(test::Sha256OfFile(dir_ + "/Pi - Hex - Euler Run.txt"),
+            test::Sha256OfFile(dir_ + "/Pi - Hex - Computation.txt"));
 }
 
 }  // namespace

@@ -146,11 +146,12 @@ TEST(HybridThreads, EveryBudgetGivesTheSameProduct) {
 }
 
 // No budget, no thread; with a budget the passes start threads, and a thread that cannot be
-// started costs one warning and its half runs on the calling thread instead.
+// started costs one warning and its half runs on the calling thread instead. (The shape takes a
+// row of 128 pieces: rows of few, large pieces take fewer threads than offered.)
 TEST(HybridThreads, RefusedThreadsWarnAndChangeNothing) {
   std::mt19937_64 rng(test::TestSeed() + 12);
-  const Words a = test::RandomWords(rng, 50000);
-  const Words b = test::RandomWords(rng, 48000);
+  const Words a = test::RandomWords(rng, 60000);
+  const Words b = test::RandomWords(rng, 56000);
   const Words exact = test::GmpProduct(a, b);
   Words out(a.size() + b.size());
   const uint64_t before = ThreadsStarted();

@@ -122,29 +122,5 @@ TEST(HashWords61, IsTheValueModuloTheMersennePrime) {
   mpz_clears(value, modulus, nullptr);
 }
 
-TEST(DigitFileName, EveryConstantAndRole) {
-  EXPECT_EQ(DigitFileName(kPiFiles.constantName, DigitRadix::kDecimal, kPiFiles.algorithm1Label),
-            "Pi - Dec - Chudnovsky.txt");
-  EXPECT_EQ(DigitFileName(kLog2Files.constantName, DigitRadix::kHex, kLog2Files.algorithm1Label),
-            "Log(2) - Hex - Machin1.txt");
-  EXPECT_EQ(
-      DigitFileName(kEulerFiles.constantName, DigitRadix::kDecimal, kEulerFiles.algorithm2Label),
-      "Euler's Constant - Dec - Brent-McMillan (Refined).txt");
-  EXPECT_EQ(DigitFileName(kCatalanFiles.constantName, DigitRadix::kHex, kVerificationLabel),
-            "Catalan - Hex - Verification.txt");
-  EXPECT_EQ(
-      DigitFileName(kZeta3Files.constantName, DigitRadix::kDecimal, kZeta3Files.algorithm2Label),
-      "Zeta(3) - Dec - Amdeberhan-Zeiberger Formula 2.txt");
-  EXPECT_EQ(DigitFileName(kLog10Files.constantName, DigitRadix::kHex, kComputationLabel),
-            "Log(10) - Hex - Computation.txt");
-  EXPECT_EQ(DigitFileName(kLog2Files.constantName, DigitRadix::kHex, kEulerRunLabel),
-            "Log(2) - Hex - Euler Run.txt");
-  EXPECT_EQ(DigitFileName(kPiFiles.constantName, DigitRadix::kHex, kPiFiles.algorithm2Label),
-            "Pi - Hex - Ramanujan.txt");
-  EXPECT_EQ(DigitFileName(kCatalanFiles.constantName, DigitRadix::kDecimal,
-                          kCatalanFiles.algorithm2Label),
-            "Catalan - Dec - LogSeries.txt");
-}
-
 }  // namespace
 }  // namespace zx

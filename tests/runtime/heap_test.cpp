@@ -318,6 +318,32 @@ TEST_F(HeapMergeTest, JoinChargesTheLargerChildsPeakTwice) {
   Release(before);
 }
 
+// Shares split the space unevenly; the join charges the space at which each child's peak would
+// still have fitted its share, and shares past the clamp keep a sixteenth for the smaller child.
+TEST_F(HeapMergeTest, SharedSplitsSizeTheChildrenAndChargeByShare) {
+  for (const double share : {0.001, 0.75}) {
+    const uint64_t freeBefore = HeapFreeSpace(&heap);
+    const uint64_t peakBefore = heap.peakTop;
+    HeapSplitShare(&heap, 1, share);
+    const uint64_t savedTop = heap.savedTop;
+    AllocationHeap* first = HeapChild(&heap, 0);
+    AllocationHeap* second = HeapChild(&heap, 1);
+    const double size0 = static_cast<double>(first->end - first->start);
+    const double size1 = static_cast<double>(second->end - second->start);
+    const double expected = std::max(share, kMinHeapShare);
+    EXPECT_NEAR(size0 / (size0 + size1), expected, 1e-3) << share;
+    EXPECT_LE(first->end - first->start + second->end - second->start, freeBefore);
+    void* piece = AllocBytes(second, 4000);
+    const uint64_t peak = HeapPeakBytes(second);
+    Release(piece);
+    HeapJoin(&heap);
+    const double charged = static_cast<double>(savedTop) + peak * (size0 + size1) / size1;
+    EXPECT_NEAR(static_cast<double>(heap.peakTop),
+                std::max(static_cast<double>(peakBefore), charged), 2)
+        << share;
+  }
+}
+
 TEST(HeapDump, PrintsEveryFieldAndOneLinePerPiece) {
   AllocationHeap heap;
   HeapCreate(nullptr, &heap, 4096);

@@ -1,19 +1,36 @@
-#include "drivers/constant_menu.hpp"
+#include "menus/constant_menu.hpp"
 
+#include "menus/dialogues.hpp"
 #include "multiply/swap_memory.hpp"
 #include "shell/console.hpp"
 #include "shell/console_input.hpp"
-#include "shell/dialogues.hpp"
 
 namespace zx {
+namespace {
 
-void RunConstantOption(const ConstantRun& run, int option, MemoryEstimateFn estimate) {
+constexpr const char* kCommonVerifyText =
+    "Option 3\n"
+    "    Compute and Verify:\n"
+    "        Use both formulas to compute and verify. (great for stress-testing)\n\n"
+    "Enter your choice:\n";
+
+}  // namespace
+
+void ConstantMenu(const ConstantRun& run) {
+  ConsoleWrite(run.menuText);
+  ConsoleWrite(run.verifyText != nullptr ? run.verifyText : kCommonVerifyText);
+  RunConstantOption(run, static_cast<int>(ReadMenuChoice(3)) - 1);
+}
+
+void RunConstantOption(const ConstantRun& run, int option) {
   const DigitSettings digits = ReadDigits();
   RunSettings settings;
   settings.decimalDigits = digits.decimalDigits;
   settings.hexDigits = digits.hexDigits;
   settings.precisionWords = digits.words;
   settings.threadExponent = digits.threadExponent;
+  const MemoryEstimateFn estimate =
+      option == kVerifyOption ? run.verifyEstimate : run.algorithms[option].memoryEstimate;
   settings.memoryBytes = estimate(digits.words, digits.threadExponent);
   settings.mode = ReadMode(digits.decimalDigits, digits.threadExponent, &settings.memoryBytes,
                            SwapModeMemoryBytes);

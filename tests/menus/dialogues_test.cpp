@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "shell/dialogues.hpp"
+#include "menus/dialogues.hpp"
 #include "test_support.hpp"
 
 namespace zx {

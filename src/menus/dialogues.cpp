@@ -1,4 +1,4 @@
-#include "shell/dialogues.hpp"
+#include "menus/dialogues.hpp"
 
 #include <cmath>
 
@@ -9,7 +9,6 @@
 namespace zx {
 namespace {
 
-constexpr double kDigitsPerWord = 9.632959861247397;     // 32·log10(2)
 constexpr double kHexDigitsPerDigit = 0.8304820237218407;  // log(10)/log(16)
 
 // 1 − trunc(−x): floor(x) + 1 for every non-integral x, computed as the program always has.

@@ -1,8 +1,9 @@
-#include "shell/main_menu.hpp"
+#include "menus/main_menu.hpp"
 
+#include "drivers/constant_runs.hpp"
+#include "menus/constant_menu.hpp"
 #include "shell/console.hpp"
 #include "shell/console_input.hpp"
-#include "drivers/pi_menu.hpp"
 #include "shell/fatal.hpp"
 #include "tools/digit_tools.hpp"
 
@@ -78,25 +79,30 @@ void WarningPage() {
       "Prime95 torture test.\n");
 }
 
-// Choices without an action are numbers kept for constants still to come.
+// A choice opens a constant's menu or runs an action; one with neither is a number kept for a
+// constant still to come.
 using MenuAction = void (*)();
-constexpr MenuAction kMenuActions[kLastMenuChoice + 1] = {
-    nullptr,      // 0  Sqrt(2)
-    nullptr,      // 1  Golden Ratio
-    nullptr,      // 2  e
-    PiMenu,       // 3  Pi
-    nullptr,      // 4  Log(2)
-    nullptr,      // 5  Log(10)
-    nullptr,      // 6
-    nullptr,      // 7
-    nullptr,      // 8  Zeta(3)
-    nullptr,      // 9  Catalan
-    nullptr,      // 10 Euler-Mascheroni
-    DigitViewer,  // 11 Digit Viewer
-    FileCompare,  // 12 Compare Files
-    FileTruncate,  // 13 Truncate File
-    AboutPage,    // 14
-    WarningPage,  // 15
+struct MenuEntry {
+  const ConstantRun* constant;
+  MenuAction action;
+};
+const MenuEntry kMenuEntries[kLastMenuChoice + 1] = {
+    {nullptr, nullptr},       // 0  Sqrt(2)
+    {nullptr, nullptr},       // 1  Golden Ratio
+    {nullptr, nullptr},       // 2  e
+    {&kPiRun, nullptr},       // 3  Pi
+    {nullptr, nullptr},       // 4  Log(2)
+    {nullptr, nullptr},       // 5  Log(10)
+    {nullptr, nullptr},       // 6
+    {nullptr, nullptr},       // 7
+    {&kZeta3Run, nullptr},    // 8  Zeta(3)
+    {nullptr, nullptr},       // 9  Catalan
+    {nullptr, nullptr},       // 10 Euler-Mascheroni
+    {nullptr, DigitViewer},   // 11 Digit Viewer
+    {nullptr, FileCompare},   // 12 Compare Files
+    {nullptr, FileTruncate},  // 13 Truncate File
+    {nullptr, AboutPage},     // 14
+    {nullptr, WarningPage},   // 15
 };
 
 }  // namespace
@@ -136,13 +142,17 @@ void MainMenu() {
     ConsoleWrite("Unrecognized Option\n");
     return;
   }
-  const MenuAction action = kMenuActions[choice];
-  if (action == nullptr) {
+  const MenuEntry& entry = kMenuEntries[choice];
+  if (entry.constant == nullptr && entry.action == nullptr) {
     NotAvailable();
     return;
   }
   ConsoleWrite("\n\n");
-  action();
+  if (entry.constant != nullptr) {
+    ConstantMenu(*entry.constant);
+  } else {
+    entry.action();
+  }
 }
 
 int ZentrixMain() {

@@ -1,0 +1,65 @@
+// Zentrix's side of the constant benchmark: the table of constants and the one call that runs a
+// whole job through the compute driver, exactly as the menus start it (memory-only mode, the
+// algorithm's own memory estimate). The driver's console output is swallowed.
+#include <chrono>
+#include <string>
+
+#include "bench_constant.hpp"
+#include "drivers/constant_runs.hpp"
+#include "drivers/run_driver.hpp"
+#include "menus/dialogues.hpp"
+#include "shell/console.hpp"
+
+namespace zx::bench {
+namespace {
+
+// log10 is looked up as arb_log_ui(10) only where a library lacks arb_const_log10.
+const BenchConstant kBenchConstants[] = {
+    {"pi", "arb_const_pi", 0, &kPiRun, 0},           {"log2", "arb_const_log2", 0, nullptr, 0},
+    {"log10", "arb_const_log10", 10, nullptr, 0},    {"zeta3", "arb_const_apery", 0, &kZeta3Run, 0},
+    {"catalan", "arb_const_catalan", 0, nullptr, 0}, {"euler", "arb_const_euler", 0, nullptr, 0},
+};
+
+}  // namespace
+
+std::span<const BenchConstant> BenchConstants() {
+  return kBenchConstants;
+}
+
+const BenchConstant* FindBenchConstant(std::string_view name) {
+  for (const BenchConstant& constant : kBenchConstants) {
+    if (name == constant.name) return &constant;
+  }
+  return nullptr;
+}
+
+bool ZentrixHasConstant(const BenchConstant& constant) {
+  return constant.zentrixRun != nullptr;
+}
+
+double ZentrixConstantSeconds(const BenchConstant& constant, uint64_t digits,
+                              uint32_t threadExponent, uint64_t* estimateBytes) {
+  RunSettings settings;
+  settings.decimalDigits = digits;
+  settings.hexDigits = HexDigitsFor(digits);
+  settings.precisionWords = WordsFor(settings.hexDigits);
+  settings.threadExponent = threadExponent;
+  const MemoryEstimateFn estimate =
+      constant.zentrixRun->algorithms[constant.zentrixAlgorithm].memoryEstimate;
+  settings.memoryBytes = estimate(settings.precisionWords, threadExponent);
+  *estimateBytes = settings.memoryBytes;
+  std::string transcript;
+  ConsoleCaptureTo(&transcript);
+  const auto start = std::chrono::steady_clock::now();
+  RunCompute(*constant.zentrixRun, constant.zentrixAlgorithm, settings);
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  ConsoleCaptureTo(nullptr);
+  return seconds;
+}
+
+uint64_t ZentrixLastPeakBytes() {
+  return LastRunPeakBytes();
+}
+
+}  // namespace zx::bench

@@ -1,0 +1,12 @@
+// The table of constants: one ConstantRun per constant, with its menu text, banner lines, file
+// names, algorithms and memory estimates. Adding a constant adds one record here.
+#pragma once
+
+#include "drivers/run_driver.hpp"
+
+namespace zx {
+
+extern const ConstantRun kPiRun;
+extern const ConstantRun kZeta3Run;
+
+}  // namespace zx

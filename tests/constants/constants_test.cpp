@@ -1,0 +1,93 @@
+// Each constant by each algorithm, from one heap of exactly its estimated size, against MPFR.
+#include <gtest/gtest.h>
+
+#include "constants/pi.hpp"
+#include "constants/zeta3.hpp"
+#include "mpfr_oracle.hpp"
+#include "multiply/fft_mul.hpp"
+#include "runtime/run_record.hpp"
+#include "test_support.hpp"
+
+namespace zx {
+namespace {
+
+using ComputeFn = void (*)(AllocationHeap*, BigFloat&, uint64_t, uint32_t, uint32_t);
+using EstimateFn = uint64_t (*)(uint64_t, uint32_t);
+
+struct ConstantCase {
+  const char* name;
+  ComputeFn compute;
+  EstimateFn estimate;
+  void (*reference)(mpfr_t);
+  const char* timeLine;
+  uint64_t digits;
+  uint32_t threads;
+};
+
+void PiReference(mpfr_t x) { mpfr_const_pi(x, MPFR_RNDN); }
+void Zeta3Reference(mpfr_t x) { mpfr_zeta_ui(x, 3, MPFR_RNDN); }
+
+std::string CaseName(const ::testing::TestParamInfo<ConstantCase>& info) {
+  return std::string(info.param.name) + "_" + std::to_string(info.param.digits) + "_k" +
+         std::to_string(info.param.threads);
+}
+
+class ConstantAgainstMpfr : public ::testing::TestWithParam<ConstantCase> {};
+
+// The result agrees with MPFR's to the requested words, the run never needs more heap than its
+// estimate, and it leaves nothing behind in it. A quiet run (flag 0) prints nothing at all.
+TEST_P(ConstantAgainstMpfr, AgreesWithinTheGuardWordsInsideTheEstimatedHeap) {
+  const ConstantCase c = GetParam();
+  const uint64_t words =
+      (static_cast<uint64_t>(static_cast<double>(c.digits) * 0.8304820237218407) + 1) / 8 + 2;
+  PrepareFftTables(words + 100);
+  const uint64_t estimate = c.estimate(words, c.threads);
+  AllocationHeap heap;
+  HeapCreate(nullptr, &heap, estimate);
+  BigFloat value;
+  for (const uint32_t flag : {1u, 0u}) {
+    const ScopedRun run(RunRecord{.multiplyThreadCap = c.threads});
+    test::ConsoleCapture output;
+    c.compute(&heap, value, words, flag, c.threads);
+    if (flag == 1) {
+      EXPECT_NE(output.text().find(c.timeLine), std::string::npos);
+      BigFloatRelease(value);
+    } else {
+      EXPECT_EQ(output.text(), "");
+    }
+  }
+  mpfr_t reference;
+  mpfr_init2(reference, static_cast<mpfr_prec_t>(32 * (words + 8)));
+  c.reference(reference);
+  EXPECT_GE(test::AgreeingWords(&heap, value, reference), static_cast<double>(words));
+  EXPECT_LE(HeapPeakBytes(&heap), estimate);
+  BigFloatRelease(value);
+  EXPECT_EQ(heap.activeCount, 0u) << "pieces left in the heap";
+  HeapDestroy(&heap);
+  mpfr_clear(reference);
+  ReleaseFftTables();
+}
+
+constexpr const char* kPiTime = "Compute Pi Time: ";
+constexpr const char* kZetaTime = "Zeta(3) Time: ";
+
+INSTANTIATE_TEST_SUITE_P(
+    DigitsAndThreads, ConstantAgainstMpfr,
+    ::testing::Values(
+        ConstantCase{"Chudnovsky", ComputePiChudnovsky, PiMemoryChudnovsky, PiReference, kPiTime, 20, 0},
+        ConstantCase{"Ramanujan", ComputePiRamanujan, PiMemoryRamanujan, PiReference, kPiTime, 20, 0},
+        ConstantCase{"Chudnovsky", ComputePiChudnovsky, PiMemoryChudnovsky, PiReference, kPiTime, 10000, 0},
+        ConstantCase{"Ramanujan", ComputePiRamanujan, PiMemoryRamanujan, PiReference, kPiTime, 10000, 1},
+        ConstantCase{"Chudnovsky", ComputePiChudnovsky, PiMemoryChudnovsky, PiReference, kPiTime, 100000, 2},
+        ConstantCase{"Ramanujan", ComputePiRamanujan, PiMemoryRamanujan, PiReference, kPiTime, 100000, 1},
+        ConstantCase{"Chudnovsky", ComputePiChudnovsky, PiMemoryChudnovsky, PiReference, kPiTime, 1000000, 1},
+        ConstantCase{"Zeta3F1", ComputeZeta3Formula1, Zeta3Memory, Zeta3Reference, kZetaTime, 20, 0},
+        ConstantCase{"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime, 20, 0},
+        ConstantCase{"Zeta3F1", ComputeZeta3Formula1, Zeta3Memory, Zeta3Reference, kZetaTime, 1000, 2},
+        ConstantCase{"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime, 10000, 1},
+        ConstantCase{"Zeta3F1", ComputeZeta3Formula1, Zeta3Memory, Zeta3Reference, kZetaTime, 30000, 3},
+        ConstantCase{"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime, 30000, 0}),
+    CaseName);
+
+}  // namespace
+}  // namespace zx

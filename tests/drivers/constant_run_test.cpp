@@ -1,0 +1,188 @@
+// Whole runs of every constant through the program's standard input, one row each, with the
+// files they write checked against independent reference digits.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <vector>
+
+#include "reference_digits.hpp"
+#include "test_support.hpp"
+
+namespace zx {
+namespace test {
+
+std::string ReferenceHash(const std::string& constant, const std::string& radix, uint64_t digits) {
+  std::ifstream in(std::string(ZX_SOURCE_DIR) + "/tests/data/reference_hashes.txt");
+  std::string line;
+  while (std::getline(in, line)) {
+    if (line.empty() || line[0] == '#') continue;
+    char name[32], r[8], hash[65];
+    unsigned long long d = 0;
+    if (std::sscanf(line.c_str(), "%31s %7s %llu %64s", name, r, &d, hash) == 4 &&
+        constant == name && radix == r && d == digits) {
+      return hash;
+    }
+  }
+  return "no reference for " + constant + " " + radix + " " + std::to_string(digits);
+}
+
+std::string Sha256OfFile(const std::string& path) {
+  const std::string command = "sha256sum '" + path + "'";
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return "";
+  char buffer[65] = {};
+  const size_t read = std::fread(buffer, 1, 64, pipe);
+  pclose(pipe);
+  return std::string(buffer, read);
+}
+
+}  // namespace test
+
+namespace {
+
+struct WholeRun {
+  const char* name;
+  const char* input;     // the answers, menu to mode
+  const char* constant;  // the reference's name
+  uint64_t digits;
+  std::vector<std::string> files;  // " - Hex - " or " - Dec - " in the name tells the radix
+  std::vector<const char*> transcript;  // pieces that must appear in this order
+};
+
+void PrintTo(const WholeRun& run, std::ostream* os) { *os << run.name; }
+
+// Checks that the pieces appear in the output in this order.
+void ExpectInOrder(const std::string& output, const std::vector<const char*>& pieces) {
+  size_t at = 0;
+  for (const std::string piece : pieces) {
+    const size_t found = output.find(piece, at);
+    ASSERT_NE(found, std::string::npos) << "missing after offset " << at << ": " << piece;
+    at = found + piece.size();
+  }
+}
+
+class ConstantRunTest : public ::testing::TestWithParam<WholeRun> {
+ protected:
+  void SetUp() override { dir_ = test::MakeTempDir("wholerun"); }
+  void TearDown() override { test::RemoveTree(dir_); }
+  std::string dir_;
+};
+
+TEST_P(ConstantRunTest, WritesEveryDigitRight) {
+  const WholeRun& row = GetParam();
+  const test::ProgramRun run = test::RunProgram(row.input, dir_, "zentrix", 600);
+  ASSERT_EQ(run.exitCode, 0) << run.output;
+  ExpectInOrder(run.output, row.transcript);
+  for (const std::string& file : row.files) {
+    const std::string radix = file.find(" - Hex - ") != std::string::npos ? "hex" : "dec";
+    EXPECT_EQ(test::Sha256OfFile(dir_ + "/" + file),
+              test::ReferenceHash(row.constant, radix, row.digits))
+        << file;
+  }
+}
+
+// The four files a compute-and-verify run leaves.
+std::vector<std::string> VerifyFiles(const std::string& constant) {
+  std::vector<std::string> files;
+  for (const char* label : {" - Hex - Computation.txt", " - Dec - Computation.txt",
+                            " - Hex - Verification.txt", " - Dec - Verification.txt"}) {
+    files.push_back(constant + label);
+  }
+  return files;
+}
+
+const char* kVerifyEnd = "\nComputation Successful\n\n\nTotal Time (including writing digits):  ";
+
+INSTANTIATE_TEST_SUITE_P(
+    Runs, ConstantRunTest,
+    ::testing::Values(
+        WholeRun{"PiChudnovskyMillion", "3\n1\n1000000\n1\n1\n", "pi", 1000000,
+                 {"Pi - Hex - Chudnovsky.txt", "Pi - Dec - Chudnovsky.txt"},
+                 {"option = \n\n\nPi\n\nOption 1\n    Algorithm 1: Chudnovsky Formula (fastest)\n\n",
+                  "Enter your choice:\noption = \n",
+                  "Decimal Digits    : 1,000,000\nHexadecimal Digits: 830,483\n\n",
+                  " 1      Ram Only                    ",
+                  "\noption = \n\n\n\nCompute: Pi\n\nDecimal Digits    :   1,000,000\n"
+                  "Hexadecimal Digits:   830,483\n\nMode: Ram Only\n\n"
+                  "Allocating and Reserving Memory...  \t",
+                  "\nConstructing FFT lookup tables...\n\nBegin Computation:\n\n"
+                  "Computing: Pi\n\nAlgorithm: Chudnovsky Formula\n\nSumming Series:\n",
+                  "Finalizing...", "Multiplying...  \t( 1,000,037 )", "InvSqrt...\n",
+                  "Final Multiply...\n", "\nCompute Pi Time: ", " seconds  ( ",
+                  "Writing Hexadecimal Digits:   830,484  digits written\n",
+                  "\nConstructing Base Conversion Table:\n",
+                  "Base Converting (Primary Cutting Parameters):\n",
+                  "Writing Decimal Digits:   1,000,001  digits written\n",
+                  "\n\nTotal Computation Time:  ",
+                  " hours )\n\nTotal Time (including writing digits):  ",
+                  " hours )\n\n\n\n\n\nPress any key to continue . . . \n"}},
+        // An answer outside 1..3 asks again without printing the menu again.
+        WholeRun{"PiRamanujanThousandAfterReprompts", "3\n0\n4\n2\n1000\n0\n1\n", "pi", 1000,
+                 {"Pi - Hex - Ramanujan.txt", "Pi - Dec - Ramanujan.txt"},
+                 {"Enter your choice:\noption = option = option = \nHow many",
+                  "Algorithm: Ramanujan's Formula\n\n"}},
+        WholeRun{"PiVerifyMillion", "3\n3\n1000000\n1\n1\n", "pi", 1000000, VerifyFiles("Pi"),
+                 {"Compute and Verify: Pi\n\n", "Computing...\n\nComputing: Pi\n\n",
+                  "Algorithm: Chudnovsky Formula",
+                  "Base Converting (Primary Cutting Parameters):",
+                  "Verifying...\n\nComputing: Pi\n\nAlgorithm: Ramanujan's Formula",
+                  "Base Converting (Secondary Cutting Parameters):",
+                  "Comparing Hexadecimal Digits...\n", "Matching Digits:   830,483\n",
+                  "Comparing Decimal Digits...\n", "Matching Digits:   1,000,000\n", kVerifyEnd}},
+        WholeRun{"Zeta3Formula2Million", "8\n1\n1000000\n1\n1\n", "zeta3", 1000000,
+                 {"Zeta(3) - Hex - Amdeberhan-Zeiberger Formula 2.txt",
+                  "Zeta(3) - Dec - Amdeberhan-Zeiberger Formula 2.txt"},
+                 {"option = \n\n\nZeta(3)\n\nOption 1\n"
+                  "    Algorithm 1: Amdeberhan-Zeilberger Formula 2 (fastest)\n\nOption 2\n"
+                  "    Algorithm 2: Amdeberhan-Zeilberger Formula 1 (slightly slower)\n\n"
+                  "Option 3\n    Compute and Verify:\n"
+                  "        Use both formulas to compute and verify. (great for stress-testing)"
+                  "\n\nEnter your choice:\noption = \nHow many",
+                  "Compute: Zeta(3) (Apery's Constant)\n\nDecimal Digits    :   1,000,000\n",
+                  "Begin Computation:\n\nComputing: Zeta(3) (Apery's Constant)\n\n"
+                  "Algorithm: Amdeberhan-Zeiberger Formula 2\n\nSumming Series:\n",
+                  "Finalizing...", "Multiplying...  \t( 1,000,037 )", "\nZeta(3) Time: ",
+                  "Writing Decimal Digits:   1,000,001  digits written\n"}},
+        WholeRun{"Zeta3Formula1TwentyDigits", "8\n2\n20\n0\n1\n", "zeta3", 20,
+                 {"Zeta(3) - Hex - Amdeberhan-Zeiberger Formula 1.txt",
+                  "Zeta(3) - Dec - Amdeberhan-Zeiberger Formula 1.txt"},
+                 {"Algorithm: Amdeberhan-Zeiberger Formula 1\n\nSumming Series:\n", "Finalizing..."}},
+        WholeRun{"Zeta3Formula2TwentyDigits", "8\n1\n20\n2\n1\n", "zeta3", 20,
+                 {"Zeta(3) - Hex - Amdeberhan-Zeiberger Formula 2.txt",
+                  "Zeta(3) - Dec - Amdeberhan-Zeiberger Formula 2.txt"},
+                 {}},
+        WholeRun{"Zeta3Formula1HundredThousand", "8\n2\n100000\n2\n1\n", "zeta3", 100000,
+                 {"Zeta(3) - Hex - Amdeberhan-Zeiberger Formula 1.txt",
+                  "Zeta(3) - Dec - Amdeberhan-Zeiberger Formula 1.txt"},
+                 {}},
+        WholeRun{"Zeta3VerifyHundredThousand", "8\n3\n100000\n1\n1\n", "zeta3", 100000,
+                 VerifyFiles("Zeta(3)"),
+                 {"Compute and Verify: Zeta(3) (Apery's Constant)\n\n",
+                  "Computing...\n\nComputing: Zeta(3) (Apery's Constant)\n\n"
+                  "Algorithm: Amdeberhan-Zeiberger Formula 2",
+                  "Verifying...\n\nComputing: Zeta(3) (Apery's Constant)\n\n"
+                  "Algorithm: Amdeberhan-Zeiberger Formula 1",
+                  kVerifyEnd}}),
+    [](const ::testing::TestParamInfo<WholeRun>& info) { return std::string(info.param.name); });
+
+// Ten million digits: minutes on two cores.
+INSTANTIATE_TEST_SUITE_P(
+    Long, ConstantRunTest,
+    ::testing::Values(
+        WholeRun{"PiChudnovskyTenMillion", "3\n1\n10000000\n1\n1\n", "pi", 10000000,
+                 {"Pi - Hex - Chudnovsky.txt", "Pi - Dec - Chudnovsky.txt"}, {}},
+        WholeRun{"Zeta3Formula2TenMillion", "8\n1\n10000000\n1\n1\n", "zeta3", 10000000,
+                 {"Zeta(3) - Hex - Amdeberhan-Zeiberger Formula 2.txt",
+                  "Zeta(3) - Dec - Amdeberhan-Zeiberger Formula 2.txt"},
+                 {}},
+        WholeRun{"Zeta3Formula1TenMillion", "8\n2\n10000000\n1\n1\n", "zeta3", 10000000,
+                 {"Zeta(3) - Hex - Amdeberhan-Zeiberger Formula 1.txt",
+                  "Zeta(3) - Dec - Amdeberhan-Zeiberger Formula 1.txt"},
+                 {}},
+        WholeRun{"Zeta3VerifyMillion", "8\n3\n1000000\n1\n1\n", "zeta3", 1000000,
+                 VerifyFiles("Zeta(3)"), {kVerifyEnd}}),
+    [](const ::testing::TestParamInfo<WholeRun>& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace zx
