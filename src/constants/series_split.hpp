@@ -11,6 +11,7 @@
 #include "constants/series_policy.hpp"
 #include "multiply/multiply.hpp"
 #include "runtime/threads.hpp"
+#include "shell/fatal.hpp"
 
 namespace zx {
 
@@ -73,22 +74,25 @@ void NodeSwapOut(AllocationHeap* heap, SeriesNode<kParts>& node) {
   for (BigFloat& part : node.part) BigIntSwapOut(heap, part.magnitude);
 }
 
-// Slides the live buffers of some nodes, lowest first, into the gaps below them, so that the free
-// space above the last one is contiguous again.
+// Slides the live buffers of one or two nodes, lowest first, into the gaps below them, so that the
+// free space above the last one is contiguous again.
 template <size_t kParts>
 void NodesCompact(std::initializer_list<SeriesNode<kParts>*> nodes) {
-  BigInt* buffers[2 * kParts + 2] = {};
+  ZX_ASSERT(nodes.size() <= 2);
+  BigInt* buffers[2 * kParts] = {};
   size_t count = 0;
   for (SeriesNode<kParts>* node : nodes) {
     for (BigFloat& part : node->part) {
-      if (part.magnitude.words != nullptr && part.magnitude.length != 0) {
-        buffers[count++] = &part.magnitude;
+      if (part.magnitude.words == nullptr || part.magnitude.length == 0) continue;
+      // Insertion by address: a handful of entries.
+      size_t at = count++;
+      const auto address = reinterpret_cast<uintptr_t>(part.magnitude.words);
+      for (; at > 0 && reinterpret_cast<uintptr_t>(buffers[at - 1]->words) > address; --at) {
+        buffers[at] = buffers[at - 1];
       }
+      buffers[at] = &part.magnitude;
     }
   }
-  std::sort(buffers, buffers + count, [](const BigInt* x, const BigInt* y) {
-    return reinterpret_cast<uintptr_t>(x->words) < reinterpret_cast<uintptr_t>(y->words);
-  });
   for (size_t i = 0; i < count; ++i) {
     buffers[i]->words = static_cast<uint32_t*>(HeapCompact(buffers[i]->words));
   }

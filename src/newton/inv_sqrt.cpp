@@ -87,21 +87,21 @@ void InvSqrtInt(AllocationHeap* heap, uint32_t value, BigFloat& out, uint64_t n,
 }
 
 void InvSqrtIntStaged(AllocationHeap* heap, uint32_t value, BigFloat& out, uint64_t n,
-                      bool /*progressIgnored*/, uint32_t threadExponent) {
+                      bool progress, uint32_t threadExponent) {
   if (n < kStagedMinWords) {
-    PushMarker(true, ':');
-    InvSqrtInt(heap, value, out, n, true, threadExponent);
-    PopMarker(true);
+    PushMarker(progress, ':');
+    InvSqrtInt(heap, value, out, n, progress, threadExponent);
+    PopMarker(progress);
     return;
   }
   // The integer form stages only its last level.
   const uint64_t m = n / 2 + 1;
-  PushMarker(true, '0');
-  PushMarker(true, ':');
-  InvSqrtInt(heap, value, out, m, true, threadExponent);
-  PopMarker(true);
-  PopMarker(true);
-  PrintIterating(true, m);
+  PushMarker(progress, '0');
+  PushMarker(progress, ':');
+  InvSqrtInt(heap, value, out, m, progress, threadExponent);
+  PopMarker(progress);
+  PopMarker(progress);
+  PrintIterating(progress, m);
   BigFloat number;
   BigFloatSetWord(heap, number, value);
   RefineInvSqrt<Storage::kSwap>(heap, number, out, n, m, threadExponent);

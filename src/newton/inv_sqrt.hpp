@@ -11,9 +11,8 @@ namespace zx {
 
 void InvSqrtInt(AllocationHeap* heap, uint32_t value, BigFloat& out, uint64_t n, bool progress,
                 uint32_t threadExponent);
-// The staged form always shows progress.
 void InvSqrtIntStaged(AllocationHeap* heap, uint32_t value, BigFloat& out, uint64_t n,
-                      bool progressIgnored, uint32_t threadExponent);
+                      bool progress, uint32_t threadExponent);
 void InvSqrt(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, bool progress,
              uint32_t threadExponent);
 void InvSqrtStaged(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, uint32_t stage,

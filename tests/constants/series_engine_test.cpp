@@ -159,7 +159,9 @@ TEST(SeriesEngine, TheRightmostSegmentNeverFormsP) {
       EXPECT_EQ(segments[i].startTerm, segments[i - 1].endTerm);
       EXPECT_GT(segments[i].endTerm, segments[i].startTerm);
     }
-    if (precision == 3000) EXPECT_GE(segments.size(), 3u);
+    if (precision == 3000) {
+      EXPECT_GE(segments.size(), 3u);
+    }
     gLeaves = 0;
     gLeavesWithP = 0;
     PqtNode sum;
@@ -170,7 +172,9 @@ TEST(SeriesEngine, TheRightmostSegmentNeverFormsP) {
     EXPECT_EQ(gLeaves.load(), n) << precision;
     EXPECT_EQ(gLeavesWithP.load(), n - 1) << precision;
     // A single serial pass prints no progress.
-    if (n < kSegmentedMinTerms) EXPECT_EQ(quiet.text(), "");
+    if (n < kSegmentedMinTerms) {
+      EXPECT_EQ(quiet.text(), "");
+    }
     NodeRelease(sum);
   }
 }
