@@ -1,5 +1,6 @@
 #include "drivers/constant_runs.hpp"
 
+#include "constants/logarithms.hpp"
 #include "constants/pi.hpp"
 #include "constants/zeta3.hpp"
 
@@ -28,6 +29,7 @@ const ConstantRun kPiRun = {
      {"Ramanujan", ComputePiRamanujan, ComputePiRamanujanSwap, PiMemoryRamanujan}},
     PiVerifyMemory,
     {},
+    {},
 };
 
 // The menu offers Formula 2 first; the files are named by formula number, and spell
@@ -48,6 +50,51 @@ const ConstantRun kZeta3Run = {
       Zeta3Memory}},
     Zeta3VerifyMemory,
     {},
+    {},
+};
+
+const ConstantRun kLog2Run = {
+    "Natural Logarithm of 2\n\n"
+    "Option 1\n"
+    "    Algorithm 1: 3-term Machin-like formula (fastest)\n"
+    "    Log(2) = 18*ArcCoth(26) - 2*ArcCoth(4801) + 8*ArcCoth(8749)\n\n"
+    "Option 2\n"
+    "    Algorithm 2: 4-term Machin-like formula (slower)\n"
+    "    Log(2) = 144*ArcCoth(251) + 54*ArcCoth(449) - 38*ArcCoth(4801) + 62*ArcCoth(8749)\n\n",
+    "Option 3\n"
+    "    Compute and Verify:\n"
+    "        Use the following two formulas to compute and verify:\n"
+    "     72*ArcCoth( 99) - 18*ArcCoth(449) + 34*ArcCoth(4801) - 10*ArcCoth(8749)\n"
+    "    144*ArcCoth(251) + 54*ArcCoth(449) - 38*ArcCoth(4801) + 62*ArcCoth(8749)\n\n"
+    "Enter your choice:\n",
+    "Compute: Log(2)\n\n",
+    "Compute and Verify: Log(2)\n\n",
+    "Log(2)",
+    {{"Machin1", ComputeLog2Machin1, ComputeLog2Machin1Swap, LogMemory},
+     {"Machin2", ComputeLog2Machin2, ComputeLog2Machin2Swap, LogMemory}},
+    LogVerifyMemory,
+    {},
+    {ComputeLog2Pair, ComputeLog2PairSwap},
+};
+
+// Both formulas are headed "Log(2) = ", as the menu has always printed them.
+const ConstantRun kLog10Run = {
+    "Natural Logarithm of 10\n\n"
+    "Option 1\n"
+    "    Algorithm 1: 4-term Machin-like formula (fastest)\n"
+    "    Log(2) = 478*ArcCoth(251) + 180*ArcCoth(449) - 126*ArcCoth(4801) + 206*ArcCoth(8749)\n\n"
+    "Option 2\n"
+    "    Algorithm 2: 4-term Machin-like formula (slower)\n"
+    "    Log(2) = 239*ArcCoth( 99) -  59*ArcCoth(449) + 113*ArcCoth(4801) -  33*ArcCoth(8749)\n\n",
+    nullptr,
+    "Compute: Log(10)\n\n",
+    "Compute and Verify: Log(10)\n\n",
+    "Log(10)",
+    {{"Machin1", ComputeLog10Machin1, ComputeLog10Machin1Swap, LogMemory},
+     {"Machin2", ComputeLog10Machin2, ComputeLog10Machin2Swap, LogMemory}},
+    LogVerifyMemory,
+    {},
+    {ComputeLog10Pair, ComputeLog10PairSwap},
 };
 
 }  // namespace zx

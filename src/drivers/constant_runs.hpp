@@ -8,5 +8,7 @@ namespace zx {
 
 extern const ConstantRun kPiRun;
 extern const ConstantRun kZeta3Run;
+extern const ConstantRun kLog2Run;
+extern const ConstantRun kLog10Run;
 
 }  // namespace zx

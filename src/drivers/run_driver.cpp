@@ -157,7 +157,16 @@ bool RunComputeAndVerify(const ConstantRun& run, const RunSettings& settings) {
   BigFloat result;
 
   ConsoleWrite("Computing...\n\n");
-  if (run.extra.heading != nullptr) {
+  BigFloat second;
+  const bool paired = run.verifyPair.memory != nullptr;
+  if (paired) {
+    // The second result waits on the swap disks, in that mode, while the first is written.
+    const ComputePairFn compute = settings.mode == 2 ? run.verifyPair.swapping : run.verifyPair.memory;
+    compute(scope.heap, result, second, settings.precisionWords, 1, settings.threadExponent);
+    if (settings.mode == 2) BigIntSwapOut(scope.heap, second.magnitude);
+    CompactResult(result);
+    WriteResult(run, kComputationLabel, settings, scope.heap, result, table, true, false);
+  } else if (run.extra.heading != nullptr) {
     BigFloat extra;
     const ComputeWithExtraFn compute = settings.mode == 2 ? run.extra.swapping : run.extra.memory;
     compute(scope.heap, result, &extra, settings.precisionWords, 1, settings.threadExponent);
@@ -170,7 +179,12 @@ bool RunComputeAndVerify(const ConstantRun& run, const RunSettings& settings) {
   ConsoleWrite("\n");
 
   ConsoleWrite("Verifying...\n\n");
-  Compute(run, 1, settings, scope.heap, result);
+  if (paired) {
+    result = second;
+    CompactResult(result);
+  } else {
+    Compute(run, 1, settings, scope.heap, result);
+  }
   WriteResult(run, kVerificationLabel, settings, scope.heap, result, table, false, true);
   ConsoleWrite("\n");
   ReleaseConversionTable(table);

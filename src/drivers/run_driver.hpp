@@ -23,6 +23,10 @@ using ComputeWithExtraFn = void (*)(AllocationHeap* heap, BigFloat& result, BigF
                                     uint64_t precisionWords, uint32_t flag,
                                     uint32_t threadExponent);
 
+// Both results of a verify run from one computation that shares their work.
+using ComputePairFn = void (*)(AllocationHeap* heap, BigFloat& first, BigFloat& second,
+                               uint64_t precisionWords, uint32_t flag, uint32_t threadExponent);
+
 // One algorithm of a constant's menu.
 struct AlgorithmRun {
   const char* fileLabel;  // "Chudnovsky": the label of its files
@@ -41,6 +45,13 @@ struct ExtraOutput {
   ComputeWithExtraFn swapping;
 };
 
+// A verify run that computes both results at once (the logarithms' shared ArcCoth values); null
+// functions: each result by its own algorithm.
+struct VerifyPair {
+  ComputePairFn memory;
+  ComputePairFn swapping;
+};
+
 // Everything that differs between constants: a new constant is one of these records.
 struct ConstantRun {
   const char* menuText;     // the constant's menu: its title and options 1 and 2
@@ -52,6 +63,7 @@ struct ConstantRun {
                                // verifies with the second
   MemoryEstimateFn verifyEstimate;
   ExtraOutput extra;
+  VerifyPair verifyPair;
 };
 
 struct RunSettings {

@@ -91,8 +91,8 @@ const MenuEntry kMenuEntries[kLastMenuChoice + 1] = {
     {nullptr, nullptr},       // 1  Golden Ratio
     {nullptr, nullptr},       // 2  e
     {&kPiRun, nullptr},       // 3  Pi
-    {nullptr, nullptr},       // 4  Log(2)
-    {nullptr, nullptr},       // 5  Log(10)
+    {&kLog2Run, nullptr},     // 4  Log(2)
+    {&kLog10Run, nullptr},    // 5  Log(10)
     {nullptr, nullptr},       // 6
     {nullptr, nullptr},       // 7
     {&kZeta3Run, nullptr},    // 8  Zeta(3)

@@ -1,6 +1,7 @@
 // Each constant by each algorithm, from one heap of exactly its estimated size, against MPFR.
 #include <gtest/gtest.h>
 
+#include "constants/logarithms.hpp"
 #include "constants/pi.hpp"
 #include "constants/zeta3.hpp"
 #include "mpfr_oracle.hpp"
@@ -26,6 +27,8 @@ struct ConstantCase {
 
 void PiReference(mpfr_t x) { mpfr_const_pi(x, MPFR_RNDN); }
 void Zeta3Reference(mpfr_t x) { mpfr_zeta_ui(x, 3, MPFR_RNDN); }
+void Log2Reference(mpfr_t x) { mpfr_const_log2(x, MPFR_RNDN); }
+void Log10Reference(mpfr_t x) { mpfr_log_ui(x, 10, MPFR_RNDN); }
 
 std::string CaseName(const ::testing::TestParamInfo<ConstantCase>& info) {
   return std::string(info.param.name) + "_" + std::to_string(info.param.digits) + "_k" +
@@ -70,6 +73,8 @@ TEST_P(ConstantAgainstMpfr, AgreesWithinTheGuardWordsInsideTheEstimatedHeap) {
 
 constexpr const char* kPiTime = "Compute Pi Time: ";
 constexpr const char* kZetaTime = "Zeta(3) Time: ";
+constexpr const char* kLog2Time = "Compute Log(2) Time: ";
+constexpr const char* kLog10Time = "Compute Log(10) Time: ";
 
 INSTANTIATE_TEST_SUITE_P(
     DigitsAndThreads, ConstantAgainstMpfr,
@@ -86,8 +91,28 @@ INSTANTIATE_TEST_SUITE_P(
         ConstantCase{"Zeta3F1", ComputeZeta3Formula1, Zeta3Memory, Zeta3Reference, kZetaTime, 1000, 2},
         ConstantCase{"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime, 10000, 1},
         ConstantCase{"Zeta3F1", ComputeZeta3Formula1, Zeta3Memory, Zeta3Reference, kZetaTime, 30000, 3},
-        ConstantCase{"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime, 30000, 0}),
+        ConstantCase{"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime, 30000, 0},
+        ConstantCase{"Log2M1", ComputeLog2Machin1, LogMemory, Log2Reference, kLog2Time, 20, 0},
+        ConstantCase{"Log2M2", ComputeLog2Machin2, LogMemory, Log2Reference, kLog2Time, 1000, 2},
+        ConstantCase{"Log2M1", ComputeLog2Machin1, LogMemory, Log2Reference, kLog2Time, 100000, 1},
+        ConstantCase{"Log10M1", ComputeLog10Machin1, LogMemory, Log10Reference, kLog10Time, 20, 1},
+        ConstantCase{"Log10M2", ComputeLog10Machin2, LogMemory, Log10Reference, kLog10Time, 100000, 3},
+        ConstantCase{"Log10M1", ComputeLog10Machin1, LogMemory, Log10Reference, kLog10Time, 300000, 0}),
     CaseName);
+
+// Fewer than 100 terms are summed in one pass, without a "Summing" line; more are planned in
+// segments with one. 20 words of ArcCoth(26) take 68 terms, 40 words 136.
+TEST(ArcCoth, ShortSeriesTakeTheSinglePass) {
+  for (const uint64_t words : {20u, 40u}) {
+    BigFloat value;
+    test::ConsoleCapture output;
+    ArcCoth(nullptr, 26, value, words, true, 0);
+    EXPECT_EQ(output.text().find("Summing...  ") != std::string::npos, words == 40) << words;
+    const std::string cleared = "\r" + std::string(63, ' ') + "\r";
+    EXPECT_EQ(output.text().rfind(cleared + "ArcCoth( 26 )\n", 0), 0u) << words;
+    BigFloatRelease(value);
+  }
+}
 
 }  // namespace
 }  // namespace zx

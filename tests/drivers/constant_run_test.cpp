@@ -48,6 +48,8 @@ struct WholeRun {
   uint64_t digits;
   std::vector<std::string> files;  // " - Hex - " or " - Dec - " in the name tells the radix
   std::vector<const char*> transcript;  // pieces that must appear in this order
+  const char* counted = nullptr;         // a piece that must appear exactly `count` times
+  int count = 0;
 };
 
 void PrintTo(const WholeRun& run, std::ostream* os) { *os << run.name; }
@@ -74,6 +76,14 @@ TEST_P(ConstantRunTest, WritesEveryDigitRight) {
   const test::ProgramRun run = test::RunProgram(row.input, dir_, "zentrix", 600);
   ASSERT_EQ(run.exitCode, 0) << run.output;
   ExpectInOrder(run.output, row.transcript);
+  if (row.counted != nullptr) {
+    int seen = 0;
+    for (size_t at = run.output.find(row.counted); at != std::string::npos;
+         at = run.output.find(row.counted, at + 1)) {
+      ++seen;
+    }
+    EXPECT_EQ(seen, row.count) << row.counted;
+  }
   for (const std::string& file : row.files) {
     const std::string radix = file.find(" - Hex - ") != std::string::npos ? "hex" : "dec";
     EXPECT_EQ(test::Sha256OfFile(dir_ + "/" + file),
@@ -163,7 +173,52 @@ INSTANTIATE_TEST_SUITE_P(
                   "Algorithm: Amdeberhan-Zeiberger Formula 2",
                   "Verifying...\n\nComputing: Zeta(3) (Apery's Constant)\n\n"
                   "Algorithm: Amdeberhan-Zeiberger Formula 1",
-                  kVerifyEnd}}),
+                  kVerifyEnd}},
+        WholeRun{"Log2Machin1Million", "4\n1\n1000000\n1\n1\n", "log2", 1000000,
+                 {"Log(2) - Hex - Machin1.txt", "Log(2) - Dec - Machin1.txt"},
+                 {"option = \n\n\nNatural Logarithm of 2\n\nOption 1\n"
+                  "    Algorithm 1: 3-term Machin-like formula (fastest)\n"
+                  "    Log(2) = 18*ArcCoth(26) - 2*ArcCoth(4801) + 8*ArcCoth(8749)\n\nOption 2\n"
+                  "    Algorithm 2: 4-term Machin-like formula (slower)\n"
+                  "    Log(2) = 144*ArcCoth(251) + 54*ArcCoth(449) - 38*ArcCoth(4801) + "
+                  "62*ArcCoth(8749)\n\nOption 3\n    Compute and Verify:\n"
+                  "        Use the following two formulas to compute and verify:\n"
+                  "     72*ArcCoth( 99) - 18*ArcCoth(449) + 34*ArcCoth(4801) - 10*ArcCoth(8749)\n"
+                  "    144*ArcCoth(251) + 54*ArcCoth(449) - 38*ArcCoth(4801) + 62*ArcCoth(8749)\n"
+                  "\nEnter your choice:\noption = \nHow many",
+                  "Compute: Log(2)\n\nDecimal Digits    :   1,000,000\n",
+                  "Begin Computation:\n\nComputing: Log(2)\n\nAlgorithm: Log(2) = \n"
+                  "18*ArcCoth(26) - 2*ArcCoth(4801) + 8*ArcCoth(8749)\n\n",
+                  "ArcCoth( 26 )\n", "Summing...  ", "Multiplying...  \t( ",
+                  "ArcCoth( 4801 )\n", "ArcCoth( 8749 )\n", "\nCompute Log(2) Time: "}},
+        WholeRun{"Log2Machin2HundredThousand", "4\n2\n100000\n2\n1\n", "log2", 100000,
+                 {"Log(2) - Hex - Machin2.txt", "Log(2) - Dec - Machin2.txt"},
+                 {"ArcCoth( 251 )\n", "ArcCoth( 449 )\n", "ArcCoth( 4801 )\n",
+                  "ArcCoth( 8749 )\n"}},
+        WholeRun{"Log10Machin1HundredThousand", "5\n1\n100000\n1\n1\n", "log10", 100000,
+                 {"Log(10) - Hex - Machin1.txt", "Log(10) - Dec - Machin1.txt"},
+                 {"option = \n\n\nNatural Logarithm of 10\n\nOption 1\n"
+                  "    Algorithm 1: 4-term Machin-like formula (fastest)\n"
+                  "    Log(2) = 478*ArcCoth(251) + 180*ArcCoth(449) - 126*ArcCoth(4801) + "
+                  "206*ArcCoth(8749)\n\nOption 2\n"
+                  "    Algorithm 2: 4-term Machin-like formula (slower)\n"
+                  "    Log(2) = 239*ArcCoth( 99) -  59*ArcCoth(449) + 113*ArcCoth(4801) -  "
+                  "33*ArcCoth(8749)\n\nOption 3\n    Compute and Verify:\n"
+                  "        Use both formulas to compute and verify. (great for stress-testing)"
+                  "\n\nEnter your choice:\n",
+                  "Compute: Log(10)\n\n", "\nCompute Log(10) Time: "}},
+        WholeRun{"Log10Machin2TwentyDigits", "5\n2\n20\n0\n1\n", "log10", 20,
+                 {"Log(10) - Hex - Machin2.txt", "Log(10) - Dec - Machin2.txt"},
+                 {"239*ArcCoth(99) - 59*ArcCoth(449) + 113*ArcCoth(4801) - 33*ArcCoth(8749)\n"},
+                 "Summing...  ", 0},
+        // Five series, each value shared by both results.
+        WholeRun{"Log2VerifyHundredThousand", "4\n3\n100000\n1\n1\n", "log2", 100000,
+                 VerifyFiles("Log(2)"),
+                 {"Compute and Verify: Log(2)\n\n", "Computing...\n\nComputing: Log(2)\n\n",
+                  "\nCompute and Verify Time: ", "Verifying...\n\n", kVerifyEnd},
+                 "\rArcCoth( ", 5},
+        WholeRun{"Log10VerifyHundredThousand", "5\n3\n100000\n2\n1\n", "log10", 100000,
+                 VerifyFiles("Log(10)"), {kVerifyEnd}, "\rArcCoth( ", 5}),
     [](const ::testing::TestParamInfo<WholeRun>& info) { return std::string(info.param.name); });
 
 // Ten million digits: minutes on two cores.
@@ -181,7 +236,17 @@ INSTANTIATE_TEST_SUITE_P(
                   "Zeta(3) - Dec - Amdeberhan-Zeiberger Formula 1.txt"},
                  {}},
         WholeRun{"Zeta3VerifyMillion", "8\n3\n1000000\n1\n1\n", "zeta3", 1000000,
-                 VerifyFiles("Zeta(3)"), {kVerifyEnd}}),
+                 VerifyFiles("Zeta(3)"), {kVerifyEnd}},
+        WholeRun{"Log2Machin1TenMillion", "4\n1\n10000000\n1\n1\n", "log2", 10000000,
+                 {"Log(2) - Hex - Machin1.txt", "Log(2) - Dec - Machin1.txt"}, {}},
+        WholeRun{"Log2Machin2TenMillion", "4\n2\n10000000\n1\n1\n", "log2", 10000000,
+                 {"Log(2) - Hex - Machin2.txt", "Log(2) - Dec - Machin2.txt"}, {}},
+        WholeRun{"Log10Machin1TenMillion", "5\n1\n10000000\n1\n1\n", "log10", 10000000,
+                 {"Log(10) - Hex - Machin1.txt", "Log(10) - Dec - Machin1.txt"}, {}},
+        WholeRun{"Log10Machin2TenMillion", "5\n2\n10000000\n1\n1\n", "log10", 10000000,
+                 {"Log(10) - Hex - Machin2.txt", "Log(10) - Dec - Machin2.txt"}, {}},
+        WholeRun{"Log2VerifyMillion", "4\n3\n1000000\n1\n1\n", "log2", 1000000,
+                 VerifyFiles("Log(2)"), {kVerifyEnd}, "\rArcCoth( ", 5}),
     [](const ::testing::TestParamInfo<WholeRun>& info) { return std::string(info.param.name); });
 
 }  // namespace
