@@ -1,11 +1,12 @@
 // Hypergeometric series whose terms shrink by a fixed number of words each (Pi's, Zeta(3)'s,
-// Catalan's): the node {T, Q, P}, its merge, and the policy built from a small table of terms.
-// A Terms type gives the leaf of term k and the constants; LinearSeries<Terms> is the policy the
-// engine sums.
+// Catalan's, ArcCoth's): the node {T, Q, P}, its merge, and the policy built from a small table
+// of terms. A Terms value gives the leaf of term k and the constants; LinearSeries<Terms> is the
+// policy the engine sums.
 #pragma once
 
 #include <cstdint>
 
+#include "constants/leaf_terms.hpp"
 #include "constants/series_policy.hpp"
 #include "multiply/multiply.hpp"
 
@@ -25,37 +26,92 @@ inline constexpr size_t kPartP = 2;
 void MergePqt(AllocationHeap* heap, PqtNode& left, PqtNode& right, PqtNode& out, bool wantP,
               uint64_t remainingAtA, uint64_t remainingAtM, uint32_t threads);
 
-template <class T>
-concept LinearTerms = requires(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP,
-                               uint64_t n) {
-  { T::kWordsPerTerm } -> std::convertible_to<double>;
-  { T::kTermsPerWord } -> std::convertible_to<double>;
-  { T::kBalancedSplitMinTerms } -> std::convertible_to<uint64_t>;
-  { T::kMemoryFactor } -> std::convertible_to<double>;
-  { T::SizeEstimate(n) } -> std::same_as<double>;
-  // The exact P(k), Q(k), T(k) of term k ≥ 1 (P only when wantP).
-  { T::Leaf(heap, k, node, wantP) };
+// 1 + floor(p · terms per word): the terms a p-word sum needs.
+inline uint64_t LinearTermCount(uint64_t precisionWords, double termsPerWord) {
+  return 1 + static_cast<uint64_t>(static_cast<double>(precisionWords) * termsPerWord);
+}
+
+// The exact P(k), Q(k), T(k) of one term, or of a short range, on the stack.
+struct SmallPqt {
+  SmallInt t;
+  SmallInt q;
+  SmallInt p;
 };
 
+// What a series with terms shrinking by a fixed number of words gives: its constants and the
+// leaf of term k ≥ 1. Terms may carry run-time values (an ArcCoth's x).
+template <class T>
+concept LinearTerms = requires(const T& terms, uint64_t k, SmallPqt& leaf, uint64_t n) {
+  { terms.WordsPerTerm() } -> std::same_as<double>;
+  { terms.TermCount(n) } -> std::same_as<uint64_t>;
+  { terms.SizeEstimate(n) } -> std::same_as<double>;
+  { terms.BalancedSplitMinTerms() } -> std::same_as<uint64_t>;
+  { terms.MemoryFactor() } -> std::same_as<double>;
+  { terms.Leaf(k, leaf) };
+};
+
+// Ranges up to this many terms, and words by the size model, are summed on the stack.
+inline constexpr uint64_t kSmallRangeMaxTerms = 32;
+inline constexpr double kSmallRangeMaxWords = 40;
+
+// The policy of such a series. The bottom of its tree, ranges of a few dozen words, is summed
+// exactly on the stack and stored once: a series has millions of terms, and a heap piece and a
+// general product for each of them cost more than the arithmetic.
 template <LinearTerms Terms>
 struct LinearSeries {
   using Node = PqtNode;
-  uint64_t TermCount(uint64_t precisionWords) const {
-    return 1 + static_cast<uint64_t>(static_cast<double>(precisionWords) * Terms::kTermsPerWord);
-  }
+  Terms terms;
+
+  uint64_t TermCount(uint64_t precisionWords) const { return terms.TermCount(precisionWords); }
   uint64_t RemainingWords(uint64_t precisionWords, uint64_t n) const {
-    return LinearRemainingWords(precisionWords, n, Terms::kWordsPerTerm);
+    return LinearRemainingWords(precisionWords, n, terms.WordsPerTerm());
   }
-  double SizeEstimate(uint64_t n) const { return Terms::SizeEstimate(n); }
-  uint64_t BalancedSplitMinTerms() const { return Terms::kBalancedSplitMinTerms; }
-  double MemoryFactor() const { return Terms::kMemoryFactor; }
+  double SizeEstimate(uint64_t n) const { return terms.SizeEstimate(n); }
+  uint64_t BalancedSplitMinTerms() const { return terms.BalancedSplitMinTerms(); }
+  double MemoryFactor() const { return terms.MemoryFactor(); }
   void Leaf(AllocationHeap* heap, uint64_t k, Node& node, bool wantP) const {
-    Terms::Leaf(heap, k, node, wantP);
+    SmallPqt leaf;
+    terms.Leaf(k, leaf);
+    Store(heap, leaf, node, wantP);
+  }
+  // The exact node over a+1..b when the range is short; false otherwise.
+  bool LeafRange(AllocationHeap* heap, uint64_t a, uint64_t b, Node& node, bool wantP) const {
+    if (b - a > kSmallRangeMaxTerms || SizeEstimate(b) - SizeEstimate(a) > kSmallRangeMaxWords) {
+      return false;
+    }
+    SmallPqt range;
+    SumSmall(a, b, range);
+    Store(heap, range, node, wantP);
+    return true;
   }
   void Merge(AllocationHeap* heap, Node& left, Node& right, Node& out,
              const SeriesMerge& merge) const {
     MergePqt(heap, left, right, out, merge.wantP, RemainingWords(merge.precisionWords, merge.a),
              RemainingWords(merge.precisionWords, merge.m), merge.threads);
+  }
+
+ private:
+  // Split at the midpoint, as the serial recursion does: T = T1·Q2 + T2·P1, Q = Q1·Q2, P = P1·P2.
+  void SumSmall(uint64_t a, uint64_t b, SmallPqt& out) const {
+    if (b - a == 1) {
+      terms.Leaf(b, out);
+      return;
+    }
+    const uint64_t m = a + (b - a) / 2;
+    SmallPqt left, right;
+    SumSmall(a, m, left);
+    SumSmall(m, b, right);
+    SmallInt t1q2, t2p1;
+    SmallMultiply(left.t, right.q, t1q2);
+    SmallMultiply(right.t, left.p, t2p1);
+    SmallAdd(t1q2, t2p1, out.t);
+    SmallMultiply(left.q, right.q, out.q);
+    SmallMultiply(left.p, right.p, out.p);
+  }
+  static void Store(AllocationHeap* heap, const SmallPqt& values, Node& node, bool wantP) {
+    StoreSmall(heap, values.t, node.part[kPartT]);
+    StoreSmall(heap, values.q, node.part[kPartQ]);
+    if (wantP) StoreSmall(heap, values.p, node.part[kPartP]);
   }
 };
 

@@ -5,16 +5,20 @@
 namespace zx {
 namespace {
 
-constexpr int kMaxLeafWords = 24;
-
 __extension__ typedef unsigned __int128 Uint128;
 
-struct SmallNumber {
-  uint32_t words[kMaxLeafWords];
-  int length;
-};
+void CheckRoom(int length) {
+  if (length > kSmallIntWords) {
+    FatalAssertion("Critical Algorithmic Failure: ", "Series Leaves", "A leaf outgrew its words.");
+  }
+}
 
-void Times(SmallNumber& x, uint64_t factor) {
+void Trim(SmallInt& x) {
+  while (x.length > 0 && x.words[x.length - 1] == 0) --x.length;
+  if (x.length == 0) x.negative = false;
+}
+
+void Times(SmallInt& x, uint64_t factor) {
   Uint128 carry = 0;
   for (int i = 0; i < x.length; ++i) {
     carry += static_cast<Uint128>(x.words[i]) * factor;
@@ -22,13 +26,14 @@ void Times(SmallNumber& x, uint64_t factor) {
     carry >>= 32;
   }
   while (carry != 0) {
-    ZX_ASSERT(x.length < kMaxLeafWords);
+    CheckRoom(x.length + 1);
     x.words[x.length++] = static_cast<uint32_t>(carry);
     carry >>= 32;
   }
+  Trim(x);
 }
 
-void Plus(SmallNumber& x, uint64_t addend) {
+void Plus(SmallInt& x, uint64_t addend) {
   Uint128 carry = addend;
   for (int i = 0; i < x.length && carry != 0; ++i) {
     carry += x.words[i];
@@ -36,58 +41,109 @@ void Plus(SmallNumber& x, uint64_t addend) {
     carry >>= 32;
   }
   while (carry != 0) {
-    ZX_ASSERT(x.length < kMaxLeafWords);
+    CheckRoom(x.length + 1);
     x.words[x.length++] = static_cast<uint32_t>(carry);
     carry >>= 32;
   }
 }
 
-void Store(AllocationHeap* heap, BigFloat& out, const SmallNumber& x) {
-  int length = x.length;
-  while (length > 0 && x.words[length - 1] == 0) --length;
-  BigFloatSetZero(out);
-  if (length == 0) return;
-  BigInt& m = out.magnitude;
-  m.words = AllocWordsOrDie(heap, static_cast<uint64_t>(length) + 2);
-  for (int i = 0; i < length; ++i) m.words[i] = x.words[i];
-  m.length = static_cast<uint64_t>(length);
-  m.capacity = static_cast<uint64_t>(length) + 2;
-}
-
-SmallNumber Load(const BigFloat& a) {
-  SmallNumber x{};
-  x.length = static_cast<int>(a.magnitude.length);
-  for (int i = 0; i < x.length; ++i) x.words[i] = a.magnitude.words[i];
-  return x;
+// |a| compared with |b|.
+int CompareMagnitudes(const SmallInt& a, const SmallInt& b) {
+  if (a.length != b.length) return a.length < b.length ? -1 : 1;
+  for (int i = a.length - 1; i >= 0; --i) {
+    if (a.words[i] != b.words[i]) return a.words[i] < b.words[i] ? -1 : 1;
+  }
+  return 0;
 }
 
 }  // namespace
 
-void SetProduct(AllocationHeap* heap, BigFloat& out, std::initializer_list<uint64_t> factors) {
-  SmallNumber x{{1}, 1};
-  for (uint64_t factor : factors) Times(x, factor);
-  Store(heap, out, x);
+void SmallSetProduct(SmallInt& out, std::initializer_list<uint64_t> factors) {
+  out.words[0] = 1;
+  out.length = 1;
+  out.negative = false;
+  for (uint64_t factor : factors) Times(out, factor);
 }
 
-void SetPolynomialProduct(AllocationHeap* heap, BigFloat& out, uint64_t x,
-                          std::initializer_list<uint64_t> coefficients,
-                          std::initializer_list<uint64_t> factors) {
-  SmallNumber value{{0}, 0};
+void SmallSetPolynomialProduct(SmallInt& out, uint64_t x,
+                               std::initializer_list<uint64_t> coefficients,
+                               std::initializer_list<uint64_t> factors) {
+  out.length = 0;
+  out.negative = false;
   for (uint64_t c : coefficients) {
-    Times(value, x);
-    Plus(value, c);
+    Times(out, x);
+    Plus(out, c);
   }
-  for (uint64_t factor : factors) Times(value, factor);
-  Store(heap, out, value);
+  for (uint64_t factor : factors) Times(out, factor);
 }
 
-void MultiplySmall(AllocationHeap* heap, BigFloat& out, uint64_t factor) {
-  SmallNumber x = Load(out);
-  Times(x, factor);
-  const uint32_t sign = out.sign;
-  BigFloatRelease(out);
-  Store(heap, out, x);
-  out.sign = sign;
+void SmallMultiply(const SmallInt& a, const SmallInt& b, SmallInt& out) {
+  out.negative = a.negative != b.negative;
+  if (a.length == 0 || b.length == 0) {
+    out.length = 0;
+    out.negative = false;
+    return;
+  }
+  CheckRoom(a.length + b.length);
+  for (int i = 0; i < a.length + b.length; ++i) out.words[i] = 0;
+  for (int i = 0; i < a.length; ++i) {
+    uint64_t carry = 0;
+    const uint64_t ai = a.words[i];
+    uint32_t* row = out.words + i;
+    for (int j = 0; j < b.length; ++j) {
+      const uint64_t t = ai * b.words[j] + row[j] + carry;
+      row[j] = static_cast<uint32_t>(t);
+      carry = t >> 32;
+    }
+    row[b.length] = static_cast<uint32_t>(carry);
+  }
+  out.length = a.length + b.length;
+  Trim(out);
+}
+
+void SmallAdd(const SmallInt& a, const SmallInt& b, SmallInt& out) {
+  if (a.negative == b.negative) {
+    const SmallInt& longer = a.length >= b.length ? a : b;
+    const SmallInt& shorter = a.length >= b.length ? b : a;
+    uint64_t carry = 0;
+    for (int i = 0; i < longer.length; ++i) {
+      carry += static_cast<uint64_t>(longer.words[i]) + (i < shorter.length ? shorter.words[i] : 0);
+      out.words[i] = static_cast<uint32_t>(carry);
+      carry >>= 32;
+    }
+    out.length = longer.length;
+    if (carry != 0) {
+      CheckRoom(out.length + 1);
+      out.words[out.length++] = static_cast<uint32_t>(carry);
+    }
+    out.negative = a.negative;
+    return;
+  }
+  // Different signs: the smaller magnitude from the larger, which gives the sign.
+  const bool aLarger = CompareMagnitudes(a, b) >= 0;
+  const SmallInt& larger = aLarger ? a : b;
+  const SmallInt& smaller = aLarger ? b : a;
+  int64_t borrow = 0;
+  for (int i = 0; i < larger.length; ++i) {
+    int64_t d = static_cast<int64_t>(larger.words[i]) - (i < smaller.length ? smaller.words[i] : 0) -
+                borrow;
+    borrow = d < 0 ? 1 : 0;
+    out.words[i] = static_cast<uint32_t>(d + (borrow << 32));
+  }
+  out.length = larger.length;
+  out.negative = larger.negative;
+  Trim(out);
+}
+
+void StoreSmall(AllocationHeap* heap, const SmallInt& value, BigFloat& out) {
+  BigFloatSetZero(out);
+  if (value.length == 0) return;
+  BigInt& m = out.magnitude;
+  m.words = AllocWordsOrDie(heap, static_cast<uint64_t>(value.length) + 2);
+  for (int i = 0; i < value.length; ++i) m.words[i] = value.words[i];
+  m.length = static_cast<uint64_t>(value.length);
+  m.capacity = static_cast<uint64_t>(value.length) + 2;
+  out.sign = value.negative ? 0 : 1;
 }
 
 }  // namespace zx

@@ -1,6 +1,6 @@
-// Exact products of a few machine integers, the leaves of every series: computed in 128-bit
-// arithmetic over a short word array instead of through the general product, since a leaf's
-// values never exceed a handful of words.
+// Exact integers of a few words, the leaves of every series and the bottom of its splitting tree:
+// computed on the stack in 64-bit and 128-bit arithmetic instead of through the heap and the
+// general product, since their values never exceed a few dozen words and a series has millions.
 #pragma once
 
 #include <cstdint>
@@ -10,19 +10,27 @@
 
 namespace zx {
 
-// out = the product of the factors (non-negative, exponent 0).
-void SetProduct(AllocationHeap* heap, BigFloat& out, std::initializer_list<uint64_t> factors);
-// out = c0·x^d + c1·x^(d−1) + … + cd (Horner, coefficients from the highest power down), times the
-// factors. Leaves have at most 24 words; larger values are an internal error.
-void SetPolynomialProduct(AllocationHeap* heap, BigFloat& out, uint64_t x,
-                          std::initializer_list<uint64_t> coefficients,
-                          std::initializer_list<uint64_t> factors);
-// out = out · factor (exact).
-void MultiplySmall(AllocationHeap* heap, BigFloat& out, uint64_t factor);
+inline constexpr int kSmallIntWords = 160;
 
-// The bytes a multi-word constant occupies as words: 10939058860032000 = 495419392 + 2546948·2^32.
-inline uint64_t JoinWords(uint32_t low, uint32_t high) {
-  return (static_cast<uint64_t>(high) << 32) | low;
-}
+// A signed integer of at most kSmallIntWords words, little-endian; zero has length 0.
+struct SmallInt {
+  uint32_t words[kSmallIntWords];
+  int length = 0;
+  bool negative = false;
+};
+
+// The product of the factors (non-negative).
+void SmallSetProduct(SmallInt& out, std::initializer_list<uint64_t> factors);
+// c0·x^d + c1·x^(d−1) + … + cd (Horner, coefficients from the highest power down), times the
+// factors.
+void SmallSetPolynomialProduct(SmallInt& out, uint64_t x, std::initializer_list<uint64_t> coefficients,
+                               std::initializer_list<uint64_t> factors);
+// out = a·b and out = a + b, signed; out may not alias an operand. A result past kSmallIntWords
+// is an internal error.
+void SmallMultiply(const SmallInt& a, const SmallInt& b, SmallInt& out);
+void SmallAdd(const SmallInt& a, const SmallInt& b, SmallInt& out);
+
+// out = value as a BigFloat of exponent 0 (the old contents are not released).
+void StoreSmall(AllocationHeap* heap, const SmallInt& value, BigFloat& out);
 
 }  // namespace zx

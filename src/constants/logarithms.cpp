@@ -10,6 +10,7 @@
 #include "constants/stage_lines.hpp"
 #include "multiply/multiply.hpp"
 #include "newton/reciprocal.hpp"
+#include "runtime/threads.hpp"
 #include "shell/console.hpp"
 #include "shell/number_print.hpp"
 #include "shell/progress.hpp"
@@ -19,30 +20,24 @@ namespace zx {
 // 2 / ln 2^32: ln x to the words x² is worth.
 constexpr double kSquareLnToWords = 0.09016844005556021;
 
-ArcCothSeries::ArcCothSeries(uint32_t xValue)
+ArcCothTerms::ArcCothTerms(uint32_t xValue)
     : x(xValue), wordsPerTerm(std::log(static_cast<double>(xValue)) * kSquareLnToWords) {}
 
-uint64_t ArcCothSeries::TermCount(uint64_t precisionWords) const {
+uint64_t ArcCothTerms::TermCount(uint64_t precisionWords) const {
   return std::max<uint64_t>(1, ClampWords(static_cast<double>(precisionWords) / wordsPerTerm));
 }
 
 // Words of the product of the leaf Q's over 1..n: the odd numbers' product (Stirling) and x^(2n).
-double ArcCothSeries::SizeEstimate(uint64_t n) const {
+double ArcCothTerms::SizeEstimate(uint64_t n) const {
   const double m = static_cast<double>(n);
   return (std::log(2 * m + 1) - 1) * (2 * m + 1.5) * 0.022542110013890053 + m * wordsPerTerm +
          0.031985868518447515;
 }
 
-void ArcCothSeries::Leaf(AllocationHeap* heap, uint64_t k, Node& node, bool wantP) const {
-  SetProduct(heap, node.part[kPartT], {1});
-  SetProduct(heap, node.part[kPartQ], {2 * k + 1, x, x});
-  if (wantP) SetProduct(heap, node.part[kPartP], {2 * k + 1});
-}
-
-void ArcCothSeries::Merge(AllocationHeap* heap, Node& left, Node& right, Node& out,
-                          const SeriesMerge& merge) const {
-  MergePqt(heap, left, right, out, merge.wantP, RemainingWords(merge.precisionWords, merge.a),
-           RemainingWords(merge.precisionWords, merge.m), merge.threads);
+void ArcCothTerms::Leaf(uint64_t k, SmallPqt& leaf) const {
+  SmallSetProduct(leaf.t, {});
+  SmallSetProduct(leaf.q, {2 * k + 1, x, x});
+  SmallSetProduct(leaf.p, {2 * k + 1});
 }
 
 namespace {
@@ -61,7 +56,7 @@ void ArcCothImpl(AllocationHeap* heap, uint32_t x, BigFloat& out, uint64_t p, bo
   settings.precisionWords = p;
   settings.depth = k > 0 ? k + 1 : 0;
   settings.progressPrefix = progress ? kSummingPrefix : nullptr;
-  SumSeries<kStorage>(ArcCothSeries(x), heap, sum, settings);
+  SumSeries<kStorage>(ArcCothSeries{ArcCothTerms(x)}, heap, sum, settings);
   BigFloat& t = sum.part[kPartT];
   BigFloat& q = sum.part[kPartQ];
   BigFloat s;
@@ -123,6 +118,79 @@ void AddMultiple(AllocationHeap* heap, BigFloat& sum, BigFloat& value, int32_t c
   StageOut<kStorage>(heap, sum);
 }
 
+// Slides values down over the gaps below them, lowest first.
+void CompactValues(BigFloat* values, size_t count) {
+  BigFloat* order[8] = {};
+  size_t n = 0;
+  for (size_t i = 0; i < count; ++i) {
+    if (values[i].magnitude.words == nullptr || values[i].magnitude.length == 0) continue;
+    size_t at = n++;
+    for (; at > 0 && order[at - 1]->magnitude.words > values[i].magnitude.words; --at) {
+      order[at] = order[at - 1];
+    }
+    order[at] = &values[i];
+  }
+  for (size_t i = 0; i < n; ++i) {
+    BigInt& m = order[i]->magnitude;
+    m.words = static_cast<uint32_t*>(HeapCompact(m.words));
+  }
+}
+
+// values[i] = ArcCoth(xs[i]) at p words. With threads the series are shared out between two groups
+// of about equal cost (by the size of their products), one on a new thread: independent series
+// scale better than one series split further. That group runs quietly; its lines are printed as
+// it starts. Each group needs the heap of one series and its values, so the heap is halved; a
+// disk-swapping run, whose heap is sized for one full-precision product, runs them one by one.
+template <Storage kStorage>
+void ArcCothValues(AllocationHeap* heap, const uint32_t* xs, size_t count, BigFloat* values,
+                   uint64_t p, bool show, uint32_t k) {
+  if (k == 0 || count < 2 || kStorage == Storage::kSwap) {
+    for (size_t i = 0; i < count; ++i) {
+      ArcCothImpl<kStorage>(heap, xs[i], values[i], p, show, k);
+      StageOut<kStorage>(heap, values[i]);
+    }
+    return;
+  }
+  bool onNewThread[8] = {};
+  double groupCost[2] = {0, 0};
+  bool placed[8] = {};
+  for (size_t round = 0; round < count; ++round) {
+    size_t largest = count;
+    double largestCost = -1;
+    for (size_t i = 0; i < count; ++i) {
+      const ArcCothTerms terms(xs[i]);
+      const double cost = terms.SizeEstimate(terms.TermCount(p));
+      if (!placed[i] && cost > largestCost) {
+        largest = i;
+        largestCost = cost;
+      }
+    }
+    const int group = groupCost[0] <= groupCost[1] ? 0 : 1;
+    placed[largest] = true;
+    onNewThread[largest] = group == 0;
+    groupCost[group] += largestCost;
+  }
+  const auto runGroup = [&](AllocationHeap* child, bool newThread) {
+    for (size_t i = 0; i < count; ++i) {
+      if (onNewThread[i] != newThread) continue;
+      ArcCothImpl<kStorage>(child, xs[i], values[i], p, show && !newThread, k - 1);
+      StageOut<kStorage>(child, values[i]);
+    }
+    return uint32_t{0};
+  };
+  ForkJoin(
+      heap, kSeriesSplitThreads, [&](AllocationHeap* child) { return runGroup(child, true); },
+      [&](AllocationHeap* child) {
+        for (size_t i = 0; i < count && show; ++i) {
+          if (!onNewThread[i]) continue;
+          ProgressClear();
+          ConsolePrintf("ArcCoth( %u )\n", xs[i]);
+        }
+        return runGroup(child, false);
+      });
+  if (heap != nullptr) CompactValues(values, count);
+}
+
 void PrintLogBanner(const char* name, const char* formulaLine) {
   ConsolePrintf("Computing: %s\n\n", name);
   ConsolePrintf("Algorithm: %s = \n%s\n\n", name, formulaLine);
@@ -134,12 +202,16 @@ void ComputeLog(AllocationHeap* heap, BigFloat& out, uint64_t p, uint32_t flag, 
   const bool show = flag != 0;
   if (show) PrintLogBanner(formula.name, formula.formulaLine);
   const StageClock clock{ClockMillis(), ClockSeconds()};
-  BigFloat sum;
+  uint32_t xs[4];
+  BigFloat values[4];
+  size_t count = 0;
   for (const MachinTerm& term : formula.terms) {
-    if (term.coefficient == 0) continue;
-    BigFloat value;
-    ArcCothImpl<kStorage>(heap, term.x, value, p + 2, show, k);
-    AddMultiple<kStorage>(heap, sum, value, term.coefficient, p);
+    if (term.coefficient != 0) xs[count++] = term.x;
+  }
+  ArcCothValues<kStorage>(heap, xs, count, values, p + 2, show, k);
+  BigFloat sum;
+  for (size_t i = 0; i < count; ++i) {
+    AddMultiple<kStorage>(heap, sum, values[i], formula.terms[i].coefficient, p);
   }
   out = sum;
   if (show) {
@@ -168,10 +240,7 @@ void ComputeLogPair(AllocationHeap* heap, BigFloat& first, BigFloat& second, uin
   if (show) ConsolePrintf("Computing: %s\n\n", pair.name);
   const StageClock clock{ClockMillis(), ClockSeconds()};
   BigFloat values[5];
-  for (int i = 0; i < 5; ++i) {
-    ArcCothImpl<kStorage>(heap, kSharedX[i], values[i], p + 2, show, k);
-    StageOut<kStorage>(heap, values[i]);
-  }
+  ArcCothValues<kStorage>(heap, kSharedX, 5, values, p + 2, show, k);
   BigFloat sum;
   for (int i = 0; i < 5; ++i) {
     if (pair.first[i] == 0) continue;
@@ -272,14 +341,28 @@ void ComputeLog10PairSwap(AllocationHeap* heap, BigFloat& first, BigFloat& secon
                                  kLog10Pair);
 }
 
-// One formula holds its running sum beside one ArcCoth computation, which holds what a Pi series
-// of the same precision holds; a verify run holds five values and then two results.
+namespace {
+
+// One ArcCoth series (what a Pi series of the same precision holds) beside up to three values.
+uint64_t SeriesGroupBytes(uint64_t p, uint32_t threadExponent) {
+  return BaseMemoryBytes(p, threadExponent, 1) + 44 * p;
+}
+
+// A formula's or a verify run's values need one group's heap, or two when the groups run at once;
+// then the results: a running sum, or the five values with two results.
+uint64_t LogBytes(uint64_t p, uint32_t k, uint64_t resultBytesPerWord) {
+  const uint64_t groups = k == 0 ? SeriesGroupBytes(p, 0) : 2 * SeriesGroupBytes(p, k - 1);
+  return groups + resultBytesPerWord * p;
+}
+
+}  // namespace
+
 uint64_t LogMemory(uint64_t precisionWords, uint32_t threadExponent) {
-  return BaseMemoryBytes(precisionWords, threadExponent, 1) + 40 * precisionWords;
+  return LogBytes(precisionWords, threadExponent, 16);
 }
 
 uint64_t LogVerifyMemory(uint64_t precisionWords, uint32_t threadExponent) {
-  return BaseMemoryBytes(precisionWords, threadExponent, 1) + 64 * precisionWords;
+  return LogBytes(precisionWords, threadExponent, 40);
 }
 
 }  // namespace zx

@@ -12,26 +12,22 @@
 
 namespace zx {
 
-// Σ_{k=1}^{N} 1/((2k+1)·x^(2k)) as a hypergeometric series: the ratio of term k to term k − 1 is
-// (2k − 1)/((2k + 1)·x²), so with P(k) = 2k + 1, Q(k) = (2k + 1)·x² and T(k) = 1 a node's T/Q over
-// terms a+1..b is Σ 1/((2k+1)·x^(2(k−a))), its P the product of the odd factors.
-struct ArcCothSeries {
-  using Node = PqtNode;
+// Σ_{k=1}^{N} 1/((2k+1)·x^(2k)) as a hypergeometric series: with P(k) = 2k + 1,
+// Q(k) = (2k + 1)·x² and T(k) = 1 a node's T/Q over terms a+1..b is Σ 1/((2k+1)·x^(2(k−a))), its P
+// the product of the odd factors (the P's and Q's of a range differ by x^(2(b−a)) only).
+struct ArcCothTerms {
   uint32_t x = 0;
   double wordsPerTerm = 0;  // c = 2·ln x / ln 2^32: the words x² takes off each term
 
-  explicit ArcCothSeries(uint32_t xValue);
+  explicit ArcCothTerms(uint32_t xValue);
+  double WordsPerTerm() const { return wordsPerTerm; }
   uint64_t TermCount(uint64_t precisionWords) const;
-  uint64_t RemainingWords(uint64_t precisionWords, uint64_t n) const {
-    return LinearRemainingWords(precisionWords, n, wordsPerTerm);
-  }
   double SizeEstimate(uint64_t n) const;
   uint64_t BalancedSplitMinTerms() const { return 100; }
   double MemoryFactor() const { return 10.5; }
-  void Leaf(AllocationHeap* heap, uint64_t k, Node& node, bool wantP) const;
-  void Merge(AllocationHeap* heap, Node& left, Node& right, Node& out,
-             const SeriesMerge& merge) const;
+  void Leaf(uint64_t k, SmallPqt& leaf) const;
 };
+using ArcCothSeries = LinearSeries<ArcCothTerms>;
 static_assert(SeriesPolicy<ArcCothSeries>);
 
 // out = ArcCoth(x) to p words (plus guard words) with 2^k threads; progress prints its

@@ -10,19 +10,17 @@
 
 namespace zx {
 
-void ChudnovskyTerms::Leaf(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP) {
-  SetPolynomialProduct(heap, node.part[kPartT], k, {545140134, 13591409},
-                       {2 * k - 1, 6 * k - 5, 6 * k - 1});
-  if (k % 2 == 1) BigFloatNegate(node.part[kPartT]);
-  SetProduct(heap, node.part[kPartQ], {kLeafQ, k, k, k});
-  if (wantP) SetProduct(heap, node.part[kPartP], {2 * k - 1, 6 * k - 5, 6 * k - 1});
+void ChudnovskyTerms::Leaf(uint64_t k, SmallPqt& leaf) {
+  SmallSetProduct(leaf.p, {2 * k - 1, 6 * k - 5, 6 * k - 1});
+  SmallSetPolynomialProduct(leaf.t, k, {545140134, 13591409}, {2 * k - 1, 6 * k - 5, 6 * k - 1});
+  leaf.t.negative = k % 2 == 1;
+  SmallSetProduct(leaf.q, {kLeafQ, k, k, k});
 }
 
-void RamanujanTerms::Leaf(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP) {
-  SetPolynomialProduct(heap, node.part[kPartT], k, {26390, 1103},
-                       {4 * k - 1, 4 * k - 2, 4 * k - 3});
-  SetProduct(heap, node.part[kPartQ], {kLeafQ, k, k, k});
-  if (wantP) SetProduct(heap, node.part[kPartP], {4 * k - 1, 4 * k - 2, 4 * k - 3});
+void RamanujanTerms::Leaf(uint64_t k, SmallPqt& leaf) {
+  SmallSetProduct(leaf.p, {4 * k - 1, 4 * k - 2, 4 * k - 3});
+  SmallSetPolynomialProduct(leaf.t, k, {26390, 1103}, {4 * k - 1, 4 * k - 2, 4 * k - 3});
+  SmallSetProduct(leaf.q, {kLeafQ, k, k, k});
 }
 
 namespace {
@@ -93,7 +91,7 @@ void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, b
 // The data at the peak: four numbers of p words less the words the first segment's terms shed.
 template <LinearTerms Terms>
 uint64_t PiMemory(uint64_t p, uint32_t k) {
-  const LinearSeries<Terms> series;
+  const LinearSeries<Terms> series{};
   const uint64_t n = series.TermCount(p);
   const uint64_t m = GrowSplit(series, 0, n, p, 0);
   const auto gained = static_cast<uint64_t>(static_cast<double>(m) * Terms::kWordsPerTerm);

@@ -55,6 +55,8 @@ concept SeriesPolicy = requires(const S& series, AllocationHeap* heap, typename 
   { series.Leaf(heap, n, node, wantP) };
   // out = left followed by right; both inputs are consumed (released).
   { series.Merge(heap, node, node, node, merge) };
+  // Optionally, bool LeafRange(heap, a, b, node, wantP): the whole node over a+1..b at once, or
+  // false to have the engine split the range.
 };
 
 inline constexpr uint64_t kNoTruncation = kFullPrecision;

@@ -118,6 +118,10 @@ void SplitSerial(const S& series, AllocationHeap* heap, uint64_t a, uint64_t b,
     series.Leaf(heap, b, out, wantP);
     return;
   }
+  // A policy may sum short ranges in one go (exactly, on the stack).
+  if constexpr (requires { series.LeafRange(heap, a, b, out, wantP); }) {
+    if (series.LeafRange(heap, a, b, out, wantP)) return;
+  }
   const uint64_t m = SerialSplitPoint(series, a, b);
   typename S::Node left, right;
   SplitSerial(series, heap, a, m, left, true, precisionWords);

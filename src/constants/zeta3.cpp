@@ -22,26 +22,24 @@ double AperyFormula2Terms::SizeEstimate(uint64_t n) {
 }
 
 // P(k) = k^5, Q(k) = 32·(2k+1)^5, T(k) = P(k)·(205k² + 250k + 77), negative for odd k.
-void AperyFormula1Terms::Leaf(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP) {
+void AperyFormula1Terms::Leaf(uint64_t k, SmallPqt& leaf) {
   const uint64_t odd = 2 * k + 1;
-  SetPolynomialProduct(heap, node.part[kPartT], k, {205, 250, 77}, {k, k, k, k, k});
-  if (k % 2 == 1) BigFloatNegate(node.part[kPartT]);
-  SetProduct(heap, node.part[kPartQ], {32, odd, odd, odd, odd, odd});
-  if (wantP) SetProduct(heap, node.part[kPartP], {k, k, k, k, k});
+  SmallSetPolynomialProduct(leaf.t, k, {205, 250, 77}, {k, k, k, k, k});
+  leaf.t.negative = k % 2 == 1;
+  SmallSetProduct(leaf.q, {32, odd, odd, odd, odd, odd});
+  SmallSetProduct(leaf.p, {k, k, k, k, k});
 }
 
 // P(k) = k^5·(2k−1)^3, Q(k) = 24·(3k+1)(3k+2)·((4k+1)(4k+3))^3, T(k) = P(k)·(quintic in k),
 // negative for odd k.
-void AperyFormula2Terms::Leaf(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP) {
+void AperyFormula2Terms::Leaf(uint64_t k, SmallPqt& leaf) {
   const uint64_t odd = 2 * k - 1;
-  SetPolynomialProduct(heap, node.part[kPartT], k,
-                       {126392, 412708, 531578, 336367, 104000, 12463},
-                       {k, k, k, k, k, odd, odd, odd});
-  if (k % 2 == 1) BigFloatNegate(node.part[kPartT]);
-  SetProduct(heap, node.part[kPartQ],
-             {24, 3 * k + 1, 3 * k + 2, 4 * k + 1, 4 * k + 1, 4 * k + 1, 4 * k + 3, 4 * k + 3,
-              4 * k + 3});
-  if (wantP) SetProduct(heap, node.part[kPartP], {k, k, k, k, k, odd, odd, odd});
+  SmallSetPolynomialProduct(leaf.t, k, {126392, 412708, 531578, 336367, 104000, 12463},
+                            {k, k, k, k, k, odd, odd, odd});
+  leaf.t.negative = k % 2 == 1;
+  SmallSetProduct(leaf.q, {24, 3 * k + 1, 3 * k + 2, 4 * k + 1, 4 * k + 1, 4 * k + 1, 4 * k + 3,
+                           4 * k + 3, 4 * k + 3});
+  SmallSetProduct(leaf.p, {k, k, k, k, k, odd, odd, odd});
 }
 
 namespace {

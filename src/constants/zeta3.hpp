@@ -14,22 +14,23 @@
 namespace zx {
 
 struct AperyFormula1Terms {
-  static constexpr double kWordsPerTerm = 0.3125;  // each term is about 4^5 = 2^10 times smaller
-  static constexpr double kTermsPerWord = 3.2;
-  // Short ranges split at the midpoint: the balanced point is within a few terms of it there.
-  static constexpr uint64_t kBalancedSplitMinTerms = 1000;
-  static constexpr double kMemoryFactor = 10.5;
+  // Each term is about 4^5 = 2^10 times smaller than the one before.
+  static double WordsPerTerm() { return 0.3125; }
+  static uint64_t TermCount(uint64_t p) { return LinearTermCount(p, 3.2); }
   static double SizeEstimate(uint64_t n);
-  static void Leaf(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP);
+  // Short ranges split at the midpoint: the balanced point is within a few terms of it there.
+  static uint64_t BalancedSplitMinTerms() { return 1000; }
+  static double MemoryFactor() { return 10.5; }
+  static void Leaf(uint64_t k, SmallPqt& leaf);
 };
 
 struct AperyFormula2Terms {
-  static constexpr double kWordsPerTerm = 0.5235902344426083;
-  static constexpr double kTermsPerWord = 1.909890472011108;
-  static constexpr uint64_t kBalancedSplitMinTerms = 1000;
-  static constexpr double kMemoryFactor = 10.5;
+  static double WordsPerTerm() { return 0.5235902344426083; }
+  static uint64_t TermCount(uint64_t p) { return LinearTermCount(p, 1.909890472011108); }
   static double SizeEstimate(uint64_t n);
-  static void Leaf(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP);
+  static uint64_t BalancedSplitMinTerms() { return 1000; }
+  static double MemoryFactor() { return 10.5; }
+  static void Leaf(uint64_t k, SmallPqt& leaf);
 };
 
 static_assert(SeriesPolicy<LinearSeries<AperyFormula1Terms>>);

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <functional>
+#include <random>
 
 #include "bignum_oracle.hpp"
 #include "constants/leaf_terms.hpp"
@@ -22,24 +23,39 @@ namespace {
 std::atomic<uint64_t> gLeavesWithP{0};
 std::atomic<uint64_t> gLeaves{0};
 
-// P(k) = 1, Q(k) = 4k, T(k) = 1 sums Σ 1/(4^k k!), and counts what the engine asks of its leaves.
+// P(k) = 1, Q(k) = 4k, T(k) = 1 sums Σ 1/(4^k k!).
 struct CountingTerms {
-  static constexpr double kWordsPerTerm = 0.1;
-  static constexpr double kTermsPerWord = 10;
-  static constexpr uint64_t kBalancedSplitMinTerms = 100;
-  static constexpr double kMemoryFactor = 10.5;
+  static double WordsPerTerm() { return 0.1; }
+  static uint64_t TermCount(uint64_t p) { return LinearTermCount(p, 10); }
   static double SizeEstimate(uint64_t n) { return FactorialPowerEstimate(n, 1, std::log(4.0)); }
-  static void Leaf(AllocationHeap* heap, uint64_t k, PqtNode& node, bool wantP) {
-    ++gLeaves;
-    SetProduct(heap, node.part[kPartT], {1});
-    SetProduct(heap, node.part[kPartQ], {4 * k});
-    if (wantP) {
-      ++gLeavesWithP;
-      SetProduct(heap, node.part[kPartP], {1});
-    }
+  static uint64_t BalancedSplitMinTerms() { return 100; }
+  static double MemoryFactor() { return 10.5; }
+  static void Leaf(uint64_t k, SmallPqt& leaf) {
+    SmallSetProduct(leaf.t, {});
+    SmallSetProduct(leaf.q, {4 * k});
+    SmallSetProduct(leaf.p, {});
   }
 };
-using CountingSeries = LinearSeries<CountingTerms>;
+
+// The same series without the short-range path, counting what the engine asks of its leaves.
+struct CountingSeries {
+  using Node = PqtNode;
+  LinearSeries<CountingTerms> inner;
+  uint64_t TermCount(uint64_t p) const { return inner.TermCount(p); }
+  uint64_t RemainingWords(uint64_t p, uint64_t n) const { return inner.RemainingWords(p, n); }
+  double SizeEstimate(uint64_t n) const { return inner.SizeEstimate(n); }
+  uint64_t BalancedSplitMinTerms() const { return 100; }
+  double MemoryFactor() const { return 10.5; }
+  void Leaf(AllocationHeap* heap, uint64_t k, Node& node, bool wantP) const {
+    ++gLeaves;
+    if (wantP) ++gLeavesWithP;
+    inner.Leaf(heap, k, node, wantP);
+  }
+  void Merge(AllocationHeap* heap, Node& left, Node& right, Node& out,
+             const SeriesMerge& merge) const {
+    inner.Merge(heap, left, right, out, merge);
+  }
+};
 
 // Σ 4^(−k)/(2k+1) = ln 3 − 1 with the powers of 4 kept absolute (exponent shifts), so a node
 // needs no P: T/Q over a range is its part of the sum itself. A two-part node summed chunk by
@@ -56,7 +72,7 @@ struct ShiftedOddSeries {
   void Leaf(AllocationHeap* heap, uint64_t k, Node& node, bool) const {
     BigFloatSetWord(heap, node.part[0], 1);
     BigFloatShiftBits(heap, node.part[0], -2 * static_cast<int64_t>(k));
-    SetProduct(heap, node.part[1], {2 * k + 1});
+    BigFloatSetU64(heap, node.part[1], 2 * k + 1);
   }
   // T = T1·Q2 + T2·Q1, Q = Q1·Q2.
   void Merge(AllocationHeap* heap, Node& left, Node& right, Node& out,
@@ -118,8 +134,8 @@ void ExpectExactSum(uint64_t terms, const PqtNode& node) {
 
 // Threads are started for splits of 1000 terms and more down to the depth, and the sum is exact
 // whatever the depth, also in a heap that the shares split unevenly.
-TEST(SeriesEngine, ExactSumsAtEveryDepth) {
-  const CountingSeries series;
+template <class S>
+void ExpectExactSumsAtEveryDepth(const S& series) {
   for (const uint64_t terms : {1u, 2u, 99u, 100u, 1500u, 6000u}) {
     for (const uint32_t depth : {0u, 1u, 2u}) {
       for (const bool inHeap : {false, true}) {
@@ -143,11 +159,17 @@ TEST(SeriesEngine, ExactSumsAtEveryDepth) {
   }
 }
 
+// Leaf by leaf, and with short ranges summed on the stack.
+TEST(SeriesEngine, ExactSumsAtEveryDepth) {
+  ExpectExactSumsAtEveryDepth(CountingSeries{});
+  ExpectExactSumsAtEveryDepth(LinearSeries<CountingTerms>{});
+}
+
 // Every node off the right spine of the tree is a left child or lies inside one, and needs P;
 // only the last leaf lies on the spine. So when no segment's P is formed beyond what merging
 // needs, exactly one leaf of the whole run comes without P.
 TEST(SeriesEngine, TheRightmostSegmentNeverFormsP) {
-  const CountingSeries series;
+  const CountingSeries series{};
   for (const uint64_t precision : {8u, 300u, 3000u}) {
     std::vector<SeriesSegment> segments;
     const uint64_t n = series.TermCount(precision);
@@ -233,7 +255,7 @@ TEST(SeriesEngine, ChunksFinishedAtTheirOwnPrecisionAddUpToTheSum) {
 // P, Q and T of a leaf evaluated from the series' formulas by GMP.
 struct LeafCase {
   const char* name;
-  std::function<void(AllocationHeap*, uint64_t, PqtNode&)> leaf;
+  void (*leaf)(uint64_t, SmallPqt&);
   std::function<void(mpz_t, mpz_t, mpz_t, uint64_t)> formula;
 };
 
@@ -243,7 +265,7 @@ void Power(mpz_t out, uint64_t base, unsigned long exponent) {
 }
 
 const LeafCase kLeafCases[] = {
-    {"Chudnovsky", [](AllocationHeap* h, uint64_t k, PqtNode& n) { ChudnovskyTerms::Leaf(h, k, n, true); },
+    {"Chudnovsky", ChudnovskyTerms::Leaf,
      [](mpz_t p, mpz_t q, mpz_t t, uint64_t k) {
        mpz_set_ui(p, 2 * k - 1);
        mpz_mul_ui(p, p, 6 * k - 5);
@@ -256,7 +278,7 @@ const LeafCase kLeafCases[] = {
        mpz_mul(t, t, p);
        if (k % 2 == 1) mpz_neg(t, t);
      }},
-    {"Zeta(3) formula 1", [](AllocationHeap* h, uint64_t k, PqtNode& n) { AperyFormula1Terms::Leaf(h, k, n, true); },
+    {"Zeta(3) formula 1", AperyFormula1Terms::Leaf,
      [](mpz_t p, mpz_t q, mpz_t t, uint64_t k) {
        Power(p, k, 5);
        Power(q, 2 * k + 1, 5);
@@ -269,7 +291,7 @@ const LeafCase kLeafCases[] = {
        mpz_mul(t, t, p);
        if (k % 2 == 1) mpz_neg(t, t);
      }},
-    {"Zeta(3) formula 2", [](AllocationHeap* h, uint64_t k, PqtNode& n) { AperyFormula2Terms::Leaf(h, k, n, true); },
+    {"Zeta(3) formula 2", AperyFormula2Terms::Leaf,
      [](mpz_t p, mpz_t q, mpz_t t, uint64_t k) {
        mpz_t x;
        mpz_init(x);
@@ -293,36 +315,72 @@ const LeafCase kLeafCases[] = {
      }},
 };
 
+void ExpectSmall(const SmallInt& value, const mpz_t expected, const std::string& what) {
+  BigFloat stored;
+  StoreSmall(nullptr, value, stored);
+  mpz_t z;
+  mpz_init(z);
+  test::ToScaledMpz(z, nullptr, stored, 0);
+  EXPECT_EQ(mpz_cmp(z, expected), 0) << what;
+  mpz_clear(z);
+  BigFloatRelease(stored);
+}
+
 // Small terms and terms past 2^32, where a product of two factors no longer fits a machine word.
 TEST(SeriesLeaves, MatchTheirFormulas) {
   for (const LeafCase& c : kLeafCases) {
     for (const uint64_t k : {1ull, 2ull, 7ull, 1000001ull, 4294967311ull, 6000000000ull}) {
-      PqtNode node;
-      c.leaf(nullptr, k, node);
-      mpz_t p, q, t, value;
-      mpz_inits(p, q, t, value, nullptr);
+      SmallPqt leaf;
+      c.leaf(k, leaf);
+      mpz_t p, q, t;
+      mpz_inits(p, q, t, nullptr);
       c.formula(p, q, t, k);
-      const mpz_t* expected[3] = {&t, &q, &p};
-      for (size_t part = 0; part < 3; ++part) {
-        test::ToScaledMpz(value, nullptr, node.part[part], 0);
-        EXPECT_EQ(mpz_cmp(value, *expected[part]), 0) << c.name << " k = " << k << " part " << part;
-      }
-      mpz_clears(p, q, t, value, nullptr);
-      NodeRelease(node);
+      const std::string what = std::string(c.name) + " k = " + std::to_string(k);
+      ExpectSmall(leaf.t, t, what + " T");
+      ExpectSmall(leaf.q, q, what + " Q");
+      ExpectSmall(leaf.p, p, what + " P");
+      mpz_clears(p, q, t, nullptr);
     }
   }
   // The first leaves of Zeta(3)'s series, worked by hand.
-  PqtNode node;
-  AperyFormula1Terms::Leaf(nullptr, 1, node, true);
-  EXPECT_EQ(node.part[kPartQ].magnitude.words[0], 7776u);
-  EXPECT_EQ(node.part[kPartT].magnitude.words[0], 532u);
-  EXPECT_EQ(node.part[kPartT].sign, 0u);
-  NodeRelease(node);
-  AperyFormula2Terms::Leaf(nullptr, 1, node, true);
-  EXPECT_EQ(node.part[kPartQ].magnitude.words[0], 20580000u);
-  EXPECT_EQ(node.part[kPartT].magnitude.words[0], 1523508u);
-  EXPECT_EQ(node.part[kPartP].magnitude.words[0], 1u);
-  NodeRelease(node);
+  SmallPqt leaf;
+  AperyFormula1Terms::Leaf(1, leaf);
+  EXPECT_EQ(leaf.q.words[0], 7776u);
+  EXPECT_EQ(leaf.t.words[0], 532u);
+  EXPECT_TRUE(leaf.t.negative);
+  AperyFormula2Terms::Leaf(1, leaf);
+  EXPECT_EQ(leaf.q.words[0], 20580000u);
+  EXPECT_EQ(leaf.t.words[0], 1523508u);
+  EXPECT_EQ(leaf.p.words[0], 1u);
+}
+
+// Signed sums and products of small integers against GMP, carries and cancellations included.
+TEST(SeriesLeaves, SmallArithmeticAgreesWithGmp) {
+  std::mt19937_64 rng(test::TestSeed());
+  for (int round = 0; round < 200; ++round) {
+    SmallInt a, b, sum, product;
+    SmallSetProduct(a, {rng() | 1, rng() >> (rng() % 64)});
+    SmallSetProduct(b, {rng() | 1});
+    if (round % 5 == 0) b = a;  // exact cancellation
+    a.negative = round % 2 == 0;
+    b.negative = round % 3 == 0;
+    SmallAdd(a, b, sum);
+    SmallMultiply(a, b, product);
+    mpz_t za, zb, expected;
+    mpz_inits(za, zb, expected, nullptr);
+    BigFloat fa, fb;
+    StoreSmall(nullptr, a, fa);
+    StoreSmall(nullptr, b, fb);
+    test::ToScaledMpz(za, nullptr, fa, 0);
+    test::ToScaledMpz(zb, nullptr, fb, 0);
+    mpz_add(expected, za, zb);
+    ExpectSmall(sum, expected, "sum, round " + std::to_string(round));
+    mpz_mul(expected, za, zb);
+    ExpectSmall(product, expected, "product, round " + std::to_string(round));
+    BigFloatRelease(fa);
+    BigFloatRelease(fb);
+    mpz_clears(za, zb, expected, nullptr);
+  }
 }
 
 }  // namespace
