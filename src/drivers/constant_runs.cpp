@@ -1,5 +1,6 @@
 #include "drivers/constant_runs.hpp"
 
+#include "constants/catalan.hpp"
 #include "constants/logarithms.hpp"
 #include "constants/pi.hpp"
 #include "constants/zeta3.hpp"
@@ -75,6 +76,24 @@ const ConstantRun kLog2Run = {
     LogVerifyMemory,
     {},
     {ComputeLog2Pair, ComputeLog2PairSwap},
+};
+
+const ConstantRun kCatalanRun = {
+    "Catalan's Constant\n\n"
+    "Option 1\n"
+    "    Algorithm 1: Lupas Formula (fastest)\n\n"
+    "Option 2\n"
+    "    Algorithm 2: Pi & Log-Term + Series\n\n",
+    nullptr,
+    "Compute: Catalan's Constant\n\n",
+    "Compute and Verify: Catalan's Constant\n\n",
+    "Catalan",
+    {{"Lupas", ComputeCatalanLupas, ComputeCatalanLupasSwap, CatalanLupasMemory},
+     {"LogSeries", ComputeCatalanLogSeries, ComputeCatalanLogSeriesSwap,
+      CatalanLogSeriesMemory}},
+    CatalanVerifyMemory,
+    {},
+    {},
 };
 
 // Both formulas are headed "Log(2) = ", as the menu has always printed them.

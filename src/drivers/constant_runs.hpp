@@ -10,5 +10,6 @@ extern const ConstantRun kPiRun;
 extern const ConstantRun kZeta3Run;
 extern const ConstantRun kLog2Run;
 extern const ConstantRun kLog10Run;
+extern const ConstantRun kCatalanRun;
 
 }  // namespace zx

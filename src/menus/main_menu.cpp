@@ -96,7 +96,7 @@ const MenuEntry kMenuEntries[kLastMenuChoice + 1] = {
     {nullptr, nullptr},       // 6
     {nullptr, nullptr},       // 7
     {&kZeta3Run, nullptr},    // 8  Zeta(3)
-    {nullptr, nullptr},       // 9  Catalan
+    {&kCatalanRun, nullptr},  // 9  Catalan
     {nullptr, nullptr},       // 10 Euler-Mascheroni
     {nullptr, DigitViewer},   // 11 Digit Viewer
     {nullptr, FileCompare},   // 12 Compare Files

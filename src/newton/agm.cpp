@@ -39,7 +39,7 @@ void PrintAgmIteration(uint64_t iteration, int64_t agreeingWords) {
 
 template <Storage kStorage>
 void AgmImpl(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionWords,
-             uint32_t threadExponent) {
+             uint32_t threadExponent, bool progress) {
   const uint64_t w = precisionWords + 8;
   const uint32_t labelMark = Progress().labelLength;
   for (uint64_t iteration = 0;; ++iteration) {
@@ -60,7 +60,7 @@ void AgmImpl(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionW
     a = t;
     const int64_t topA = BigFloatTop(a);
     const int64_t topB = BigFloatTop(b);
-    PrintAgmIteration(iteration, std::min(topA, topB) - differ);
+    if (progress) PrintAgmIteration(iteration, std::min(topA, topB) - differ);
     LabelPopTo(labelMark);
     StageOut<kStorage>(heap, a);
     StageOut<kStorage>(heap, b);
@@ -71,13 +71,13 @@ void AgmImpl(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionW
 }  // namespace
 
 void Agm(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionWords,
-         uint32_t threadExponent) {
-  AgmImpl<Storage::kMemory>(heap, a, b, precisionWords, threadExponent);
+         uint32_t threadExponent, bool progress) {
+  AgmImpl<Storage::kMemory>(heap, a, b, precisionWords, threadExponent, progress);
 }
 
 void AgmSwap(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionWords,
-             uint32_t threadExponent) {
-  AgmImpl<Storage::kSwap>(heap, a, b, precisionWords, threadExponent);
+             uint32_t threadExponent, bool progress) {
+  AgmImpl<Storage::kSwap>(heap, a, b, precisionWords, threadExponent, progress);
 }
 
 }  // namespace zx

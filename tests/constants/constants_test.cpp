@@ -1,6 +1,7 @@
 // Each constant by each algorithm, from one heap of exactly its estimated size, against MPFR.
 #include <gtest/gtest.h>
 
+#include "constants/catalan.hpp"
 #include "constants/logarithms.hpp"
 #include "constants/pi.hpp"
 #include "constants/zeta3.hpp"
@@ -29,6 +30,7 @@ void PiReference(mpfr_t x) { mpfr_const_pi(x, MPFR_RNDN); }
 void Zeta3Reference(mpfr_t x) { mpfr_zeta_ui(x, 3, MPFR_RNDN); }
 void Log2Reference(mpfr_t x) { mpfr_const_log2(x, MPFR_RNDN); }
 void Log10Reference(mpfr_t x) { mpfr_log_ui(x, 10, MPFR_RNDN); }
+void CatalanReference(mpfr_t x) { mpfr_const_catalan(x, MPFR_RNDN); }
 
 std::string CaseName(const ::testing::TestParamInfo<ConstantCase>& info) {
   return std::string(info.param.name) + "_" + std::to_string(info.param.digits) + "_k" +
@@ -75,6 +77,7 @@ constexpr const char* kPiTime = "Compute Pi Time: ";
 constexpr const char* kZetaTime = "Zeta(3) Time: ";
 constexpr const char* kLog2Time = "Compute Log(2) Time: ";
 constexpr const char* kLog10Time = "Compute Log(10) Time: ";
+constexpr const char* kCatalanTime = "Catalan's Constant Time: ";
 
 INSTANTIATE_TEST_SUITE_P(
     DigitsAndThreads, ConstantAgainstMpfr,
@@ -97,7 +100,12 @@ INSTANTIATE_TEST_SUITE_P(
         ConstantCase{"Log2M1", ComputeLog2Machin1, LogMemory, Log2Reference, kLog2Time, 100000, 1},
         ConstantCase{"Log10M1", ComputeLog10Machin1, LogMemory, Log10Reference, kLog10Time, 20, 1},
         ConstantCase{"Log10M2", ComputeLog10Machin2, LogMemory, Log10Reference, kLog10Time, 100000, 3},
-        ConstantCase{"Log10M1", ComputeLog10Machin1, LogMemory, Log10Reference, kLog10Time, 300000, 0}),
+        ConstantCase{"Log10M1", ComputeLog10Machin1, LogMemory, Log10Reference, kLog10Time, 300000, 0},
+        ConstantCase{"Lupas", ComputeCatalanLupas, CatalanLupasMemory, CatalanReference, kCatalanTime, 20, 0},
+        ConstantCase{"LogSeries", ComputeCatalanLogSeries, CatalanLogSeriesMemory, CatalanReference, kCatalanTime, 20, 1},
+        ConstantCase{"Lupas", ComputeCatalanLupas, CatalanLupasMemory, CatalanReference, kCatalanTime, 30000, 2},
+        ConstantCase{"LogSeries", ComputeCatalanLogSeries, CatalanLogSeriesMemory, CatalanReference, kCatalanTime, 30000, 0},
+        ConstantCase{"LogSeries", ComputeCatalanLogSeries, CatalanLogSeriesMemory, CatalanReference, kCatalanTime, 100000, 3}),
     CaseName);
 
 // Fewer than 100 terms are summed in one pass, without a "Summing" line; more are planned in

@@ -7,6 +7,7 @@
 #include <random>
 
 #include "bignum_oracle.hpp"
+#include "constants/catalan.hpp"
 #include "constants/leaf_terms.hpp"
 #include "constants/pi.hpp"
 #include "constants/series_sum.hpp"
@@ -313,6 +314,20 @@ const LeafCase kLeafCases[] = {
        if (k % 2 == 1) mpz_neg(t, t);
        mpz_clear(x);
      }},
+    {"Catalan, Lupas", LupasTerms::Leaf,
+     [](mpz_t p, mpz_t q, mpz_t t, uint64_t k) {
+       Power(p, k, 3);
+       mpz_mul_ui(p, p, 2 * k - 1);
+       mpz_mul_ui(p, p, 32);
+       mpz_set_ui(q, 4 * k + 1);
+       mpz_mul_ui(q, q, 4 * k + 3);
+       mpz_mul(q, q, q);
+       mpz_set_ui(t, 40 * k + 56);
+       mpz_mul_ui(t, t, k);
+       mpz_add_ui(t, t, 19);
+       mpz_mul(t, t, p);
+       if (k % 2 == 1) mpz_neg(t, t);
+     }},
 };
 
 void ExpectSmall(const SmallInt& value, const mpz_t expected, const std::string& what) {
@@ -352,6 +367,11 @@ TEST(SeriesLeaves, MatchTheirFormulas) {
   EXPECT_EQ(leaf.q.words[0], 20580000u);
   EXPECT_EQ(leaf.t.words[0], 1523508u);
   EXPECT_EQ(leaf.p.words[0], 1u);
+  LupasTerms::Leaf(1, leaf);
+  EXPECT_EQ(leaf.p.words[0], 32u);
+  EXPECT_EQ(leaf.q.words[0], 1225u);
+  EXPECT_EQ(leaf.t.words[0], 3680u);
+  EXPECT_TRUE(leaf.t.negative);
 }
 
 // Signed sums and products of small integers against GMP, carries and cancellations included.

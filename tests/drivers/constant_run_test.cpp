@@ -217,6 +217,29 @@ INSTANTIATE_TEST_SUITE_P(
                  {"Compute and Verify: Log(2)\n\n", "Computing...\n\nComputing: Log(2)\n\n",
                   "\nCompute and Verify Time: ", "Verifying...\n\n", kVerifyEnd},
                  "\rArcCoth( ", 5},
+        WholeRun{"CatalanLupasHundredThousand", "9\n1\n100000\n1\n1\n", "catalan", 100000,
+                 {"Catalan - Hex - Lupas.txt", "Catalan - Dec - Lupas.txt"},
+                 {"option = \n\n\nCatalan's Constant\n\nOption 1\n"
+                  "    Algorithm 1: Lupas Formula (fastest)\n\nOption 2\n"
+                  "    Algorithm 2: Pi & Log-Term + Series\n\nOption 3\n"
+                  "    Compute and Verify:\n"
+                  "        Use both formulas to compute and verify. (great for stress-testing)"
+                  "\n\nEnter your choice:\noption = \nHow many",
+                  "Compute: Catalan's Constant\n\n",
+                  "Begin Computation:\n\nComputing: Catalan's Constant\n\n"
+                  "Algorithm: Lupas Formula\n\nSumming Series:\n",
+                  "Finalizing...", "\nCatalan's Constant Time: "}},
+        WholeRun{"CatalanLogSeriesTwentyDigits", "9\n2\n20\n0\n1\n", "catalan", 20,
+                 {"Catalan - Hex - LogSeries.txt", "Catalan - Dec - LogSeries.txt"},
+                 {"Algorithm: Pi & Log-Term + Series\n\nSumming Series:\n",
+                  "Computing: 2 + sqrt(3)\n", "\nComputing: Log-Term\n", "Starting AGM...\n",
+                  "AGM Iteration:  ", "\nPi & Log-Term Time: ",
+                  "\n\nCatalan's Constant Time: "},
+                 "Computing: Pi", 0},
+        WholeRun{"CatalanVerifyHundredThousand", "9\n3\n100000\n2\n1\n", "catalan", 100000,
+                 VerifyFiles("Catalan"),
+                 {"Compute and Verify: Catalan's Constant\n\n", "Algorithm: Lupas Formula",
+                  "Verifying...\n\n", "Algorithm: Pi & Log-Term + Series", kVerifyEnd}},
         WholeRun{"Log10VerifyHundredThousand", "5\n3\n100000\n2\n1\n", "log10", 100000,
                  VerifyFiles("Log(10)"), {kVerifyEnd}, "\rArcCoth( ", 5}),
     [](const ::testing::TestParamInfo<WholeRun>& info) { return std::string(info.param.name); });
@@ -245,6 +268,10 @@ INSTANTIATE_TEST_SUITE_P(
                  {"Log(10) - Hex - Machin1.txt", "Log(10) - Dec - Machin1.txt"}, {}},
         WholeRun{"Log10Machin2TenMillion", "5\n2\n10000000\n1\n1\n", "log10", 10000000,
                  {"Log(10) - Hex - Machin2.txt", "Log(10) - Dec - Machin2.txt"}, {}},
+        WholeRun{"CatalanLupasTenMillion", "9\n1\n10000000\n1\n1\n", "catalan", 10000000,
+                 {"Catalan - Hex - Lupas.txt", "Catalan - Dec - Lupas.txt"}, {}},
+        WholeRun{"CatalanVerifyMillion", "9\n3\n1000000\n1\n1\n", "catalan", 1000000,
+                 VerifyFiles("Catalan"), {kVerifyEnd}},
         WholeRun{"Log2VerifyMillion", "4\n3\n1000000\n1\n1\n", "log2", 1000000,
                  VerifyFiles("Log(2)"), {kVerifyEnd}, "\rArcCoth( ", 5}),
     [](const ::testing::TestParamInfo<WholeRun>& info) { return std::string(info.param.name); });

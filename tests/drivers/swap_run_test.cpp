@@ -126,7 +126,8 @@ INSTANTIATE_TEST_SUITE_P(
                       SwapCase{"Zeta3Formula2", &kZeta3Run, 0, nullptr, 300000, 1, 1, 3},
                       SwapCase{"Zeta3Formula1", &kZeta3Run, 1, "zeta3", 100000, 0, 1, 1},
                       SwapCase{"Log2Machin1", &kLog2Run, 0, nullptr, 200000, 1, 2, 2},
-                      SwapCase{"Log10Machin2", &kLog10Run, 1, "log10", 100000, 2, 1, 1}),
+                      SwapCase{"Log10Machin2", &kLog10Run, 1, "log10", 100000, 2, 1, 1},
+                      SwapCase{"CatalanLogSeries", &kCatalanRun, 1, "catalan", 100000, 1, 1, 1}),
     SwapCaseName);
 
 // From five million digits on the dialogue offers disk swapping; over two disks.
@@ -138,7 +139,9 @@ INSTANTIATE_TEST_SUITE_P(
                       SwapCase{"Log2Machin1", &kLog2Run, 0, "log2", 5000000, 1, 2, 2},
                       SwapCase{"Log2Machin2", &kLog2Run, 1, "log2", 5000000, 1, 2, 2},
                       SwapCase{"Log10Machin1", &kLog10Run, 0, "log10", 5000000, 1, 2, 2},
-                      SwapCase{"Log10Machin2", &kLog10Run, 1, "log10", 5000000, 1, 2, 2}),
+                      SwapCase{"Log10Machin2", &kLog10Run, 1, "log10", 5000000, 1, 2, 2},
+                      SwapCase{"CatalanLupas", &kCatalanRun, 0, "catalan", 5000000, 1, 2, 2},
+                      SwapCase{"CatalanLogSeries", &kCatalanRun, 1, "catalan", 5000000, 1, 2, 2}),
     SwapCaseName);
 
 // Files may grow to sizeBytes only: the first larger swap file finds the disk full.
