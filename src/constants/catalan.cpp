@@ -8,6 +8,7 @@
 #include "constants/memory_estimate.hpp"
 #include "constants/pi.hpp"
 #include "constants/ratio_finish.hpp"
+#include "multiply/swap_memory.hpp"
 #include "newton/agm.hpp"
 #include "newton/inv_sqrt.hpp"
 #include "newton/reciprocal.hpp"
@@ -102,7 +103,11 @@ void LogTwoPlusRootThree(AllocationHeap* heap, BigFloat& pi, BigFloat& rootThree
   Scale(heap, lnS, -1);
   // − m·ln 2, Log(2) computed here as plain arithmetic.
   BigFloat log2, mLog2;
-  ComputeLog2Machin1(heap, log2, w, 0, k);
+  if constexpr (kStorage == Storage::kSwap) {
+    ComputeLog2Machin1Swap(heap, log2, w, 0, k);
+  } else {
+    ComputeLog2Machin1(heap, log2, w, 0, k);
+  }
   MultiplyByInteger(heap, log2, m, mLog2, w + 3, k);
   BigFloatRelease(log2);
   BigFloatNegate(mLog2);
@@ -215,6 +220,11 @@ uint64_t CatalanLogSeriesMemory(uint64_t precisionWords, uint32_t threadExponent
   const uint64_t p = precisionWords;
   return std::max(BaseMemoryBytes(p, threadExponent, 1) + 48 * p,
                   LogMemory(p + 6, threadExponent) + 16 * (p + 8));
+}
+
+uint64_t CatalanSwapMemory(uint64_t decimalDigits, uint32_t threadExponent) {
+  const uint64_t bytes = SwapModeMemoryBytes(decimalDigits, threadExponent);
+  return bytes + bytes / 2;
 }
 
 uint64_t CatalanVerifyMemory(uint64_t precisionWords, uint32_t threadExponent) {

@@ -31,6 +31,7 @@ const ConstantRun kPiRun = {
     PiVerifyMemory,
     {},
     {},
+    nullptr,
 };
 
 // The menu offers Formula 2 first; the files are named by formula number, and spell
@@ -52,6 +53,7 @@ const ConstantRun kZeta3Run = {
     Zeta3VerifyMemory,
     {},
     {},
+    nullptr,
 };
 
 const ConstantRun kLog2Run = {
@@ -76,6 +78,7 @@ const ConstantRun kLog2Run = {
     LogVerifyMemory,
     {},
     {ComputeLog2Pair, ComputeLog2PairSwap},
+    nullptr,
 };
 
 const ConstantRun kCatalanRun = {
@@ -94,6 +97,7 @@ const ConstantRun kCatalanRun = {
     CatalanVerifyMemory,
     {},
     {},
+    CatalanSwapMemory,
 };
 
 // Both formulas are headed "Log(2) = ", as the menu has always printed them.
@@ -114,6 +118,7 @@ const ConstantRun kLog10Run = {
     LogVerifyMemory,
     {},
     {ComputeLog10Pair, ComputeLog10PairSwap},
+    nullptr,
 };
 
 }  // namespace zx

@@ -64,6 +64,9 @@ struct ConstantRun {
   MemoryEstimateFn verifyEstimate;
   ExtraOutput extra;
   VerifyPair verifyPair;
+  // Bytes of heap disk-swapping mode needs for (decimal digits, thread exponent); null: the
+  // multiplication engine's model, which rests on three full-precision numbers and a product.
+  uint64_t (*swapEstimate)(uint64_t decimalDigits, uint32_t threadExponent);
 };
 
 struct RunSettings {

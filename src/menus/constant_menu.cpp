@@ -33,7 +33,7 @@ void RunConstantOption(const ConstantRun& run, int option) {
       option == kVerifyOption ? run.verifyEstimate : run.algorithms[option].memoryEstimate;
   settings.memoryBytes = estimate(digits.words, digits.threadExponent);
   settings.mode = ReadMode(digits.decimalDigits, digits.threadExponent, &settings.memoryBytes,
-                           SwapModeMemoryBytes);
+                           run.swapEstimate != nullptr ? run.swapEstimate : SwapModeMemoryBytes);
   DiskList disks;
   if (settings.mode == kModeDiskSwapping) {
     ReadDisks(disks);

@@ -53,7 +53,11 @@ void AgmImpl(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t precisionW
     BigFloatRelease(b);
     StageOut<kStorage>(heap, product);
     BigFloat root;
-    InvSqrt(heap, product, root, w, false, threadExponent);
+    if constexpr (kStorage == Storage::kSwap) {
+      InvSqrtStaged(heap, product, root, w, 1, false, threadExponent);
+    } else {
+      InvSqrt(heap, product, root, w, false, threadExponent);
+    }
     BigFloatMultiplyKeep(heap, root, product, b, w + 3, threadExponent);
     BigFloatRelease(root);
     BigFloatRelease(product);

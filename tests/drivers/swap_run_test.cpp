@@ -23,7 +23,8 @@ namespace {
 namespace fs = std::filesystem;
 
 RunSettings SettingsFor(uint64_t digits, uint32_t threads, uint32_t mode, const DiskList* disks,
-                        const AlgorithmRun& algorithm = kPiRun.algorithms[0]) {
+                        const ConstantRun& run = kPiRun, int algorithm = 0) {
+  const auto swapBytes = run.swapEstimate != nullptr ? run.swapEstimate : SwapModeMemoryBytes;
   RunSettings settings;
   settings.decimalDigits = digits;
   settings.hexDigits = HexDigitsFor(digits);
@@ -32,8 +33,8 @@ RunSettings SettingsFor(uint64_t digits, uint32_t threads, uint32_t mode, const 
   settings.mode = mode;
   settings.disks = disks;
   settings.memoryBytes = mode == kModeDiskSwapping
-                             ? SwapModeMemoryBytes(digits, threads) + 0x100000
-                             : algorithm.memoryEstimate(settings.precisionWords, threads);
+                             ? swapBytes(digits, threads) + 0x100000
+                             : run.algorithms[algorithm].memoryEstimate(settings.precisionWords, threads);
   return settings;
 }
 
@@ -87,14 +88,13 @@ class SwapRunMatches : public SwapRunTest, public ::testing::WithParamInterface<
 // files), really goes to disk, and leaves no swap file behind.
 TEST_P(SwapRunMatches, TheFilesOfTheMemoryRunOverEveryDiskCount) {
   const SwapCase& c = GetParam();
-  const AlgorithmRun& algorithm = c.run->algorithms[c.algorithm];
   std::pair<std::string, std::string> expected;
   if (c.reference != nullptr) {
     expected = {test::ReferenceHash(c.reference, "hex", c.digits),
                 test::ReferenceHash(c.reference, "dec", c.digits)};
   } else {
-    expected = Run(*c.run, c.algorithm, SettingsFor(c.digits, c.threads, kModeRamOnly, nullptr,
-                                                    algorithm));
+    expected = Run(*c.run, c.algorithm,
+                   SettingsFor(c.digits, c.threads, kModeRamOnly, nullptr, *c.run, c.algorithm));
   }
   for (int diskCount = c.fewestDisks; diskCount <= c.mostDisks; ++diskCount) {
     DiskList disks;
@@ -105,8 +105,8 @@ TEST_P(SwapRunMatches, TheFilesOfTheMemoryRunOverEveryDiskCount) {
     }
     const uint64_t before = RaidFilesCreated();
     const auto swapped =
-        Run(*c.run, c.algorithm, SettingsFor(c.digits, c.threads, kModeDiskSwapping, &disks,
-                                             algorithm));
+        Run(*c.run, c.algorithm,
+            SettingsFor(c.digits, c.threads, kModeDiskSwapping, &disks, *c.run, c.algorithm));
     EXPECT_GT(RaidFilesCreated(), before) << diskCount << " disks: nothing went to disk";
     EXPECT_EQ(swapped, expected) << diskCount << " disks";
     for (const auto& dir : dirs) {
