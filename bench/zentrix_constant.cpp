@@ -17,7 +17,7 @@ namespace {
 const BenchConstant kBenchConstants[] = {
     {"pi", "arb_const_pi", 0, &kPiRun, 0},           {"log2", "arb_const_log2", 0, &kLog2Run, 0},
     {"log10", "arb_const_log10", 10, &kLog10Run, 0},    {"zeta3", "arb_const_apery", 0, &kZeta3Run, 0},
-    {"catalan", "arb_const_catalan", 0, &kCatalanRun, 0}, {"euler", "arb_const_euler", 0, nullptr, 0},
+    {"catalan", "arb_const_catalan", 0, &kCatalanRun, 0}, {"euler", "arb_const_euler", 0, &kEulerRun, 0},
 };
 
 }  // namespace

@@ -47,11 +47,13 @@ namespace {
 
 constexpr const char* kComputingLine = "Computing: Catalan's Constant\n\n";
 constexpr const char* kTimeLabel = "\nCatalan's Constant Time: ";
-constexpr RatioSeriesRun kLupas{kComputingLine, "Algorithm: Lupas Formula\n\n", kTimeLabel,
-                                {19, 18}};
+constexpr RatioSeriesRun kLupas{
+    kComputingLine, "Algorithm: Lupas Formula\n\n", kTimeLabel, {19, 18}};
 
 // a·2^bits in place.
-void Scale(AllocationHeap* heap, BigFloat& a, int64_t bits) { BigFloatShiftBits(heap, a, bits); }
+void Scale(AllocationHeap* heap, BigFloat& a, int64_t bits) {
+  BigFloatShiftBits(heap, a, bits);
+}
 
 // x = value·y keeping keepWords words of y (value may exceed a word).
 void MultiplyByInteger(AllocationHeap* heap, BigFloat& y, uint64_t value, BigFloat& out,
@@ -63,7 +65,8 @@ void MultiplyByInteger(AllocationHeap* heap, BigFloat& y, uint64_t value, BigFlo
 }
 
 // ln(2 + √3) by the arithmetic-geometric mean. With s = (2 + √3)·2^m,
-//   |ln s − π/(2·AGM(1, 4/s))| ≤ 4·(8 + ln s)/s²      (s ≥ 2^8; Brent's bound, checked numerically),
+//   |ln s − π/(2·AGM(1, 4/s))| ≤ 4·(8 + ln s)/s²      (s ≥ 2^8; Brent's bound, checked
+//   numerically),
 // so m = 16·w + 32 makes the error of ln s smaller than 2^(−32·w) for any w. Then
 // ln(2 + √3) = ln s − m·ln 2, and 4/s = (2 − √3)·2^(2−m) needs no division: (2 + √3)(2 − √3) = 1.
 // ln s exceeds the result by about 2·log2(w) + 14 bits, which the two extra words of w cover.
@@ -129,7 +132,7 @@ void ComputeLogSeries(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32
   settings.precisionWords = w;
   settings.depth = k > 0 ? k + 1 : 0;
   settings.progressPrefix = show ? kSummingPrefix : nullptr;
-  SumSeries<kStorage>(LinearSeries<CentralBinomialTerms>{}, heap, sum, settings);
+  SumSeries<kStorage>(HypergeometricSeries<CentralBinomialTerms>{}, heap, sum, settings);
   // (3/8)·(Q + T)/Q: the 8 is a shift after the product.
   StageLine(show, "Finalizing...");
   BigFloat& t = sum.part[kPartT];

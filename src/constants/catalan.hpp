@@ -1,5 +1,6 @@
 // Catalan's constant G by two algorithms:
-//   Lupas:  G = 1/64 · Σ_{n≥1} (−1)^(n−1) 2^(8n) (40n² − 24n + 3) ((2n)!)³ (n!)² / (n³ (2n−1) ((4n)!)²),
+//   Lupas:  G = 1/64 · Σ_{n≥1} (−1)^(n−1) 2^(8n) (40n² − 24n + 3) ((2n)!)³ (n!)² / (n³ (2n−1)
+//   ((4n)!)²),
 //           summed from k = n − 1 and finished as (19·Q + T)/(18·Q); 2 bits a term, the default.
 //   Pi & Log-Term + Series: G = (π/8)·ln(2 + √3) + (3/8)·Σ_{n≥0} (n!)²/((2n)!·(2n+1)²), the
 //           logarithm from an arithmetic-geometric mean; the independent check of compute and
@@ -34,8 +35,8 @@ struct CentralBinomialTerms {
   static void Leaf(uint64_t k, SmallPqt& leaf);
 };
 
-static_assert(SeriesPolicy<LinearSeries<LupasTerms>>);
-static_assert(SeriesPolicy<LinearSeries<CentralBinomialTerms>>);
+static_assert(SeriesPolicy<HypergeometricSeries<LupasTerms>>);
+static_assert(SeriesPolicy<HypergeometricSeries<CentralBinomialTerms>>);
 
 // result = G to p words; flag 1 prints the banner, stages and "Catalan's Constant Time: ".
 void ComputeCatalanLupas(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,

@@ -1,7 +1,8 @@
-// Hypergeometric series whose terms shrink by a fixed number of words each (Pi's, Zeta(3)'s,
-// Catalan's, ArcCoth's): the node {T, Q, P}, its merge, and the policy built from a small table
-// of terms. A Terms value gives the leaf of term k and the constants; LinearSeries<Terms> is the
-// policy the engine sums.
+// Hypergeometric series (Pi's, Zeta(3)'s, Catalan's, ArcCoth's, the Euler-Mascheroni
+// correction): the node {T, Q, P}, its merge, and the policy built from a small table of terms.
+// A Terms value gives the leaf of term k and the constants; HypergeometricSeries<Terms> is the
+// policy the engine sums. The terms shrink by a fixed number of words each unless the Terms give
+// their own RemainingWords.
 #pragma once
 
 #include <cstdint>
@@ -38,16 +39,16 @@ struct SmallPqt {
   SmallInt p;
 };
 
-// What a series with terms shrinking by a fixed number of words gives: its constants and the
-// leaf of term k ≥ 1. Terms may carry run-time values (an ArcCoth's x).
+// What a hypergeometric series gives: its constants and the leaf of term k ≥ 1. Terms may carry
+// run-time values (an ArcCoth's x).
 template <class T>
-concept LinearTerms = requires(const T& terms, uint64_t k, SmallPqt& leaf, uint64_t n) {
+concept HypergeometricTerms = requires(const T& terms, uint64_t k, SmallPqt& leaf, uint64_t n) {
   { terms.WordsPerTerm() } -> std::same_as<double>;
   { terms.TermCount(n) } -> std::same_as<uint64_t>;
   { terms.SizeEstimate(n) } -> std::same_as<double>;
   { terms.BalancedSplitMinTerms() } -> std::same_as<uint64_t>;
   { terms.MemoryFactor() } -> std::same_as<double>;
-  { terms.Leaf(k, leaf) };
+  {terms.Leaf(k, leaf)};
 };
 
 // Ranges up to this many terms, and words by the size model, are summed on the stack.
@@ -57,14 +58,18 @@ inline constexpr double kSmallRangeMaxWords = 40;
 // The policy of such a series. The bottom of its tree, ranges of a few dozen words, is summed
 // exactly on the stack and stored once: a series has millions of terms, and a heap piece and a
 // general product for each of them cost more than the arithmetic.
-template <LinearTerms Terms>
-struct LinearSeries {
+template <HypergeometricTerms Terms>
+struct HypergeometricSeries {
   using Node = PqtNode;
   Terms terms;
 
   uint64_t TermCount(uint64_t precisionWords) const { return terms.TermCount(precisionWords); }
   uint64_t RemainingWords(uint64_t precisionWords, uint64_t n) const {
-    return LinearRemainingWords(precisionWords, n, terms.WordsPerTerm());
+    if constexpr (requires { terms.RemainingWords(precisionWords, n); }) {
+      return terms.RemainingWords(precisionWords, n);
+    } else {
+      return LinearRemainingWords(precisionWords, n, terms.WordsPerTerm());
+    }
   }
   double SizeEstimate(uint64_t n) const { return terms.SizeEstimate(n); }
   uint64_t BalancedSplitMinTerms() const { return terms.BalancedSplitMinTerms(); }

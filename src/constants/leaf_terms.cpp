@@ -125,14 +125,30 @@ void SmallAdd(const SmallInt& a, const SmallInt& b, SmallInt& out) {
   const SmallInt& smaller = aLarger ? b : a;
   int64_t borrow = 0;
   for (int i = 0; i < larger.length; ++i) {
-    int64_t d = static_cast<int64_t>(larger.words[i]) - (i < smaller.length ? smaller.words[i] : 0) -
-                borrow;
+    int64_t d = static_cast<int64_t>(larger.words[i]) -
+                (i < smaller.length ? smaller.words[i] : 0) - borrow;
     borrow = d < 0 ? 1 : 0;
     out.words[i] = static_cast<uint32_t>(d + (borrow << 32));
   }
   out.length = larger.length;
   out.negative = larger.negative;
   Trim(out);
+}
+
+void SmallShiftLeft(SmallInt& x, uint64_t bits) {
+  if (x.length == 0 || bits == 0) return;
+  const int wordShift = static_cast<int>(bits / 32);
+  const uint32_t bitShift = static_cast<uint32_t>(bits % 32);
+  CheckRoom(x.length + wordShift + 1);
+  x.words[x.length + wordShift] = 0;
+  for (int i = x.length - 1; i >= 0; --i) {
+    const uint64_t w = static_cast<uint64_t>(x.words[i]) << bitShift;
+    x.words[i + wordShift + 1] |= static_cast<uint32_t>(w >> 32);
+    x.words[i + wordShift] = static_cast<uint32_t>(w);
+  }
+  for (int i = 0; i < wordShift; ++i) x.words[i] = 0;
+  x.length += wordShift + 1;
+  Trim(x);
 }
 
 void StoreSmall(AllocationHeap* heap, const SmallInt& value, BigFloat& out) {

@@ -23,12 +23,15 @@ struct SmallInt {
 void SmallSetProduct(SmallInt& out, std::initializer_list<uint64_t> factors);
 // c0·x^d + c1·x^(d−1) + … + cd (Horner, coefficients from the highest power down), times the
 // factors.
-void SmallSetPolynomialProduct(SmallInt& out, uint64_t x, std::initializer_list<uint64_t> coefficients,
+void SmallSetPolynomialProduct(SmallInt& out, uint64_t x,
+                               std::initializer_list<uint64_t> coefficients,
                                std::initializer_list<uint64_t> factors);
 // out = a·b and out = a + b, signed; out may not alias an operand. A result past kSmallIntWords
 // is an internal error.
 void SmallMultiply(const SmallInt& a, const SmallInt& b, SmallInt& out);
 void SmallAdd(const SmallInt& a, const SmallInt& b, SmallInt& out);
+// x = x·2^bits.
+void SmallShiftLeft(SmallInt& x, uint64_t bits);
 
 // out = value as a BigFloat of exponent 0 (the old contents are not released).
 void StoreSmall(AllocationHeap* heap, const SmallInt& value, BigFloat& out);

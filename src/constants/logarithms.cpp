@@ -118,6 +118,11 @@ void AddMultiple(AllocationHeap* heap, BigFloat& sum, BigFloat& value, int32_t c
   StageOut<kStorage>(heap, sum);
 }
 
+// One ArcCoth series (what a Pi series of the same precision holds) beside up to three values.
+uint64_t SeriesGroupBytes(uint64_t p, uint32_t threadExponent) {
+  return BaseMemoryBytes(p, threadExponent, 1) + 44 * p;
+}
+
 // Slides values down over the gaps below them, lowest first.
 void CompactValues(BigFloat* values, size_t count) {
   BigFloat* order[8] = {};
@@ -140,11 +145,14 @@ void CompactValues(BigFloat* values, size_t count) {
 // of about equal cost (by the size of their products), one on a new thread: independent series
 // scale better than one series split further. That group runs quietly; its lines are printed as
 // it starts. Each group needs the heap of one series and its values, so the heap is halved; a
-// disk-swapping run, whose heap is sized for one full-precision product, runs them one by one.
+// heap without room for two (a disk-swapping run's, or that of a computation running this one
+// inside its own) has them run one by one.
 template <Storage kStorage>
 void ArcCothValues(AllocationHeap* heap, const uint32_t* xs, size_t count, BigFloat* values,
                    uint64_t p, bool show, uint32_t k) {
-  if (k == 0 || count < 2 || kStorage == Storage::kSwap) {
+  const bool roomForTwo =
+      heap == nullptr || HeapFreeSpace(heap) >= 2 * SeriesGroupBytes(p, k > 0 ? k - 1 : 0);
+  if (k == 0 || count < 2 || kStorage == Storage::kSwap || !roomForTwo) {
     for (size_t i = 0; i < count; ++i) {
       ArcCothImpl<kStorage>(heap, xs[i], values[i], p, show, k);
       StageOut<kStorage>(heap, values[i]);
@@ -342,11 +350,6 @@ void ComputeLog10PairSwap(AllocationHeap* heap, BigFloat& first, BigFloat& secon
 }
 
 namespace {
-
-// One ArcCoth series (what a Pi series of the same precision holds) beside up to three values.
-uint64_t SeriesGroupBytes(uint64_t p, uint32_t threadExponent) {
-  return BaseMemoryBytes(p, threadExponent, 1) + 44 * p;
-}
 
 // A formula's or a verify run's values need one group's heap, or two when the groups run at once;
 // then the results: a running sum, or the five values with two results.

@@ -27,7 +27,7 @@ struct ArcCothTerms {
   double MemoryFactor() const { return 10.5; }
   void Leaf(uint64_t k, SmallPqt& leaf) const;
 };
-using ArcCothSeries = LinearSeries<ArcCothTerms>;
+using ArcCothSeries = HypergeometricSeries<ArcCothTerms>;
 static_assert(SeriesPolicy<ArcCothSeries>);
 
 // out = ArcCoth(x) to p words (plus guard words) with 2^k threads; progress prints its

@@ -27,13 +27,13 @@ namespace {
 
 struct PiFinish {
   const char* algorithmLine;
-  uint32_t termZero;         // A: adds the term k = 0, whose P and Q are 1
+  uint32_t termZero;  // A: adds the term k = 0, whose P and Q are 1
   uint32_t numerator;
   uint32_t invSqrtOf;
 };
 
 // Pi = numerator·Q / (sqrt(c)·(A·Q + T)), as numerator·Q · 1/(A·Q + T) · 1/sqrt(c).
-template <Storage kStorage, LinearTerms Terms>
+template <Storage kStorage, HypergeometricTerms Terms>
 void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, bool show,
                const PiFinish& f) {
   const uint64_t w = p + 2;
@@ -45,7 +45,7 @@ void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, b
   settings.precisionWords = w;
   settings.depth = k > 0 ? k + 1 : 0;
   settings.progressPrefix = show ? kSummingPrefix : nullptr;
-  SumSeries<kStorage>(LinearSeries<Terms>{}, heap, sum, settings);
+  SumSeries<kStorage>(HypergeometricSeries<Terms>{}, heap, sum, settings);
   BigFloat& t = sum.part[kPartT];
   BigFloat& q = sum.part[kPartQ];
 
@@ -89,9 +89,9 @@ void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, b
 }
 
 // The data at the peak: four numbers of p words less the words the first segment's terms shed.
-template <LinearTerms Terms>
+template <HypergeometricTerms Terms>
 uint64_t PiMemory(uint64_t p, uint32_t k) {
-  const LinearSeries<Terms> series{};
+  const HypergeometricSeries<Terms> series{};
   const uint64_t n = series.TermCount(p);
   const uint64_t m = GrowSplit(series, 0, n, p, 0);
   const auto gained = static_cast<uint64_t>(static_cast<double>(m) * Terms::kWordsPerTerm);
@@ -125,8 +125,8 @@ void ComputePiChudnovskySwap(AllocationHeap* heap, BigFloat& result, uint64_t pr
 
 void ComputePiRamanujanSwap(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
                             uint32_t flag, uint32_t threadExponent) {
-  ComputePi<Storage::kSwap, RamanujanTerms>(heap, result, precisionWords, threadExponent,
-                                            flag != 0, kRamanujanFinish);
+  ComputePi<Storage::kSwap, RamanujanTerms>(heap, result, precisionWords, threadExponent, flag != 0,
+                                            kRamanujanFinish);
 }
 
 uint64_t PiMemoryChudnovsky(uint64_t precisionWords, uint32_t threadExponent) {

@@ -11,12 +11,12 @@
 
 namespace zx {
 
-// The terms of the two series (the summed policies are LinearSeries of them).
+// The terms of the two series (the summed policies are HypergeometricSeries of them).
 struct ChudnovskyTerms {
-  static constexpr double kWordsPerTerm = 1.472200410569245;     // log2(640320^3/1728)/32
+  static constexpr double kWordsPerTerm = 1.472200410569245;  // log2(640320^3/1728)/32
   static constexpr double kTermsPerWord = 0.6792553465009138;
-  static constexpr double kLnLeafQ = 36.93111616078457;          // ln(640320^3/24)
-  static constexpr uint64_t kLeafQ = 10939058860032000;          // 640320^3/24
+  static constexpr double kLnLeafQ = 36.93111616078457;  // ln(640320^3/24)
+  static constexpr uint64_t kLeafQ = 10939058860032000;  // 640320^3/24
   static double WordsPerTerm() { return kWordsPerTerm; }
   static uint64_t TermCount(uint64_t p) { return LinearTermCount(p, kTermsPerWord); }
   static double SizeEstimate(uint64_t n) { return FactorialPowerEstimate(n, 3, kLnLeafQ); }
@@ -28,8 +28,8 @@ struct ChudnovskyTerms {
 struct RamanujanTerms {
   static constexpr double kWordsPerTerm = 0.8286695775099512;
   static constexpr double kTermsPerWord = 1.206753604983153;
-  static constexpr double kLnLeafQ = 22.53936248389803;          // ln(396^4/4)
-  static constexpr uint64_t kLeafQ = 6147814464;                 // 396^4/4
+  static constexpr double kLnLeafQ = 22.53936248389803;  // ln(396^4/4)
+  static constexpr uint64_t kLeafQ = 6147814464;         // 396^4/4
   static double WordsPerTerm() { return kWordsPerTerm; }
   static uint64_t TermCount(uint64_t p) { return LinearTermCount(p, kTermsPerWord); }
   static double SizeEstimate(uint64_t n) { return FactorialPowerEstimate(n, 3, kLnLeafQ); }
@@ -38,8 +38,8 @@ struct RamanujanTerms {
   static void Leaf(uint64_t k, SmallPqt& leaf);
 };
 
-using ChudnovskySeries = LinearSeries<ChudnovskyTerms>;
-using RamanujanSeries = LinearSeries<RamanujanTerms>;
+using ChudnovskySeries = HypergeometricSeries<ChudnovskyTerms>;
+using RamanujanSeries = HypergeometricSeries<RamanujanTerms>;
 static_assert(SeriesPolicy<ChudnovskySeries>);
 static_assert(SeriesPolicy<RamanujanSeries>);
 

@@ -47,7 +47,7 @@ void FinishRatio(AllocationHeap* heap, BigFloat& t, BigFloat& q, const RatioFini
 template void FinishRatio<Storage::kMemory>(AllocationHeap*, BigFloat&, BigFloat&,
                                             const RatioFinish&, BigFloat&, uint64_t, uint32_t,
                                             bool);
-template void FinishRatio<Storage::kSwap>(AllocationHeap*, BigFloat&, BigFloat&,
-                                          const RatioFinish&, BigFloat&, uint64_t, uint32_t, bool);
+template void FinishRatio<Storage::kSwap>(AllocationHeap*, BigFloat&, BigFloat&, const RatioFinish&,
+                                          BigFloat&, uint64_t, uint32_t, bool);
 
 }  // namespace zx

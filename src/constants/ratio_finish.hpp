@@ -33,7 +33,7 @@ struct RatioSeriesRun {
   RatioFinish finish;
 };
 
-template <Storage kStorage, LinearTerms Terms>
+template <Storage kStorage, HypergeometricTerms Terms>
 void ComputeRatioSeries(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
                         uint32_t threadExponent, bool show, const RatioSeriesRun& run) {
   const StageClock clock = StageBegin(show, run.computingLine, run.algorithmLine);
@@ -42,7 +42,7 @@ void ComputeRatioSeries(AllocationHeap* heap, BigFloat& result, uint64_t precisi
   settings.precisionWords = precisionWords + 2;
   settings.depth = threadExponent > 0 ? threadExponent + 1 : 0;
   settings.progressPrefix = show ? kSummingPrefix : nullptr;
-  SumSeries<kStorage>(LinearSeries<Terms>{}, heap, sum, settings);
+  SumSeries<kStorage>(HypergeometricSeries<Terms>{}, heap, sum, settings);
   FinishRatio<kStorage>(heap, sum.part[kPartT], sum.part[kPartQ], run.finish, result,
                         precisionWords, threadExponent, show);
   StageTime(show, run.timeLabel, clock);

@@ -52,9 +52,9 @@ concept SeriesPolicy = requires(const S& series, AllocationHeap* heap, typename 
   // Bytes of working memory per remaining word of a segment, before the planner's shift.
   { series.MemoryFactor() } -> std::same_as<double>;
   // The exact leaf of term n ≥ 1; without wantP the P parts may stay empty.
-  { series.Leaf(heap, n, node, wantP) };
+  {series.Leaf(heap, n, node, wantP)};
   // out = left followed by right; both inputs are consumed (released).
-  { series.Merge(heap, node, node, node, merge) };
+  {series.Merge(heap, node, node, node, merge)};
   // Optionally, bool LeafRange(heap, a, b, node, wantP): the whole node over a+1..b at once, or
   // false to have the engine split the range.
 };

@@ -21,7 +21,8 @@ inline constexpr uint64_t kOuterSplitMinTerms = 1000;
 inline constexpr uint64_t kSegmentedMinTerms = 100;
 inline constexpr const char* kSummingPrefix = "Summing...  ";
 
-// Planner modes: memory only, disk swapping (mode 3 is planned like 2 but clears the reserved word).
+// Planner modes: memory only, disk swapping (mode 3 is planned like 2 but clears the reserved
+// word).
 inline constexpr uint32_t kPlanMemory = 1;
 inline constexpr uint32_t kPlanDisk = 2;
 
@@ -29,10 +30,10 @@ struct SeriesSegment {
   uint64_t remainingWords = 0;  // at the start of the segment
   uint64_t startTerm = 0;
   uint64_t endTerm = 0;
-  uint32_t splitDepth = 0;      // level at which threading takes over
+  uint32_t splitDepth = 0;  // level at which threading takes over
   uint32_t diskLevels = 0;
   uint32_t reserved = 0;
-  uint32_t overHalfFree = 0;    // working set above half the free memory even after the disk levels
+  uint32_t overHalfFree = 0;  // working set above half the free memory even after the disk levels
   uint32_t shift = 0;
 };
 
@@ -237,11 +238,12 @@ uint64_t SumSeries(const S& series, AllocationHeap* heap, typename S::Node& out,
           running = piece;
         } else {
           typename S::Node merged;
-          series.Merge(heap, piece, running, merged,
-                       SeriesMerge{s, e, settings.lastTerm != 0
-                                             ? settings.lastTerm
-                                             : series.TermCount(settings.precisionWords),
-                                   settings.precisionWords, wantP, threads});
+          series.Merge(
+              heap, piece, running, merged,
+              SeriesMerge{s, e,
+                          settings.lastTerm != 0 ? settings.lastTerm
+                                                 : series.TermCount(settings.precisionWords),
+                          settings.precisionWords, wantP, threads});
           running = merged;
           NodeNormalize(heap, running);
           NodesCompact({&running});

@@ -46,10 +46,10 @@ namespace {
 
 constexpr const char* kComputingLine = "Computing: Zeta(3) (Apery's Constant)\n\n";
 constexpr const char* kTimeLabel = "\nZeta(3) Time: ";
-constexpr RatioSeriesRun kFormula1{kComputingLine, "Algorithm: Amdeberhan-Zeiberger Formula 1\n\n",
-                                   kTimeLabel, {77, 64}};
-constexpr RatioSeriesRun kFormula2{kComputingLine, "Algorithm: Amdeberhan-Zeiberger Formula 2\n\n",
-                                   kTimeLabel, {12463, 10368}};
+constexpr RatioSeriesRun kFormula1{
+    kComputingLine, "Algorithm: Amdeberhan-Zeiberger Formula 1\n\n", kTimeLabel, {77, 64}};
+constexpr RatioSeriesRun kFormula2{
+    kComputingLine, "Algorithm: Amdeberhan-Zeiberger Formula 2\n\n", kTimeLabel, {12463, 10368}};
 
 }  // namespace
 

@@ -33,8 +33,8 @@ struct AperyFormula2Terms {
   static void Leaf(uint64_t k, SmallPqt& leaf);
 };
 
-static_assert(SeriesPolicy<LinearSeries<AperyFormula1Terms>>);
-static_assert(SeriesPolicy<LinearSeries<AperyFormula2Terms>>);
+static_assert(SeriesPolicy<HypergeometricSeries<AperyFormula1Terms>>);
+static_assert(SeriesPolicy<HypergeometricSeries<AperyFormula2Terms>>);
 
 // result = ζ(3) to p words; flag 1 prints the banner, stages and "Zeta(3) Time: ".
 void ComputeZeta3Formula1(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,

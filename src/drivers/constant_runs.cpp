@@ -1,6 +1,9 @@
 #include "drivers/constant_runs.hpp"
 
+#include "runtime/run_record.hpp"
+
 #include "constants/catalan.hpp"
+#include "constants/euler.hpp"
 #include "constants/logarithms.hpp"
 #include "constants/pi.hpp"
 #include "constants/zeta3.hpp"
@@ -32,6 +35,8 @@ const ConstantRun kPiRun = {
     {},
     {},
     nullptr,
+    false,
+    {},
 };
 
 // The menu offers Formula 2 first; the files are named by formula number, and spell
@@ -54,6 +59,8 @@ const ConstantRun kZeta3Run = {
     {},
     {},
     nullptr,
+    false,
+    {},
 };
 
 const ConstantRun kLog2Run = {
@@ -79,6 +86,8 @@ const ConstantRun kLog2Run = {
     {},
     {ComputeLog2Pair, ComputeLog2PairSwap},
     nullptr,
+    false,
+    {},
 };
 
 const ConstantRun kCatalanRun = {
@@ -98,6 +107,8 @@ const ConstantRun kCatalanRun = {
     {},
     {},
     CatalanSwapMemory,
+    false,
+    {},
 };
 
 // Both formulas are headed "Log(2) = ", as the menu has always printed them.
@@ -119,6 +130,67 @@ const ConstantRun kLog10Run = {
     {},
     {ComputeLog10Pair, ComputeLog10PairSwap},
     nullptr,
+    false,
+    {},
+};
+
+namespace {
+
+// The refined method runs with n = 2^k for the table's row k, the plain one with n = 2^(k+1):
+// both then reach about 2^(k+3) nats, so a verify run compares the two at the same size.
+void EulerRefined(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords, uint32_t flag,
+                  uint32_t threadExponent) {
+  EulerBrentMcMillanRefined(heap, result, nullptr, CurrentRun().sizeTableRow, precisionWords, flag,
+                            threadExponent);
+}
+void EulerRefinedSwap(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords,
+                      uint32_t flag, uint32_t threadExponent) {
+  EulerBrentMcMillanRefinedSwap(heap, result, nullptr, CurrentRun().sizeTableRow, precisionWords,
+                                flag, threadExponent);
+}
+void EulerPlain(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords, uint32_t flag,
+                uint32_t threadExponent) {
+  EulerBrentMcMillan(heap, result, nullptr, CurrentRun().sizeTableRow + 1, precisionWords, flag,
+                     threadExponent);
+}
+void EulerPlainSwap(AllocationHeap* heap, BigFloat& result, uint64_t precisionWords, uint32_t flag,
+                    uint32_t threadExponent) {
+  EulerBrentMcMillanSwap(heap, result, nullptr, CurrentRun().sizeTableRow + 1, precisionWords,
+                         flag, threadExponent);
+}
+// The verify run's first computation also hands over its Log(2).
+void EulerRefinedWithLog2(AllocationHeap* heap, BigFloat& result, BigFloat* log2,
+                          uint64_t precisionWords, uint32_t flag, uint32_t threadExponent) {
+  EulerBrentMcMillanRefined(heap, result, log2, CurrentRun().sizeTableRow, precisionWords, flag,
+                            threadExponent);
+}
+void EulerRefinedWithLog2Swap(AllocationHeap* heap, BigFloat& result, BigFloat* log2,
+                              uint64_t precisionWords, uint32_t flag, uint32_t threadExponent) {
+  EulerBrentMcMillanRefinedSwap(heap, result, log2, CurrentRun().sizeTableRow, precisionWords,
+                                flag, threadExponent);
+}
+
+}  // namespace
+
+// The compute driver says "Computing:" where the others say "Compute:".
+const ConstantRun kEulerRun = {
+    "Euler-Mascheroni Constant\n\n"
+    "Option 1\n"
+    "    Algorithm 1: Brent-McMillan Formula with Refinement (fastest)\n\n"
+    "Option 2\n"
+    "    Algorithm 2: Brent-McMillan Formula alone (slower)\n\n",
+    nullptr,
+    "Computing: Euler-Mascheroni Constant\n\n",
+    "Computing: Euler-Mascheroni Constant and Log(2)\n\n",
+    "Euler's Constant",
+    {{"Brent-McMillan (Refined)", EulerRefined, EulerRefinedSwap, EulerMemory},
+     {"Brent-McMillan", EulerPlain, EulerPlainSwap, EulerMemory}},
+    EulerVerifyMemory,
+    {"Log(2)\n", "Log(2)", "Euler Run", EulerRefinedWithLog2, EulerRefinedWithLog2Swap},
+    {},
+    nullptr,
+    true,
+    {"Computing...\n", "Verifying...\n", "\nCompute Time: ", "\nVerify Time: "},
 };
 
 }  // namespace zx

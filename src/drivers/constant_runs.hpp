@@ -11,5 +11,6 @@ extern const ConstantRun kZeta3Run;
 extern const ConstantRun kLog2Run;
 extern const ConstantRun kLog10Run;
 extern const ConstantRun kCatalanRun;
+extern const ConstantRun kEulerRun;
 
 }  // namespace zx

@@ -37,6 +37,7 @@ RunScope BeginRun(const char* firstLine, const RunSettings& settings) {
   record.multiplyThreadCap = settings.threadExponent;
   record.swapDisks = settings.mode == 2 ? settings.disks : nullptr;
   record.tableWords = settings.precisionWords + kFftTableMarginWords;
+  record.sizeTableRow = settings.sizeTableRow;
   InstallRun(record);
   ConsoleWrite(firstLine);
   ConsoleWrite("Decimal Digits    :   ");
@@ -123,6 +124,13 @@ double WriteResult(const ConstantRun& run, const char* label, const RunSettings&
   return seconds;
 }
 
+// label and the time since start, when the constant has such a line.
+void PrintTimeLine(const char* label, const RunTimer& start) {
+  if (label == nullptr) return;
+  ConsoleWrite(label);
+  PrintSeconds(ElapsedSeconds(start.startMillis, start.startSeconds));
+}
+
 uint64_t CompareFiles(const ConstantRun& run, DigitRadix radix) {
   return CompareDigitFiles(FileName(run, radix, kComputationLabel),
                            FileName(run, radix, kVerificationLabel), 2);
@@ -156,35 +164,40 @@ bool RunComputeAndVerify(const ConstantRun& run, const RunSettings& settings) {
   ConversionTable table;
   BigFloat result;
 
-  ConsoleWrite("Computing...\n\n");
+  const VerifyLines& lines = run.verifyLines;
+  ConsoleWrite(lines.computing != nullptr ? lines.computing : "Computing...\n\n");
+  const RunTimer computeStart{ClockMillis(), ClockSeconds()};
   BigFloat second;
+  BigFloat extra;
   const bool paired = run.verifyPair.memory != nullptr;
+  const bool withExtra = run.extra.heading != nullptr;
   if (paired) {
-    // The second result waits on the swap disks, in that mode, while the first is written.
     const ComputePairFn compute = settings.mode == 2 ? run.verifyPair.swapping : run.verifyPair.memory;
     compute(scope.heap, result, second, settings.precisionWords, 1, settings.threadExponent);
+    // The second result waits on the swap disks, in that mode, while the first is written.
     if (settings.mode == 2) BigIntSwapOut(scope.heap, second.magnitude);
     CompactResult(result);
-    WriteResult(run, kComputationLabel, settings, scope.heap, result, table, true, false);
-  } else if (run.extra.heading != nullptr) {
-    BigFloat extra;
+  } else if (withExtra) {
     const ComputeWithExtraFn compute = settings.mode == 2 ? run.extra.swapping : run.extra.memory;
     compute(scope.heap, result, &extra, settings.precisionWords, 1, settings.threadExponent);
     CompactResult(result);
-    WriteResult(run, kComputationLabel, settings, scope.heap, result, table, true, false, &extra);
   } else {
     Compute(run, 0, settings, scope.heap, result);
-    WriteResult(run, kComputationLabel, settings, scope.heap, result, table, true, false);
   }
+  PrintTimeLine(lines.computeTime, computeStart);
+  WriteResult(run, kComputationLabel, settings, scope.heap, result, table, true, false,
+              withExtra ? &extra : nullptr);
   ConsoleWrite("\n");
 
-  ConsoleWrite("Verifying...\n\n");
+  ConsoleWrite(lines.verifying != nullptr ? lines.verifying : "Verifying...\n\n");
+  const RunTimer verifyStart{ClockMillis(), ClockSeconds()};
   if (paired) {
     result = second;
     CompactResult(result);
   } else {
     Compute(run, 1, settings, scope.heap, result);
   }
+  PrintTimeLine(lines.verifyTime, verifyStart);
   WriteResult(run, kVerificationLabel, settings, scope.heap, result, table, false, true);
   ConsoleWrite("\n");
   ReleaseConversionTable(table);

@@ -52,6 +52,15 @@ struct VerifyPair {
   ComputePairFn swapping;
 };
 
+// How a verify run announces its two computations; null: "Computing...\n\n" and
+// "Verifying...\n\n" without time lines.
+struct VerifyLines {
+  const char* computing;
+  const char* verifying;
+  const char* computeTime;  // after the first computation, with its time
+  const char* verifyTime;   // after the second
+};
+
 // Everything that differs between constants: a new constant is one of these records.
 struct ConstantRun {
   const char* menuText;     // the constant's menu: its title and options 1 and 2
@@ -67,6 +76,9 @@ struct ConstantRun {
   // Bytes of heap disk-swapping mode needs for (decimal digits, thread exponent); null: the
   // multiplication engine's model, which rests on three full-precision numbers and a product.
   uint64_t (*swapEstimate)(uint64_t decimalDigits, uint32_t threadExponent);
+  // The menu offers a table of sizes (rows k, RunSettings::sizeTableRow) instead of a digit count.
+  bool sizeTableMenu;
+  VerifyLines verifyLines;
 };
 
 struct RunSettings {
@@ -77,6 +89,7 @@ struct RunSettings {
   uint32_t threadExponent = 0;
   uint32_t mode = 1;                  // 1 memory only, 2 disk swapping
   const DiskList* disks = nullptr;    // the swap disks of mode 2
+  uint32_t sizeTableRow = 0;          // the chosen row of a size-table menu
 };
 
 // Computes with algorithm 0 or 1 and writes "<constant> - Hex - <label>.txt" and the decimal file.

@@ -1,5 +1,6 @@
 #include "menus/constant_menu.hpp"
 
+#include "constants/euler.hpp"
 #include "menus/dialogues.hpp"
 #include "multiply/swap_memory.hpp"
 #include "shell/console.hpp"
@@ -14,6 +15,26 @@ constexpr const char* kCommonVerifyText =
     "        Use both formulas to compute and verify. (great for stress-testing)\n\n"
     "Enter your choice:\n";
 
+// The size table offered instead of a digit count: rows k, each computing to 2^(k+3) − 20 nats.
+// The last row printed, whose size reaches the largest precision, is still accepted.
+DigitSettings ReadSizeTable(uint32_t* row) {
+  ConsoleWrite(" k:         Decimal Digits:\n\n");
+  const uint32_t last = EulerLastRow();
+  for (uint32_t k = kEulerFirstRow; k <= last; ++k) {
+    ConsolePrintf("%3u%22llu\n", k, static_cast<unsigned long long>(EulerTableDigits(k)));
+  }
+  ConsoleWrite("\nEnter your choice:\n");
+  *row = static_cast<uint32_t>(PromptNumber("option = ", kEulerFirstRow, last, 32));
+  ConsoleWrite("\n");
+  const EulerSize size = EulerSizeOfRow(*row);
+  DigitSettings settings;
+  settings.decimalDigits = size.decimalDigits;
+  settings.hexDigits = size.hexDigits;
+  settings.words = size.words;
+  settings.threadExponent = ReadThreadingMode();
+  return settings;
+}
+
 }  // namespace
 
 void ConstantMenu(const ConstantRun& run) {
@@ -23,8 +44,10 @@ void ConstantMenu(const ConstantRun& run) {
 }
 
 void RunConstantOption(const ConstantRun& run, int option) {
-  const DigitSettings digits = ReadDigits();
+  uint32_t row = 0;
+  const DigitSettings digits = run.sizeTableMenu ? ReadSizeTable(&row) : ReadDigits();
   RunSettings settings;
+  settings.sizeTableRow = row;
   settings.decimalDigits = digits.decimalDigits;
   settings.hexDigits = digits.hexDigits;
   settings.precisionWords = digits.words;

@@ -97,7 +97,7 @@ const MenuEntry kMenuEntries[kLastMenuChoice + 1] = {
     {nullptr, nullptr},       // 7
     {&kZeta3Run, nullptr},    // 8  Zeta(3)
     {&kCatalanRun, nullptr},  // 9  Catalan
-    {nullptr, nullptr},       // 10 Euler-Mascheroni
+    {&kEulerRun, nullptr},    // 10 Euler-Mascheroni
     {nullptr, DigitViewer},   // 11 Digit Viewer
     {nullptr, FileCompare},   // 12 Compare Files
     {nullptr, FileTruncate},  // 13 Truncate File

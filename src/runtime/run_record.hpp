@@ -16,6 +16,8 @@ struct RunRecord {
   uint32_t multiplyThreadCap = kNoThreadCap;  // the user's k: products never fork beyond 2^k
   const DiskList* swapDisks = nullptr;        // disk-swapping mode's disks; null or empty: "."
   uint64_t tableWords = 0;                    // the product lookup tables reach this size
+  uint32_t sizeTableRow = 0;                  // the row of a size-table menu (the Euler-Mascheroni
+                                              // constant's n = 2^row), 0 otherwise
 };
 
 // The record of the run under way (the defaults when none is).

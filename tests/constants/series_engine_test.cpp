@@ -41,7 +41,7 @@ struct CountingTerms {
 // The same series without the short-range path, counting what the engine asks of its leaves.
 struct CountingSeries {
   using Node = PqtNode;
-  LinearSeries<CountingTerms> inner;
+  HypergeometricSeries<CountingTerms> inner;
   uint64_t TermCount(uint64_t p) const { return inner.TermCount(p); }
   uint64_t RemainingWords(uint64_t p, uint64_t n) const { return inner.RemainingWords(p, n); }
   double SizeEstimate(uint64_t n) const { return inner.SizeEstimate(n); }
@@ -85,8 +85,8 @@ struct ShiftedOddSeries {
     BigFloatMultiplyKeep(heap, right.part[0], left.part[1], t2q1, rm, merge.threads);
     BigFloatAdd(heap, t1q2, t2q1, out.part[0], ra);
     BigFloatMultiplyKeep(heap, left.part[1], right.part[1], out.part[1], ra, merge.threads);
-    for (BigFloat* x : {&t1q2, &t2q1, &left.part[0], &left.part[1], &right.part[0],
-                        &right.part[1]}) {
+    for (BigFloat* x :
+         {&t1q2, &t2q1, &left.part[0], &left.part[1], &right.part[0], &right.part[1]}) {
       BigFloatRelease(*x);
     }
   }
@@ -104,7 +104,7 @@ TEST(SeriesSplit, MidpointBelowTheThresholdBalancedFrom) {
   EXPECT_LT(pi.SizeEstimate(balanced - 1), mean);
   EXPECT_EQ(BalancedSplit(pi, 5, 6), 6u);
   // Zeta(3)'s series balance only ranges of 1000 terms and more.
-  const LinearSeries<AperyFormula2Terms> zeta;
+  const HypergeometricSeries<AperyFormula2Terms> zeta;
   EXPECT_EQ(BalancedSplit(zeta, 1000, 1999), 1499u);
   EXPECT_NE(BalancedSplit(zeta, 1000, 2000), 1500u);
   EXPECT_EQ(pi.RemainingWords(100, 10), 85u);   // 100 − 14.72
@@ -163,7 +163,7 @@ void ExpectExactSumsAtEveryDepth(const S& series) {
 // Leaf by leaf, and with short ranges summed on the stack.
 TEST(SeriesEngine, ExactSumsAtEveryDepth) {
   ExpectExactSumsAtEveryDepth(CountingSeries{});
-  ExpectExactSumsAtEveryDepth(LinearSeries<CountingTerms>{});
+  ExpectExactSumsAtEveryDepth(HypergeometricSeries<CountingTerms>{});
 }
 
 // Every node off the right spine of the tree is a left child or lies inside one, and needs P;

@@ -28,7 +28,10 @@ std::string ReferenceHash(const std::string& constant, const std::string& radix,
 }
 
 std::string Sha256OfFile(const std::string& path) {
-  const std::string command = "sha256sum '" + path + "'";
+  // Quoted for the shell: names hold blanks, parentheses and an apostrophe.
+  std::string quoted = "'";
+  for (const char c : path) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  const std::string command = "sha256sum " + quoted + "'";
   FILE* pipe = popen(command.c_str(), "r");
   if (pipe == nullptr) return "";
   char buffer[65] = {};
@@ -89,6 +92,11 @@ TEST_P(ConstantRunTest, WritesEveryDigitRight) {
     EXPECT_EQ(test::Sha256OfFile(dir_ + "/" + file),
               test::ReferenceHash(row.constant, radix, row.digits))
         << file;
+  }
+  // An Euler-Mascheroni verify run also leaves the Log(2) it computed.
+  if (std::string(row.input).rfind("10\n3\n", 0) == 0) {
+    EXPECT_EQ(test::Sha256OfFile(dir_ + "/Log(2) - Hex - Euler Run.txt"),
+              test::ReferenceHash("log2-euler", "hex", row.digits));
   }
 }
 
@@ -240,6 +248,51 @@ INSTANTIATE_TEST_SUITE_P(
                  VerifyFiles("Catalan"),
                  {"Compute and Verify: Catalan's Constant\n\n", "Algorithm: Lupas Formula",
                   "Verifying...\n\n", "Algorithm: Pi & Log-Term + Series", kVerifyEnd}},
+        WholeRun{"EulerRefinedRow12", "10\n1\n12\n1\n1\n", "euler", 14222,
+                 {"Euler's Constant - Hex - Brent-McMillan (Refined).txt",
+                  "Euler's Constant - Dec - Brent-McMillan (Refined).txt"},
+                 {"option = \n\n\nEuler-Mascheroni Constant\n\nOption 1\n"
+                  "    Algorithm 1: Brent-McMillan Formula with Refinement (fastest)\n\n"
+                  "Option 2\n    Algorithm 2: Brent-McMillan Formula alone (slower)\n\n"
+                  "Option 3\n    Compute and Verify:\n"
+                  "        Use both formulas to compute and verify. (great for stress-testing)"
+                  "\n\nEnter your choice:\noption = \n k:         Decimal Digits:\n\n"
+                  " 10                  3557\n 11                  7115\n",
+                  " 33           29844489545\n\nEnter your choice:\noption = \nSelect a threading",
+                  "Computing: Euler-Mascheroni Constant\n\nDecimal Digits    :   14,222\n"
+                  "Hexadecimal Digits:   11,811\n",
+                  "Begin Computation:\n\nComputing: Euler-Mascheroni Constant\n\n"
+                  "Algorithm: Brent-McMillan Formula with Refinement (n = 2^12)\n"
+                  "Series A and B:\n",
+                  "Finializing...", "Time: ", "\nSeries C:\n", "Computing: Log(2)\n",
+                  "Log(2) Time: ", "\nEuler-Mascheroni Constant Time: "}},
+        WholeRun{"EulerPlainRow10AfterReprompts", "10\n2\n9\n34\n10\n0\n1\n", "euler", 3549,
+                 {"Euler's Constant - Hex - Brent-McMillan.txt",
+                  "Euler's Constant - Dec - Brent-McMillan.txt"},
+                 {"Enter your choice:\noption = option = option = \nSelect",
+                  "Algorithm: Brent-McMillan Formula (n = 2^11)\n"},
+                 "Series C:", 0},
+        WholeRun{"EulerRefinedRow14", "10\n1\n14\n2\n1\n", "euler", 56915,
+                 {"Euler's Constant - Hex - Brent-McMillan (Refined).txt",
+                  "Euler's Constant - Dec - Brent-McMillan (Refined).txt"},
+                 {}},
+        WholeRun{"EulerPlainRow15", "10\n2\n15\n1\n1\n", "euler", 113839,
+                 {"Euler's Constant - Hex - Brent-McMillan.txt",
+                  "Euler's Constant - Dec - Brent-McMillan.txt"},
+                 {}},
+        // The Log(2) of the first computation gets a file of its own.
+        WholeRun{"EulerVerifyRow13", "10\n3\n13\n1\n1\n", "euler", 28453,
+                 {"Euler's Constant - Hex - Computation.txt",
+                  "Euler's Constant - Dec - Computation.txt",
+                  "Euler's Constant - Hex - Verification.txt",
+                  "Euler's Constant - Dec - Verification.txt"},
+                 {"Computing: Euler-Mascheroni Constant and Log(2)\n\n",
+                  "Computing...\nComputing: Euler-Mascheroni Constant\n\n"
+                  "Algorithm: Brent-McMillan Formula with Refinement (n = 2^13)\n",
+                  "\nCompute Time: ", "Writing Hexadecimal Digits:", "Log(2)\nWriting Hexadecimal",
+                  "Base Converting (Primary", "Verifying...\nComputing: Euler-Mascheroni Constant",
+                  "Algorithm: Brent-McMillan Formula (n = 2^14)\n", "\nVerify Time: ",
+                  kVerifyEnd}},
         WholeRun{"Log10VerifyHundredThousand", "5\n3\n100000\n2\n1\n", "log10", 100000,
                  VerifyFiles("Log(10)"), {kVerifyEnd}, "\rArcCoth( ", 5}),
     [](const ::testing::TestParamInfo<WholeRun>& info) { return std::string(info.param.name); });
@@ -272,6 +325,24 @@ INSTANTIATE_TEST_SUITE_P(
                  {"Catalan - Hex - Lupas.txt", "Catalan - Dec - Lupas.txt"}, {}},
         WholeRun{"CatalanVerifyMillion", "9\n3\n1000000\n1\n1\n", "catalan", 1000000,
                  VerifyFiles("Catalan"), {kVerifyEnd}},
+        WholeRun{"EulerRefinedRow18", "10\n1\n18\n1\n1\n", "euler", 910772,
+                 {"Euler's Constant - Hex - Brent-McMillan (Refined).txt",
+                  "Euler's Constant - Dec - Brent-McMillan (Refined).txt"}, {}},
+        WholeRun{"EulerPlainRow19", "10\n2\n19\n1\n1\n", "euler", 1821554,
+                 {"Euler's Constant - Hex - Brent-McMillan.txt",
+                  "Euler's Constant - Dec - Brent-McMillan.txt"}, {}},
+        WholeRun{"EulerRefinedRow21", "10\n1\n21\n1\n1\n", "euler", 7286243,
+                 {"Euler's Constant - Hex - Brent-McMillan (Refined).txt",
+                  "Euler's Constant - Dec - Brent-McMillan (Refined).txt"}, {}},
+        WholeRun{"EulerPlainRow21", "10\n2\n21\n1\n1\n", "euler", 7286243,
+                 {"Euler's Constant - Hex - Brent-McMillan.txt",
+                  "Euler's Constant - Dec - Brent-McMillan.txt"}, {}},
+        WholeRun{"EulerVerifyRow18", "10\n3\n18\n1\n1\n", "euler", 910772,
+                 {"Euler's Constant - Dec - Computation.txt",
+                  "Euler's Constant - Dec - Verification.txt"}, {kVerifyEnd}},
+        WholeRun{"EulerVerifyRow20", "10\n3\n20\n1\n1\n", "euler", 3643117,
+                 {"Euler's Constant - Dec - Computation.txt",
+                  "Euler's Constant - Dec - Verification.txt"}, {kVerifyEnd}},
         WholeRun{"Log2VerifyMillion", "4\n3\n1000000\n1\n1\n", "log2", 1000000,
                  VerifyFiles("Log(2)"), {kVerifyEnd}, "\rArcCoth( ", 5}),
     [](const ::testing::TestParamInfo<WholeRun>& info) { return std::string(info.param.name); });

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "constants/euler.hpp"
 #include "drivers/constant_runs.hpp"
 #include "drivers/run_driver.hpp"
 #include "menus/dialogues.hpp"
@@ -26,9 +27,18 @@ RunSettings SettingsFor(uint64_t digits, uint32_t threads, uint32_t mode, const 
                         const ConstantRun& run = kPiRun, int algorithm = 0) {
   const auto swapBytes = run.swapEstimate != nullptr ? run.swapEstimate : SwapModeMemoryBytes;
   RunSettings settings;
-  settings.decimalDigits = digits;
-  settings.hexDigits = HexDigitsFor(digits);
-  settings.precisionWords = WordsFor(settings.hexDigits);
+  if (run.sizeTableMenu) {
+    const EulerSize size = EulerSizeOfRow(static_cast<uint32_t>(digits));
+    settings.sizeTableRow = static_cast<uint32_t>(digits);
+    settings.decimalDigits = size.decimalDigits;
+    settings.hexDigits = size.hexDigits;
+    settings.precisionWords = size.words;
+  } else {
+    settings.decimalDigits = digits;
+    settings.hexDigits = HexDigitsFor(digits);
+    settings.precisionWords = WordsFor(settings.hexDigits);
+  }
+  digits = settings.decimalDigits;
   settings.threadExponent = threads;
   settings.mode = mode;
   settings.disks = disks;
@@ -74,7 +84,7 @@ struct SwapCase {
   const ConstantRun* run;
   int algorithm;
   const char* reference;  // the reference's name, for sizes it lists; null: the memory run's files
-  uint64_t digits;
+  uint64_t digits;  // a size-table constant: its row
   uint32_t threads;
   int fewestDisks;
   int mostDisks;
@@ -90,8 +100,11 @@ TEST_P(SwapRunMatches, TheFilesOfTheMemoryRunOverEveryDiskCount) {
   const SwapCase& c = GetParam();
   std::pair<std::string, std::string> expected;
   if (c.reference != nullptr) {
-    expected = {test::ReferenceHash(c.reference, "hex", c.digits),
-                test::ReferenceHash(c.reference, "dec", c.digits)};
+    const uint64_t digits =
+        c.run->sizeTableMenu ? EulerSizeOfRow(static_cast<uint32_t>(c.digits)).decimalDigits
+                             : c.digits;
+    expected = {test::ReferenceHash(c.reference, "hex", digits),
+                test::ReferenceHash(c.reference, "dec", digits)};
   } else {
     expected = Run(*c.run, c.algorithm,
                    SettingsFor(c.digits, c.threads, kModeRamOnly, nullptr, *c.run, c.algorithm));
@@ -127,7 +140,8 @@ INSTANTIATE_TEST_SUITE_P(
                       SwapCase{"Zeta3Formula1", &kZeta3Run, 1, "zeta3", 100000, 0, 1, 1},
                       SwapCase{"Log2Machin1", &kLog2Run, 0, nullptr, 200000, 1, 2, 2},
                       SwapCase{"Log10Machin2", &kLog10Run, 1, "log10", 100000, 2, 1, 1},
-                      SwapCase{"CatalanLogSeries", &kCatalanRun, 1, "catalan", 100000, 1, 1, 1}),
+                      SwapCase{"CatalanLogSeries", &kCatalanRun, 1, "catalan", 100000, 1, 1, 1},
+                      SwapCase{"EulerRefinedRow15", &kEulerRun, 0, nullptr, 15, 1, 1, 2}),
     SwapCaseName);
 
 // From five million digits on the dialogue offers disk swapping; over two disks.
@@ -141,7 +155,9 @@ INSTANTIATE_TEST_SUITE_P(
                       SwapCase{"Log10Machin1", &kLog10Run, 0, "log10", 5000000, 1, 2, 2},
                       SwapCase{"Log10Machin2", &kLog10Run, 1, "log10", 5000000, 1, 2, 2},
                       SwapCase{"CatalanLupas", &kCatalanRun, 0, "catalan", 5000000, 1, 2, 2},
-                      SwapCase{"CatalanLogSeries", &kCatalanRun, 1, "catalan", 5000000, 1, 2, 2}),
+                      SwapCase{"CatalanLogSeries", &kCatalanRun, 1, "catalan", 5000000, 1, 2, 2},
+                      SwapCase{"EulerRefinedRow21", &kEulerRun, 0, "euler", 21, 1, 2, 2},
+                      SwapCase{"EulerPlainRow21", &kEulerRun, 1, "euler", 21, 1, 2, 2}),
     SwapCaseName);
 
 // Files may grow to sizeBytes only: the first larger swap file finds the disk full.
