@@ -209,7 +209,8 @@ int RunConstant(const Options& options) {
     return 1;
   }
   for (const BenchConstant* constant : constants) {
-    for (uint64_t digits : digitCounts) {
+    for (const uint64_t asked : digitCounts) {
+      const uint64_t digits = ZentrixDigitsNear(*constant, asked);
       for (uint32_t threads : threadCounts) {
         RunSeries(*constant, digits, threads, options.runs, libraries, root,
                   threads == threadCounts.front());

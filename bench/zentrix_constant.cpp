@@ -5,6 +5,7 @@
 #include <string>
 
 #include "bench_constant.hpp"
+#include "constants/euler.hpp"
 #include "drivers/constant_runs.hpp"
 #include "drivers/run_driver.hpp"
 #include "menus/dialogues.hpp"
@@ -37,12 +38,37 @@ bool ZentrixHasConstant(const BenchConstant& constant) {
   return constant.zentrixRun != nullptr;
 }
 
+namespace {
+
+// The first row of the size table with at least digits decimal digits (the last row if none).
+uint32_t RowFor(uint64_t digits) {
+  uint32_t row = kEulerFirstRow;
+  while (row < EulerLastRow() && EulerSizeOfRow(row).decimalDigits < digits) ++row;
+  return row;
+}
+
+}  // namespace
+
+uint64_t ZentrixDigitsNear(const BenchConstant& constant, uint64_t digits) {
+  if (constant.zentrixRun == nullptr || !constant.zentrixRun->sizeTableMenu) return digits;
+  return EulerSizeOfRow(RowFor(digits)).decimalDigits;
+}
+
 double ZentrixConstantSeconds(const BenchConstant& constant, uint64_t digits,
                               uint32_t threadExponent, uint64_t* estimateBytes) {
   RunSettings settings;
-  settings.decimalDigits = digits;
-  settings.hexDigits = HexDigitsFor(digits);
-  settings.precisionWords = WordsFor(settings.hexDigits);
+  if (constant.zentrixRun->sizeTableMenu) {
+    const uint32_t row = RowFor(digits);
+    const EulerSize size = EulerSizeOfRow(row);
+    settings.sizeTableRow = row;
+    settings.decimalDigits = size.decimalDigits;
+    settings.hexDigits = size.hexDigits;
+    settings.precisionWords = size.words;
+  } else {
+    settings.decimalDigits = digits;
+    settings.hexDigits = HexDigitsFor(digits);
+    settings.precisionWords = WordsFor(settings.hexDigits);
+  }
   settings.threadExponent = threadExponent;
   const MemoryEstimateFn estimate =
       constant.zentrixRun->algorithms[constant.zentrixAlgorithm].memoryEstimate;
