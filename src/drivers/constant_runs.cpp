@@ -188,7 +188,7 @@ const ConstantRun kEulerRun = {
     EulerVerifyMemory,
     {"Log(2)\n", "Log(2)", "Euler Run", EulerRefinedWithLog2, EulerRefinedWithLog2Swap},
     {},
-    nullptr,
+    EulerSwapMemory,
     true,
     {"Computing...\n", "Verifying...\n", "\nCompute Time: ", "\nVerify Time: "},
 };
