@@ -1,12 +1,13 @@
-// The digit-file writer. The file is emptied at open and cut at the written length at close, so a
-// longer file of an earlier run never leaves stale digits behind; close also syncs, since the
-// digits are the product and must be on disk before the run reports success.
+// The digit-file writer. The temporary file is emptied at open and cut at the written length at
+// close, so a longer file of an earlier run never leaves stale digits behind; close syncs before
+// the rename, since the digits are the product and a name must never point at unwritten blocks.
 #include "runtime/output_file.hpp"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
+#include "runtime/live_files.hpp"
 #include "runtime/platform.hpp"
 #include "shell/fatal.hpp"
 
@@ -25,7 +26,15 @@ void OutputFileOpen(AllocationHeap* heap, OutputFile& file, const std::string& p
   file = OutputFile{};
   file.name = DuplicateString(heap, path);
   if (file.name == nullptr) FatalAllocation();
-  while ((file.descriptor = FileOpenForWriting(file.name)) < 0) {
+  // A device or a pipe is written in place: a rename would replace it rather than fill it. The
+  // temporary name comes from the general allocator so that the buffer still gets half the heap.
+  if (!IsSpecialFile(path.c_str())) {
+    file.temporaryName = DuplicateString(nullptr, TemporaryNameFor(path));
+    if (file.temporaryName == nullptr) FatalAllocation();
+    file.liveSlot = LiveFileAdd(file.temporaryName);
+  }
+  const char* writtenName = file.temporaryName != nullptr ? file.temporaryName : file.name;
+  while ((file.descriptor = FileOpenForWriting(writtenName)) < 0) {
     ReportAndAwaitRetry("\nOutput File Error: Unable to create output file.\n\n", errno, "\n");
   }
   file.capacityBytes = std::min(HeapFreeSpace(heap) / 2, kOutputBufferCapBytes);
@@ -67,6 +76,14 @@ void OutputFileClose(OutputFile& file) {
   }
   if (!FileSync(file.descriptor)) FatalFileError(kWriteFailed, errno, FileTransfer::kWrite);
   if (!FileClose(file.descriptor)) FatalExit("Output FIle Error: Unable to close output file.\n");
+  if (file.temporaryName != nullptr) {
+    if (!FileRename(file.temporaryName, file.name)) {
+      FatalFileError("\nOutput File Error: Unable to rename output file.\n\n", errno,
+                     FileTransfer::kOther);
+    }
+    LiveFileForget(file.liveSlot);
+    Release(file.temporaryName);
+  }
   Release(file.name);
   Release(file.buffer);
   file = OutputFile{};

@@ -3,7 +3,8 @@
 #include "runtime/platform.hpp"
 
 #include <fcntl.h>
-#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -37,16 +38,8 @@ bool TransferLoop(uint64_t sizeBytes, Call call) {
 
 }  // namespace
 
-int FileOpenExclusive(const char* path) {
-  const int descriptor = open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (descriptor < 0) return -1;
-  // A second disk naming the same directory would otherwise stripe two parts into one file.
-  if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
-    close(descriptor);
-    errno = EWOULDBLOCK;
-    return -1;
-  }
-  return descriptor;
+int FileCreateNew(const char* path) {
+  return open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
 }
 
 int FileOpenForWriting(const char* path) {
@@ -119,6 +112,58 @@ bool FileRemove(const char* path) {
   return unlink(path) == 0;
 }
 
+bool FileRename(const char* source, const char* target) {
+  return rename(source, target) == 0;
+}
+
+bool IsSpecialFile(const char* path) {
+  struct stat info {};
+  return stat(path, &info) == 0 && !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode);
+}
+
+bool FileIdentity(const char* path, uint64_t* device, uint64_t* inode) {
+  struct stat info {};
+  if (stat(path, &info) != 0) return false;
+  *device = static_cast<uint64_t>(info.st_dev);
+  *inode = static_cast<uint64_t>(info.st_ino);
+  return true;
+}
+
+const char* DirectoryProblem(const std::string& path) {
+  const char* directory = path.empty() ? "." : path.c_str();
+  struct stat info {};
+  if (stat(directory, &info) != 0) return "The path does not exist.";
+  if (!S_ISDIR(info.st_mode)) return "The path is not a directory.";
+  // access() answers yes to root everywhere and knows nothing of read-only mounts or special file
+  // systems; creating a file is the only test that cannot be wrong.
+  const std::string probe =
+      (path.empty() ? std::string() : path + "/") + TemporaryNameFor(".ztx-probe");
+  const int descriptor = open(probe.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (descriptor < 0) {
+    return errno == EEXIST ? nullptr : "The directory cannot be written to.";
+  }
+  close(descriptor);
+  unlink(probe.c_str());
+  return nullptr;
+}
+
+uint64_t DirectoryFreeBytes(const std::string& path) {
+  struct statvfs info {};
+  if (statvfs(path.empty() ? "." : path.c_str(), &info) != 0) return UINT64_MAX;
+  return static_cast<uint64_t>(info.f_bavail) * static_cast<uint64_t>(info.f_frsize);
+}
+
+uint64_t PhysicalMemoryBytes() {
+  const long pages = sysconf(_SC_PHYS_PAGES);
+  const long pageBytes = sysconf(_SC_PAGE_SIZE);
+  if (pages <= 0 || pageBytes <= 0) return 0;
+  return static_cast<uint64_t>(pages) * static_cast<uint64_t>(pageBytes);
+}
+
+std::string TemporaryNameFor(const std::string& path) {
+  return path + "." + std::to_string(getpid()) + ".part";
+}
+
 std::string SystemErrorText(int errorCode, FileTransfer transfer) {
   switch (errorCode) {
     case EACCES:
@@ -144,6 +189,10 @@ void ReportAndAwaitRetry(const char* lead, int errorCode, const char* tail) {
   ConsoleWrite(lead);
   PrintSystemError(errorCode, FileTransfer::kOther);
   ConsoleWrite(tail);
+  AwaitRetry();
+}
+
+void AwaitRetry() {
   ConsoleWrite("\nRe-attempting...\n");
   Pause();
   if (ConsoleInputEnded()) EndOfInput();

@@ -1,13 +1,16 @@
 // Striping of one word array over the swap disks. Each disk holds one contiguous region of
 // S = ceil(words / disks) words, so any word range maps to a run of consecutive files, and a
 // transfer moves every touched region at once, one thread per disk.
-#include <atomic>
+#include <unistd.h>
+
 #include <algorithm>
-#include <cinttypes>
+#include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <new>
 #include <type_traits>
 
+#include "runtime/platform.hpp"
 #include "runtime/swap_file.hpp"
 #include "runtime/threads.hpp"
 #include "shell/fatal.hpp"
@@ -44,20 +47,42 @@ void RaidTransfer(RaidFile& raid, uint64_t firstWord, Word* buffer, uint64_t wor
 }
 
 std::atomic<uint64_t> gRaidFilesCreated{0};
+std::atomic<uint32_t> gNameCounter{0};
+
+void NextBaseName(char* baseName) {
+  std::snprintf(baseName, kBaseNameBytes, "ztx_%08x%08x.sf", static_cast<uint32_t>(getpid()),
+                gNameCounter.fetch_add(1));
+}
+
+// A name taken on disk j by a file this RaidFile created on an earlier disk means that two disks
+// are one directory: no name can ever succeed there.
+bool SameFileAsEarlierDisk(const RaidFile& raid, uint64_t j, const std::string& path) {
+  uint64_t device = 0;
+  uint64_t inode = 0;
+  if (!FileIdentity(path.c_str(), &device, &inode)) return false;
+  for (uint64_t i = 0; i < j; ++i) {
+    uint64_t earlierDevice = 0;
+    uint64_t earlierInode = 0;
+    if (FileIdentity(raid.files[i].path, &earlierDevice, &earlierInode) &&
+        earlierDevice == device && earlierInode == inode) {
+      return true;
+    }
+  }
+  return false;
+}
 
 }  // namespace
 
-uint64_t RaidFilesCreated() { return gRaidFilesCreated.load(); }
+uint64_t RaidFilesCreated() {
+  return gRaidFilesCreated.load();
+}
 
 void RaidFileCreate(AllocationHeap* heap, RaidFile& raid, const DiskList* disks,
                     uint64_t totalWords) {
   gRaidFilesCreated.fetch_add(1);
   raid = RaidFile{};
-  // The name is the address of its own piece, unique among the RaidFiles alive at once.
   char* baseName = static_cast<char*>(AllocBytes(heap, kBaseNameBytes));
   if (baseName == nullptr) FatalAllocation();
-  std::snprintf(baseName, kBaseNameBytes, "ztx_%016" PRIx64 ".sf",
-                static_cast<uint64_t>(reinterpret_cast<uintptr_t>(baseName)));
   raid.baseName = baseName;
 
   const bool defaultDisk = disks == nullptr || disks->paths.empty();
@@ -67,10 +92,22 @@ void RaidFileCreate(AllocationHeap* heap, RaidFile& raid, const DiskList* disks,
   raid.wordsPerFile = (totalWords + diskCount - 1) / diskCount;
   raid.files = static_cast<SwapFile*>(AllocBytes(heap, diskCount * sizeof(SwapFile)));
   if (raid.files == nullptr) FatalExit("Raid File Error: Unable to allocate raidfile.\n");
-  for (uint64_t j = 0; j < diskCount; ++j) {
-    new (&raid.files[j]) SwapFile{};
-    const std::string path = SwapFilePath(defaultDisk ? std::string() : disks->paths[j], baseName);
-    SwapFileCreate(heap, raid.files[j], path, raid.wordsPerFile);
+  for (uint64_t j = 0; j < diskCount; ++j) new (&raid.files[j]) SwapFile{};
+  // All disks share one name; a name taken on any of them starts the set again with the next.
+  for (;;) {
+    NextBaseName(baseName);
+    uint64_t made = 0;
+    std::string path;
+    for (; made < diskCount; ++made) {
+      path = SwapFilePath(defaultDisk ? std::string() : disks->paths[made], baseName);
+      if (!SwapFileCreateNew(heap, raid.files[made], path, raid.wordsPerFile)) break;
+    }
+    if (made == diskCount) return;
+    const bool repeatedDisk = SameFileAsEarlierDisk(raid, made, path);
+    for (uint64_t j = 0; j < made; ++j) SwapFileClose(raid.files[j]);
+    if (repeatedDisk) {
+      ReportAndAwaitRetry(kSwapCreateFailed, EEXIST, "");
+    }
   }
 }
 

@@ -8,6 +8,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "runtime/live_files.hpp"
 #include "runtime/platform.hpp"
 #include "shell/fatal.hpp"
 
@@ -56,10 +57,25 @@ void PrintSystemError(int errorCode) {
 }
 
 void SwapFileCreate(AllocationHeap* heap, SwapFile& file, const std::string& path, uint64_t words) {
+  while (!SwapFileCreateNew(heap, file, path, words)) {
+    ReportAndAwaitRetry(kSwapCreateFailed, EEXIST, "");
+  }
+}
+
+bool SwapFileCreateNew(AllocationHeap* heap, SwapFile& file, const std::string& path,
+                       uint64_t words) {
   file.path = DuplicateString(heap, path);
   if (file.path == nullptr) FatalAllocation();
-  while ((file.descriptor = FileOpenExclusive(file.path)) < 0) {
-    ReportAndAwaitRetry("\nSwap File Error: Unable to create swap file.\n\n", errno, "");
+  // Listed before it exists, so there is no moment at which a signal could miss it.
+  file.liveSlot = LiveFileAdd(file.path);
+  while ((file.descriptor = FileCreateNew(file.path)) < 0) {
+    if (errno == EEXIST) {
+      LiveFileForget(file.liveSlot);
+      Release(file.path);
+      file = SwapFile{};
+      return false;
+    }
+    ReportAndAwaitRetry(kSwapCreateFailed, errno, "");
   }
   // Each retry asks for four times the size of the last attempt, as the program always has.
   uint64_t sizeBytes = words;
@@ -69,6 +85,7 @@ void SwapFileCreate(AllocationHeap* heap, SwapFile& file, const std::string& pat
     if (FileSetSize(file.descriptor, sizeBytes)) break;
     ReportAndAwaitRetry("\nSwap File Error: Unable to allocate swap file.\n\n", errno, "\n");
   }
+  return true;
 }
 
 void SwapFileWrite(SwapFile& file, uint64_t wordOffset, const uint32_t* buffer, uint64_t words) {
@@ -82,6 +99,7 @@ void SwapFileRead(SwapFile& file, uint64_t wordOffset, uint32_t* buffer, uint64_
 void SwapFileClose(SwapFile& file) {
   if (!FileClose(file.descriptor)) FatalExit("Swap File Error: Unable to close swapfile.\n");
   if (!FileRemove(file.path)) FatalExit("Swap File Error: Unable to delete swapfile.\n");
+  LiveFileForget(file.liveSlot);
   Release(file.path);
   file = SwapFile{};
 }

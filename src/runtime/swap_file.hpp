@@ -16,20 +16,30 @@ namespace zx {
 struct SwapFile {
   char* path = nullptr;  // a piece of the heap
   int descriptor = -1;
+  int liveSlot = -1;  // its entry in the list of files to remove on any way out
 };
 
 struct RaidFile {
-  char* baseName = nullptr;  // "ztx_" + 16 lowercase hex digits + ".sf", a 24-byte piece
+  // "ztx_" + 16 lowercase hex digits + ".sf", a 24-byte piece: the process id and a counter, each
+  // in 8 digits, so runs sharing a directory never meet.
+  char* baseName = nullptr;
   uint64_t totalWords = 0;
   uint64_t wordsPerFile = 0;
   uint64_t diskCount = 0;
   SwapFile* files = nullptr;
 };
 
+inline constexpr const char* kSwapCreateFailed =
+    "\nSwap File Error: Unable to create swap file.\n\n";
+
 // Transfers larger than this many bytes go in chunks of this size, with a flush after each.
 extern uint64_t gSwapChunkBytes;
 
+// Creates and sizes a new file; a path that exists already is retried after a pause.
 void SwapFileCreate(AllocationHeap* heap, SwapFile& file, const std::string& path, uint64_t words);
+// The same, but false (nothing created, nothing held) when the path exists already.
+bool SwapFileCreateNew(AllocationHeap* heap, SwapFile& file, const std::string& path,
+                       uint64_t words);
 void SwapFileWrite(SwapFile& file, uint64_t wordOffset, const uint32_t* buffer, uint64_t words);
 void SwapFileRead(SwapFile& file, uint64_t wordOffset, uint32_t* buffer, uint64_t words);
 void SwapFileClose(SwapFile& file);
@@ -37,7 +47,8 @@ void SwapFileClose(SwapFile& file);
 // The disk path, "/" unless it is empty or already ends in "/" or "\\", then the base name.
 std::string SwapFilePath(const std::string& diskPath, const char* baseName);
 
-// A null or empty disk list means one disk at the current directory.
+// A null or empty disk list means one disk at the current directory. A name taken on any disk
+// (by another run, or by a file left from one) is never reused: the next name is tried.
 void RaidFileCreate(AllocationHeap* heap, RaidFile& raid, const DiskList* disks,
                     uint64_t totalWords);
 void RaidFileCreateFrom(AllocationHeap* heap, RaidFile& raid, const DiskList* disks,

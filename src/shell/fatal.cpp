@@ -3,6 +3,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 
@@ -28,7 +29,24 @@ void WaitForKeyOnTerminal() {
   tcsetattr(STDIN_FILENO, TCSANOW, &saved);
 }
 
+std::atomic<ExitCleanupFn> gExitCleanup{nullptr};
+
+void RunExitCleanup() {
+  if (const ExitCleanupFn cleanup = gExitCleanup.load()) cleanup();
+}
+
+// abort runs no exit handlers, so the cleanup is called here, after the reports' pauses.
+[[noreturn]] void EndAbnormally() {
+  ConsoleFlush();
+  RunExitCleanup();
+  std::abort();
+}
+
 }  // namespace
+
+void SetExitCleanup(ExitCleanupFn cleanup) {
+  gExitCleanup.store(cleanup);
+}
 
 void Pause() {
   ConsoleWrite("Press any key to continue . . . ");
@@ -47,6 +65,7 @@ void Pause() {
 void ExitProcess(int code) {
   ConsoleFlush();
   std::fflush(nullptr);
+  RunExitCleanup();
   std::_Exit(code);
 }
 
@@ -55,8 +74,7 @@ void FatalLimit(const char* subject, const char* detail) {
                 detail);
   Pause();
   Pause();
-  ConsoleFlush();
-  std::abort();
+  EndAbnormally();
 }
 
 void FatalAssertion(const char* category, const char* subject, const char* detail) {
@@ -70,11 +88,12 @@ void FatalAssertion(const char* category, const char* subject, const char* detai
       "Terminating Program...\n");
   Pause();
   Pause();
-  ConsoleFlush();
-  std::abort();
+  EndAbnormally();
 }
 
-void FatalAllocation() { FatalExit("Allocation Failure\n"); }
+void FatalAllocation() {
+  FatalExit("Allocation Failure\n");
+}
 
 void FatalExit(const char* message, int code) {
   ConsoleWrite(message);

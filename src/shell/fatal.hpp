@@ -1,6 +1,7 @@
 // The program's ways of stopping. Fatal reports describe broken invariants and end the process
 // abnormally after two pauses; plain stops print their line, pause once and exit with a code.
-// Nothing is cleaned up on the way out: swap files of a failed run stay for inspection.
+// Every way out runs the exit cleanup first (the runtime's removal of swap files and unfinished
+// digit files), since a record-size run can leave hundreds of gigabytes nobody would clean up.
 #pragma once
 
 namespace zx {
@@ -9,6 +10,10 @@ inline constexpr const char* kImpossibleResult = "Impossible Functional Result: 
 inline constexpr const char* kAlgorithmicFailure = "Critical Algorithmic Failure: ";
 inline constexpr const char* kArchitecturalLimit = "Architectural Limit Exceeded: ";
 inline constexpr const char* kInvalidAlignment = "Invalid Data Alignment: ";
+
+// Runs before every stop below; cleanup must be safe from any thread and in a signal handler.
+using ExitCleanupFn = void (*)();
+void SetExitCleanup(ExitCleanupFn cleanup);
 
 // The console pause: "Press any key to continue . . . " and one key (or one character of piped
 // input); returns at once when input has ended.

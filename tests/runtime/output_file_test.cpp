@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 
 #include "runtime_test_util.hpp"
@@ -36,8 +37,13 @@ TEST_F(OutputFileTest, ExistingLongerFileIsCutToTheBytesWritten) {
   EXPECT_EQ(file.fillBytes, 0u);
   OutputFileAppend(file, "3.", 2);
   OutputFileAppend(file, "14159", 5);
+  OutputFileFlush(file);
+  // Until the close the final name keeps the earlier whole file; the digits are beside it.
+  EXPECT_EQ(test::ReadFile(path), std::string(5000, '7'));
+  EXPECT_EQ(test::ReadFile(file.temporaryName), "3.14159");
   OutputFileClose(file);
   EXPECT_EQ(test::ReadFile(path), "3.14159");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir), {}), 1);
   EXPECT_EQ(heap.activeCount, 0u);
 
   // Closing with nothing buffered still empties what was there.

@@ -4,6 +4,7 @@
 #include "runtime/swap_file.hpp"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,8 +15,11 @@
 #include <string>
 #include <vector>
 
+#include "runtime/live_files.hpp"
+#include "runtime/output_file.hpp"
 #include "runtime/platform.hpp"
 #include "runtime_test_util.hpp"
+#include "shell/fatal.hpp"
 #include "test_support.hpp"
 
 namespace zx {
@@ -87,10 +91,9 @@ TEST_F(RaidFileTest, DefaultDiskIsTheCurrentDirectory) {
     RaidFile raid;
     RaidFileCreate(&heap, raid, list, 10);
     const std::string name = raid.baseName;
-    char expected[32];
-    std::snprintf(expected, sizeof expected, "ztx_%016llx.sf",
-                  static_cast<unsigned long long>(reinterpret_cast<uintptr_t>(raid.baseName)));
-    EXPECT_EQ(name, expected);
+    char pid[16];
+    std::snprintf(pid, sizeof pid, "ztx_%08x", static_cast<unsigned>(getpid()));
+    EXPECT_EQ(name.rfind(pid, 0), 0u) << name;
     EXPECT_EQ(name.size(), 23u);
     EXPECT_EQ(raid.diskCount, 1u);
     EXPECT_EQ(raid.wordsPerFile, 10u);
@@ -254,8 +257,8 @@ TEST_F(SwapDeathTest, CreationRetriesAfterEachPauseAndEndsWithTheInput) {
         RaidFileCreate(&heap, raid, &disks, 10);
       },
       ::testing::ExitedWithCode(1),
-      "@@\nSwap File Error: Unable to create swap file.\n\nError Code: 11    Resource temporarily "
-      "unavailable\n\nRe-attempting...\n");
+      "@@\nSwap File Error: Unable to create swap file.\n\nError Code: 17    File exists\n\n"
+      "Re-attempting...\n");
 }
 
 TEST_F(SwapDeathTest, SizingFailureRetriesWithTheBlankLine) {
@@ -348,6 +351,110 @@ TEST_F(SwapDeathTest, TransferCloseAndDeleteFailuresStopWithCodeOne) {
   }
   test::RemoveTree(dir);
 }
+
+// A name in use, by another run or a file left from one, is skipped on every disk and the file
+// that holds it is left alone.
+TEST_F(RaidFileTest, ANameInUseIsNeverReused) {
+  RaidFile raid;
+  RaidFileCreate(&heap, raid, &disks, 10);
+  const std::string used = raid.baseName;
+  RaidFileDestroy(raid);
+  // The names that follow are taken: the next on the last disk only, the one after on all three.
+  const unsigned counter = static_cast<unsigned>(std::stoul(used.substr(12, 8), nullptr, 16));
+  char next[2][32];
+  for (unsigned i = 0; i < 2; ++i) {
+    std::snprintf(next[i], sizeof next[i], "%s%08x.sf", used.substr(0, 12).c_str(),
+                  counter + 1 + i);
+  }
+  test::WriteFile(disks.paths[2] + "/" + next[0], "theirs");
+  for (const std::string& path : disks.paths) test::WriteFile(path + "/" + next[1], "theirs");
+  const int listedBefore = LiveFileCount();
+  RaidFileCreate(&heap, raid, &disks, 10);
+  EXPECT_NE(std::string(raid.baseName), next[0]);
+  EXPECT_NE(std::string(raid.baseName), next[1]);
+  EXPECT_EQ(LiveFileCount(), listedBefore + 3);
+  RaidFileDestroy(raid);
+  EXPECT_EQ(LiveFileCount(), listedBefore);
+  for (const std::string& path : disks.paths) {
+    EXPECT_EQ(test::ReadFile(path + "/" + next[1]), "theirs");
+    std::filesystem::remove(path + "/" + next[0]);
+    std::filesystem::remove(path + "/" + next[1]);
+    EXPECT_TRUE(DirectoryEmpty(path)) << path;
+  }
+}
+
+// Every way out of the process removes the swap files and the unfinished digit file alive at that
+// moment; a stop signal then ends the process by that same signal.
+struct WayOut {
+  const char* name;
+  void (*leave)();
+  ::testing::ExitedWithCode (*exitCode)();  // null: killed by the signal
+  int signalNumber;
+};
+
+void PrintTo(const WayOut& way, std::ostream* os) {
+  *os << way.name;
+}
+
+class LeavesNothingBehind : public test::DeathTestBase,
+                            public ::testing::WithParamInterface<WayOut> {};
+
+TEST_P(LeavesNothingBehind, RemovesEveryListedFile) {
+  const WayOut& way = GetParam();
+  // The threadsafe death test runs this body again in the child, so the disks have fixed names.
+  DiskList disks;
+  for (int i = 0; i < 2; ++i) {
+    const auto dir = std::filesystem::temp_directory_path() /
+                     ("zx-wayout-" + std::string(way.name) + std::to_string(i));
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directory(dir);
+    AddDiskPath(disks, dir.string());
+  }
+  const std::string output = disks.paths[0] + "/Pi - Dec - Chudnovsky.txt";
+  const auto leaveMidRun = [&] {
+    AllocationHeap heap;
+    HeapCreate(nullptr, &heap, 1 << 20);
+    RaidFile raids[3];
+    for (RaidFile& raid : raids) RaidFileCreate(&heap, raid, &disks, 1000);
+    OutputFile file;
+    OutputFileOpen(&heap, file, output);
+    OutputFileAppend(file, "3.14", 4);
+    OutputFileFlush(file);
+    way.leave();
+  };
+  if (way.exitCode != nullptr) {
+    EXPECT_EXIT(leaveMidRun(), way.exitCode(), "");
+  } else {
+    EXPECT_EXIT(leaveMidRun(), ::testing::KilledBySignal(way.signalNumber), "");
+  }
+  for (const std::string& path : disks.paths) {
+    EXPECT_TRUE(DirectoryEmpty(path)) << way.name << ": files left in " << path;
+    test::RemoveTree(path);
+  }
+}
+
+::testing::ExitedWithCode CodeOne() {
+  return ::testing::ExitedWithCode(1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Ways, LeavesNothingBehind,
+    ::testing::Values(
+        WayOut{"FatalExit", [] { FatalExit("Swap File Error: Unable to close swapfile.\n"); },
+               CodeOne, 0},
+        WayOut{"EndOfInput", [] { ReportAndAwaitRetry("", ENOSPC, ""); }, CodeOne, 0},
+        WayOut{"FatalAssertion",
+               [] { FatalAssertion(kImpossibleResult, "Allocation Heap", "Out of sync..."); },
+               nullptr, SIGABRT},
+        WayOut{"SigInt", [] { raise(SIGINT); }, nullptr, SIGINT},
+        WayOut{"SigTerm",
+               [] {
+                 kill(getpid(), SIGTERM);
+                 pause();
+               },
+               nullptr, SIGTERM},
+        WayOut{"SigHup", [] { raise(SIGHUP); }, nullptr, SIGHUP}),
+    [](const ::testing::TestParamInfo<WayOut>& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace zx
