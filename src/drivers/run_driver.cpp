@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "drivers/run_checks.hpp"
 #include "multiply/fft_mul.hpp"
 #include "multiply/multiply.hpp"
 #include "radix/digit_writers.hpp"
@@ -31,6 +32,24 @@ struct RunScope {
   AllocationHeap* heap;
   RunTimer timer;
 };
+
+// The digit files go to the current directory: one pair, two in a verify run, and a verify run's
+// extra value beside them.
+void AwaitRoomFor(const ConstantRun& run, const RunSettings& settings, bool verify) {
+  const uint64_t pairBytes =
+      DigitFileBytes(settings.decimalDigits + 1) + DigitFileBytes(settings.hexDigits + 1);
+  RunRoom room;
+  room.outputBytes = verify ? 2 * pairBytes : pairBytes;
+  if (verify && run.extra.heading != nullptr) {
+    room.outputBytes += DigitFileBytes(settings.hexDigits + 1);
+  }
+  if (settings.mode == 2) {
+    static const DiskList kDefaultDisk;
+    room.disks = settings.disks != nullptr ? settings.disks : &kDefaultDisk;
+    room.swapBytes = settings.swapDiskBytes;
+  }
+  AwaitRunRoom(room);
+}
 
 RunScope BeginRun(const char* firstLine, const RunSettings& settings) {
   RunRecord record;
@@ -141,6 +160,7 @@ uint64_t CompareFiles(const ConstantRun& run, DigitRadix radix) {
 uint64_t LastRunPeakBytes() { return gLastRunPeakBytes; }
 
 void RunCompute(const ConstantRun& run, int algorithm, const RunSettings& settings) {
+  AwaitRoomFor(run, settings, false);
   RunScope scope = BeginRun(run.computeLine, settings);
   BigFloat result;
   Compute(run, algorithm, settings, scope.heap, result);
@@ -160,6 +180,7 @@ void RunCompute(const ConstantRun& run, int algorithm, const RunSettings& settin
 }
 
 bool RunComputeAndVerify(const ConstantRun& run, const RunSettings& settings) {
+  AwaitRoomFor(run, settings, true);
   RunScope scope = BeginRun(run.verifyLine, settings);
   ConversionTable table;
   BigFloat result;

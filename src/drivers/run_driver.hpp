@@ -89,6 +89,7 @@ struct RunSettings {
   uint32_t threadExponent = 0;
   uint32_t mode = 1;                  // 1 memory only, 2 disk swapping
   const DiskList* disks = nullptr;    // the swap disks of mode 2
+  uint64_t swapDiskBytes = 0;         // what the swap files may take at most, over all disks
   uint32_t sizeTableRow = 0;          // the chosen row of a size-table menu
 };
 

@@ -55,6 +55,8 @@ void RunConstantOption(const ConstantRun& run, int option) {
   const MemoryEstimateFn estimate =
       option == kVerifyOption ? run.verifyEstimate : run.algorithms[option].memoryEstimate;
   settings.memoryBytes = estimate(digits.words, digits.threadExponent);
+  // What a memory run holds at its peak is what a disk-swapping run may put on its disks.
+  settings.swapDiskBytes = settings.memoryBytes;
   settings.mode = ReadMode(digits.decimalDigits, digits.threadExponent, &settings.memoryBytes,
                            run.swapEstimate != nullptr ? run.swapEstimate : SwapModeMemoryBytes);
   DiskList disks;

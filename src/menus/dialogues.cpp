@@ -2,8 +2,10 @@
 
 #include <cmath>
 
+#include "runtime/platform.hpp"
 #include "shell/console.hpp"
 #include "shell/console_input.hpp"
+#include "shell/fatal.hpp"
 #include "shell/number_print.hpp"
 
 namespace zx {
@@ -14,7 +16,30 @@ constexpr double kHexDigitsPerDigit = 0.8304820237218407;  // log(10)/log(16)
 // 1 − trunc(−x): floor(x) + 1 for every non-integral x, computed as the program always has.
 uint64_t OnePlusFloor(double x) { return static_cast<uint64_t>(1.0 - std::trunc(-x)); }
 
+// The first disk of the list that is the same directory as path, or nullptr.
+const std::string* SameDirectoryIn(const DiskList& disks, const std::string& path) {
+  uint64_t device = 0;
+  uint64_t inode = 0;
+  if (!FileIdentity(path.empty() ? "." : path.c_str(), &device, &inode)) return nullptr;
+  for (const std::string& earlier : disks.paths) {
+    uint64_t earlierDevice = 0;
+    uint64_t earlierInode = 0;
+    if (FileIdentity(earlier.empty() ? "." : earlier.c_str(), &earlierDevice, &earlierInode) &&
+        earlierDevice == device && earlierInode == inode) {
+      return &earlier;
+    }
+  }
+  return nullptr;
+}
+
 }  // namespace
+
+const char* DiskPathProblem(const DiskList& disks, const std::string& path) {
+  if (const char* problem = DirectoryProblem(path)) return problem;
+  // Two disks in one directory would both need the same swap file names.
+  if (SameDirectoryIn(disks, path) != nullptr) return "is already in the list";
+  return nullptr;
+}
 
 uint64_t MinDecimalDigits() { return OnePlusFloor(static_cast<double>(kMinWords) * kDigitsPerWord); }
 uint64_t MaxDecimalDigits() { return OnePlusFloor(static_cast<double>(kMaxWords) * kDigitsPerWord); }
@@ -65,7 +90,7 @@ uint32_t ReadMode(uint64_t decimalDigits, uint32_t threadExponent, uint64_t* mem
   uint32_t low = 1;
   uint32_t high = 1;
   if (decimalDigits >= kSwapModeMinDigits) high = 3;
-  // Above this size no mode is offered and the prompt repeats without end, as it always has.
+  // Above this size neither mode is listed, so no answer could ever be accepted.
   if (decimalDigits > kRamModeMaxDigits) low = 3;
 
   ConsoleWrite("Select a Mode:\n\n");
@@ -84,6 +109,17 @@ uint32_t ReadMode(uint64_t decimalDigits, uint32_t threadExponent, uint64_t* mem
   }
   if (high == 3) high = 2;
   ConsoleWrite("\n");
+  if (low > high) {
+    ConsoleWrite("No mode can compute more than ");
+    PrintCommas(kRamModeMaxDigits, 0);
+    FatalExit(" digits.\n");
+  }
+  // Past physical memory a Ram Only run ends in an allocation failure or pages for days.
+  const uint64_t physicalBytes = PhysicalMemoryBytes();
+  if (low <= 1 && physicalBytes != 0 && *memoryBytes > physicalBytes) {
+    ConsolePrintf("Ram Only needs more memory than this machine has (%s).\n\n",
+                  FormatBytesInText(physicalBytes).c_str());
+  }
   const auto mode = static_cast<uint32_t>(PromptNumber("option = ", low, high, 32));
   ConsoleWrite("\n");
   if (mode == kModeDiskSwapping) *memoryBytes = swapEstimate;
@@ -112,8 +148,16 @@ void ReadDisks(DiskList& disks) {
       "        3 - Ideally, (though not required), the disks should be empty.\n"
       "\n");
   for (uint64_t i = 0; i < count; ++i) {
-    ConsoleWrite("Path: ");
-    AddDiskPath(disks, ReadPath());
+    for (;;) {
+      ConsoleWrite("Path: ");
+      const std::string path = ReadPath();
+      const char* problem = DiskPathProblem(disks, path);
+      if (problem == nullptr) {
+        AddDiskPath(disks, path);
+        break;
+      }
+      ConsolePrintf("That path %s.\n", problem);
+    }
   }
 }
 

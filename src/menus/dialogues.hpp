@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "shell/disk_list.hpp"
 
@@ -36,9 +37,14 @@ uint64_t WordsFor(uint64_t hexDigits);
 DigitSettings ReadDigits();
 uint32_t ReadThreadingMode();
 // Shows the modes that suit decimalDigits with their memory; *memoryBytes becomes the swap
-// estimate when mode 2 is chosen.
+// estimate when mode 2 is chosen. Says so when Ram Only needs more than the physical memory, and
+// ends the program (exit code 1) when no mode suits.
 uint32_t ReadMode(uint64_t decimalDigits, uint32_t threadExponent, uint64_t* memoryBytes,
                   SwapMemoryFn swapBytes);
+// Asks for each path until it names a usable directory that is not already in the list.
 void ReadDisks(DiskList& disks);
+// Why path cannot be one more disk of disks, or nullptr when it can: DirectoryProblem's texts, or
+// "is already in the list" when it is the directory of an earlier disk.
+const char* DiskPathProblem(const DiskList& disks, const std::string& path);
 
 }  // namespace zx

@@ -132,15 +132,15 @@ bool FileIdentity(const char* path, uint64_t* device, uint64_t* inode) {
 const char* DirectoryProblem(const std::string& path) {
   const char* directory = path.empty() ? "." : path.c_str();
   struct stat info {};
-  if (stat(directory, &info) != 0) return "The path does not exist.";
-  if (!S_ISDIR(info.st_mode)) return "The path is not a directory.";
+  if (stat(directory, &info) != 0) return "does not exist";
+  if (!S_ISDIR(info.st_mode)) return "is not a directory";
   // access() answers yes to root everywhere and knows nothing of read-only mounts or special file
   // systems; creating a file is the only test that cannot be wrong.
   const std::string probe =
       (path.empty() ? std::string() : path + "/") + TemporaryNameFor(".ztx-probe");
   const int descriptor = open(probe.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (descriptor < 0) {
-    return errno == EEXIST ? nullptr : "The directory cannot be written to.";
+    return errno == EEXIST ? nullptr : "cannot be written to";
   }
   close(descriptor);
   unlink(probe.c_str());

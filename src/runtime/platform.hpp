@@ -39,8 +39,9 @@ bool IsSpecialFile(const char* path);
 // Identity of the file at path (device and inode), false when it cannot be reached.
 bool FileIdentity(const char* path, uint64_t* device, uint64_t* inode);
 
-// Why a directory cannot take the program's files, or nullptr when it can: it does not exist, is
-// not a directory, or a file cannot be created in it. The empty path is the current directory.
+// Why a directory cannot take the program's files, or nullptr when it can: "does not exist", "is
+// not a directory" or "cannot be written to" (a file cannot be created in it), to follow the
+// caller's name for it. The empty path is the current directory.
 const char* DirectoryProblem(const std::string& path);
 // Bytes an unprivileged writer may still store under path; UINT64_MAX when the system cannot say.
 uint64_t DirectoryFreeBytes(const std::string& path);

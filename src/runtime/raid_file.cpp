@@ -73,9 +73,7 @@ bool SameFileAsEarlierDisk(const RaidFile& raid, uint64_t j, const std::string& 
 
 }  // namespace
 
-uint64_t RaidFilesCreated() {
-  return gRaidFilesCreated.load();
-}
+uint64_t RaidFilesCreated() { return gRaidFilesCreated.load(); }
 
 void RaidFileCreate(AllocationHeap* heap, RaidFile& raid, const DiskList* disks,
                     uint64_t totalWords) {

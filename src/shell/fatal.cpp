@@ -91,9 +91,7 @@ void FatalAssertion(const char* category, const char* subject, const char* detai
   EndAbnormally();
 }
 
-void FatalAllocation() {
-  FatalExit("Allocation Failure\n");
-}
+void FatalAllocation() { FatalExit("Allocation Failure\n"); }
 
 void FatalExit(const char* message, int code) {
   ConsoleWrite(message);

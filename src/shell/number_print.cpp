@@ -83,4 +83,9 @@ std::string FormatBytes(uint64_t bytes) {
 
 void PrintBytes(uint64_t bytes) { ConsoleWrite(FormatBytes(bytes)); }
 
+std::string FormatBytesInText(uint64_t bytes) {
+  std::string text = FormatBytes(bytes);
+  return text.substr(text.find_first_not_of(' '));
+}
+
 }  // namespace zx

@@ -19,6 +19,8 @@ void PrintBytes(uint64_t bytes);
 // The texts the printers produce, for callers that build a line before printing it.
 std::string FormatCommas(uint64_t value);
 std::string FormatBytes(uint64_t bytes);
+// The same without the blank that leads three-digit sizes, for a size inside a sentence.
+std::string FormatBytesInText(uint64_t bytes);
 
 inline constexpr const char* kSizeUnits[7] = {" bytes", " KB", " MB", " GB", " TB", " PB", " EB"};
 

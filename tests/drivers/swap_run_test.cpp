@@ -8,9 +8,11 @@
 #include <chrono>
 #include <filesystem>
 #include <thread>
+#include <vector>
 
 #include "constants/euler.hpp"
 #include "drivers/constant_runs.hpp"
+#include "drivers/run_checks.hpp"
 #include "drivers/run_driver.hpp"
 #include "menus/dialogues.hpp"
 #include "multiply/swap_memory.hpp"
@@ -215,6 +217,48 @@ TEST_F(SwapFailureTest, AVanishingDiskStopsTheRun) {
       ::testing::ExitedWithCode(1), "Swap File Error: Unable to (create|delete) swap ?file");
   EXPECT_FALSE(fs::exists(work_ + "/Pi - Dec - Chudnovsky.txt"));
   test::RemoveTree(disk);
+}
+
+
+// What a run checks before it starts: each row one shortfall and its line, or none.
+TEST_F(SwapRunTest, RoomIsCheckedBeforeTheRun) {
+  test::WriteFile(work_ + "/plain", "x");
+  DiskList good;
+  AddDiskPath(good, work_);
+  AddDiskPath(good, "");
+  DiskList missing = good;
+  AddDiskPath(missing, work_ + "/plain");
+  const uint64_t huge = uint64_t{1} << 62;
+  struct Row {
+    const char* name;
+    RunRoom room;
+    std::string line;  // "": the run may start
+  };
+  const auto room = [](std::string dir, uint64_t outputBytes, const DiskList* disks,
+                       uint64_t swapBytes) { return RunRoom{dir, outputBytes, disks, swapBytes}; };
+  const std::vector<Row> rows = {
+      {"fits", room("", 1000, &good, 1000), ""},
+      {"no disks is the current directory", room("", 1000, nullptr, 0), ""},
+      {"output not writable", room("/proc", 10, nullptr, 0),
+       "\nOutput Directory Error: \"/proc\" cannot be written to.\n"},
+      {"output missing", room(work_ + "/gone", 10, nullptr, 0), "\nOutput Directory Error: \""},
+      {"swap disk a file", room("", 10, &missing, 10),
+       "\nSwap Disk Error: \"" + work_ + "/plain\" is not a directory.\n"},
+      {"digit files too large", room("", huge, nullptr, 0),
+       "\nDisk Space Error: The current directory needs 4.00 EB for this run, but has only "},
+      // Both disks and the output lie in one file system, which must hold both halves.
+      {"swap files too large", room("", 0, &good, huge),
+       "\nDisk Space Error: The current directory needs 4.00 EB for this run"},
+  };
+  for (const auto& row : rows) {
+    const std::string problem = RunRoomProblem(row.room);
+    if (row.line.empty()) {
+      EXPECT_EQ(problem, "") << row.name;
+    } else {
+      EXPECT_EQ(problem.rfind(row.line, 0), 0u) << row.name << ": " << problem;
+      EXPECT_EQ(std::count(problem.begin(), problem.end(), '\n'), 2) << row.name;
+    }
+  }
 }
 
 }  // namespace

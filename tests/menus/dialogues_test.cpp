@@ -1,8 +1,14 @@
+#include "menus/dialogues.hpp"
+
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
+#include <vector>
 
-#include "menus/dialogues.hpp"
+#include "../runtime/runtime_test_util.hpp"
+#include "runtime/platform.hpp"
+#include "shell/number_print.hpp"
 #include "test_support.hpp"
 
 namespace zx {
@@ -88,7 +94,67 @@ TEST(ModeDialogue, SwapModeFromFiveMillionDigitsReplacesTheEstimate) {
             "\noption = option = \n\n");
 }
 
-TEST(DiskDialogue, ZeroDisksMeansTheDefaultPath) {
+// Only the lines that depend on the machine's memory are added; the rest stays as it was.
+TEST(ModeDialogue, SaysWhenRamOnlyNeedsMoreThanPhysicalMemory) {
+  const uint64_t physical = PhysicalMemoryBytes();
+  ASSERT_GT(physical, 0u);
+  const std::string warning =
+      "Ram Only needs more memory than this machine has (" + FormatBytesInText(physical) + ").\n\n";
+  for (const uint64_t memory : {physical, physical + 1}) {
+    test::FeedStdin("1\n");
+    test::ConsoleCapture capture;
+    uint64_t estimate = memory;
+    EXPECT_EQ(ReadMode(5000000, 0, &estimate, FakeSwapBytes), 1u);
+    EXPECT_EQ(capture.text().find(warning) != std::string::npos, memory > physical)
+        << capture.text();
+    EXPECT_NE(capture.text().find(" 2      Basic Disk Swapping "), std::string::npos);
+  }
+}
+
+using ModeDeathTest = test::DeathTestBase;
+
+// Above the largest Ram Only size nothing can be offered: one line and exit code 1, not a prompt
+// that repeats for ever.
+TEST_F(ModeDeathTest, NoModeForTheDigitCountEndsTheProgram) {
+  EXPECT_EXIT(
+      {
+        test::ShowStdoutOnStderr();
+        test::FeedStdin("1\n2\n3\n");
+        uint64_t memory = 1;
+        ReadMode(kRamModeMaxDigits + 1, 0, &memory, FakeSwapBytes);
+      },
+      ::testing::ExitedWithCode(1),
+      "@@Select a Mode:\n\nOption      Mode                Approx. Memory Needed\n\n\n"
+      "No mode can compute more than 3,220,714,136 digits.\nPress any key to continue . . . \n$");
+}
+
+// Paths are read relative to a fresh working directory in which every accepted path exists.
+class DiskDialogue : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    saved_ = std::filesystem::current_path();
+    dir_ = test::MakeTempDir("disks");
+    std::filesystem::current_path(dir_);
+  }
+  void TearDown() override {
+    std::filesystem::current_path(saved_);
+    test::RemoveTree(dir_);
+  }
+  // Reads the disk dialogue from input and returns what it printed after the notes.
+  std::string Read(const std::string& input, DiskList& disks) {
+    test::FeedStdin(input);
+    test::ConsoleCapture capture;
+    ReadDisks(disks);
+    const std::string& text = capture.text();
+    const std::string notes = "the disks should be empty.\n\n";
+    const size_t at = text.find(notes);
+    return at == std::string::npos ? text : text.substr(at + notes.size());
+  }
+  std::filesystem::path saved_;
+  std::string dir_;
+};
+
+TEST_F(DiskDialogue, ZeroDisksMeansTheDefaultPath) {
   test::FeedStdin("0\n");
   test::ConsoleCapture capture;
   DiskList disks;
@@ -100,30 +166,56 @@ TEST(DiskDialogue, ZeroDisksMeansTheDefaultPath) {
             "Disks (zero will use one disk at the default path): \n");
 }
 
-TEST(DiskDialogue, PathRulesSkipLeadingLineEndsKeepBlanksAndStopAt1023Bytes) {
-  const std::string longPath(1030, 'x');
-  test::FeedStdin("4\nD:/swap\n\n\n  with blanks  \n" + longPath + "\n");
-  test::ConsoleCapture capture;
+TEST_F(DiskDialogue, PathRulesSkipLeadingLineEndsKeepBlanksAndStopAt1023Bytes) {
+  // 1023 bytes of x and slashes naming nested directories, then 7 more x naming another.
+  std::string longPath;
+  while (longPath.size() + 201 <= 1023) longPath += std::string(200, 'x') + "/";
+  longPath += std::string(1023 - longPath.size(), 'x');
+  for (const std::string& path :
+       {std::string("D:/swap"), std::string("  with blanks  "), longPath, std::string(7, 'x')}) {
+    std::filesystem::create_directories(path);
+  }
   DiskList disks;
-  ReadDisks(disks);
+  EXPECT_EQ(Read("4\nD:/swap\n\n\n  with blanks  \n" + longPath + "xxxxxxx\n", disks),
+            "Path: Path: Path: Path: ");
   ASSERT_EQ(disks.paths.size(), 4u);
   EXPECT_EQ(disks.paths[0], "D:/swap");
   EXPECT_EQ(disks.paths[1], "  with blanks  ");
-  EXPECT_EQ(disks.paths[2], std::string(1023, 'x'));
+  EXPECT_EQ(disks.paths[2], longPath);
   // What did not fit begins the next path.
   EXPECT_EQ(disks.paths[3], std::string(7, 'x'));
-  EXPECT_NE(capture.text().find("        3 - Ideally, (though not required), the disks should be empty.\n\n"
-                                "Path: Path: Path: Path: "),
-            std::string::npos);
 }
 
-TEST(DiskDialogue, MultibyteCharactersAreKeptByteForByte) {
-  test::FeedStdin("1\n/tmp/d\xC3\xA9j\xC3\xA0\n");
-  test::ConsoleCapture capture;
+TEST_F(DiskDialogue, MultibyteCharactersAreKeptByteForByte) {
+  std::filesystem::create_directory("d\xC3\xA9j\xC3\xA0");
   DiskList disks;
-  ReadDisks(disks);
+  Read("1\nd\xC3\xA9j\xC3\xA0\n", disks);
   ASSERT_EQ(disks.paths.size(), 1u);
-  EXPECT_EQ(disks.paths[0], "/tmp/d\xC3\xA9j\xC3\xA0");
+  EXPECT_EQ(disks.paths[0], "d\xC3\xA9j\xC3\xA0");
+}
+
+// Each bad path is refused at its prompt with its reason and asked for again; the good path
+// after it is taken. /proc takes no new files, whoever asks.
+TEST_F(DiskDialogue, RefusesPathsThatCannotHoldSwapFiles) {
+  std::filesystem::create_directory("disk");
+  test::WriteFile("plain", "x");
+  const struct {
+    const char* bad;
+    const char* reason;
+  } rows[] = {
+      {"missing", "That path does not exist.\n"},
+      {"plain", "That path is not a directory.\n"},
+      {"plain/below", "That path does not exist.\n"},
+      {"/proc", "That path cannot be written to.\n"},
+      {"disk", "That path is already in the list.\n"},
+      {"./disk/", "That path is already in the list.\n"},
+  };
+  for (const auto& row : rows) {
+    DiskList disks;
+    const std::string input = std::string("2\ndisk\n") + row.bad + "\n" + dir_ + "\n";
+    EXPECT_EQ(Read(input, disks), std::string("Path: Path: ") + row.reason + "Path: ") << row.bad;
+    EXPECT_EQ(disks.paths, (std::vector<std::string>{"disk", dir_})) << row.bad;
+  }
 }
 
 }  // namespace
