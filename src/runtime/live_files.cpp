@@ -28,6 +28,15 @@ std::atomic<int> gStates[kSlots];
 char gPaths[kSlots][kPathBytes];
 std::atomic<bool> gStopping{false};
 std::once_flag gInstalled;
+#if defined(ZX_TEST_HOOKS)
+std::atomic<LiveFileHook> gTestHook{nullptr};
+
+void CallTestHook(int slot, bool written) {
+  if (const LiveFileHook hook = gTestHook.load()) hook(gPaths[slot], written);
+}
+#else
+void CallTestHook(int, bool) {}
+#endif
 
 // Removes the files, then ends the process by the same signal so the caller sees what stopped it.
 // The handler runs with its own signal unblocked and reset to the default action (SA_NODEFER,
@@ -67,6 +76,7 @@ int LiveFileAdd(const char* path) {
     if (!gStates[slot].compare_exchange_strong(expected, kWriting)) continue;
     std::memcpy(gPaths[slot], path, lengthBytes + 1);
     gStates[slot].store(kLive);
+    CallTestHook(slot, false);
     return slot;
   }
   FatalExit("File Error: Too many files open at once.\n");
@@ -84,6 +94,14 @@ void LiveFilesRemoveAll() {
     if (gStates[slot].compare_exchange_strong(expected, kRemoving)) unlink(gPaths[slot]);
   }
 }
+
+void LiveFileWritten(int slot) {
+  if (slot >= 0 && slot < kSlots) CallTestHook(slot, true);
+}
+
+#if defined(ZX_TEST_HOOKS)
+void LiveFilesSetTestHook(LiveFileHook hook) { gTestHook.store(hook); }
+#endif
 
 int LiveFileCount() {
   int count = 0;

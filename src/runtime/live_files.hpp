@@ -17,4 +17,14 @@ void LiveFilesRemoveAll();
 // Paths listed now (tests).
 int LiveFileCount();
 
+// Bytes have gone to the slot's file (the test hook sees it; nothing else does).
+void LiveFileWritten(int slot);
+
+#if defined(ZX_TEST_HOOKS)
+// Called with each path as it is listed (written false) and after each write to a listed digit
+// file (written true), so tests can stop a run at a chosen point of its files.
+using LiveFileHook = void (*)(const char* path, bool written);
+void LiveFilesSetTestHook(LiveFileHook hook);
+#endif
+
 }  // namespace zx

@@ -51,6 +51,7 @@ void OutputFileFlush(OutputFile& file) {
   if (!FileWriteAll(file.descriptor, file.buffer, file.fillBytes)) {
     FatalFileError(kWriteFailed, errno, FileTransfer::kWrite);
   }
+  LiveFileWritten(file.liveSlot);
   file.fillBytes = 0;
 }
 
@@ -69,6 +70,7 @@ void OutputFileClose(OutputFile& file) {
   if (file.fillBytes != 0 && !FileWriteAll(file.descriptor, file.buffer, file.fillBytes)) {
     FatalFileError("", errno, FileTransfer::kWrite);
   }
+  LiveFileWritten(file.liveSlot);
   uint64_t lengthBytes = 0;
   if (!FileCurrentOffset(file.descriptor, &lengthBytes) ||
       !FileSetLength(file.descriptor, lengthBytes)) {

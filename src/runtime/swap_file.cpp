@@ -48,6 +48,7 @@ void SwapTransfer(SwapFile& file, uint64_t wordOffset, Byte* bytes, uint64_t wor
   if (leftBytes != 0 && !move(offsetBytes, bytes, leftBytes)) {
     FatalFileError(lead, errno, kTransfer);
   }
+  if (kWriting) LiveFileWritten(file.liveSlot);
 }
 
 }  // namespace

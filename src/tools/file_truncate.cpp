@@ -1,10 +1,15 @@
 // File Truncate: copies the first bytes of a file into a new one, block by block, so a prefix of
-// a file of billions of digits can be cut out with one 10 MiB buffer.
+// a file of billions of digits can be cut out with one 10 MiB buffer. The copy is made under a
+// temporary name beside the target and renamed when complete, so a failed or interrupted copy
+// leaves nothing under the target's name.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 
+#include "runtime/live_files.hpp"
+#include "runtime/platform.hpp"
 #include "shell/console.hpp"
 #include "shell/console_input.hpp"
 #include "shell/fatal.hpp"
@@ -56,20 +61,28 @@ void FileTruncate() {
   const std::string targetPath = ReadPath();
   FILE* source = OpenDigitFile(sourcePath, "rb");
   if (source == nullptr) FatalExit("Unable to open file\n");
-  FILE* target = SameFile(sourcePath, targetPath) ? nullptr : OpenDigitFile(targetPath, "wb");
+  const std::string partPath = TemporaryNameFor(targetPath);
+  const int liveSlot = LiveFileAdd(partPath.c_str());
+  FILE* target = SameFile(sourcePath, targetPath) ? nullptr : OpenDigitFile(partPath, "wb");
   if (target == nullptr) FatalExit("Unable to create file\n");
 
   const uint64_t sizeBytes = FileSizeOf(sourcePath);
   ConsoleWrite("\nFile Size: ");
   PrintCommas(sizeBytes, 0);
   ConsoleWrite(" bytes\n\n");
+  // No count could be accepted below, so the prompt would repeat for ever.
+  if (sizeBytes == 0) FatalExit("The file is empty: there is nothing to keep.\n");
   ConsoleWrite("How many bytes (from the beginning) do you wish to keep?\n");
   const uint64_t keepBytes = PromptNumber("bytes : ", 1, sizeBytes, 64);
   ConsoleWrite("\n");
 
   CopyPrefix(source, target, keepBytes);
   // The last block may still sit in the stream's buffer; a full disk shows only when it is flushed.
-  if (std::fclose(target) != 0) FatalExit("Unable to write to file\n");
+  if (std::fflush(target) != 0 || fsync(fileno(target)) != 0 || std::fclose(target) != 0) {
+    FatalExit("Unable to write to file\n");
+  }
+  if (!FileRename(partPath.c_str(), targetPath.c_str())) FatalExit("Unable to create file\n");
+  LiveFileForget(liveSlot);
   std::fclose(source);
   ProgressClear();
   ConsoleWrite("Bytes Copied:\n");

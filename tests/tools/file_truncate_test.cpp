@@ -1,6 +1,8 @@
 // File Truncate driven through the program's standard input; the copy must equal the source's
 // prefix byte for byte, across block boundaries too.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 
 #include <filesystem>
 
@@ -16,6 +18,10 @@ const std::string kTruncateHead =
     "Enter the path of the file (including the .txt extension):\nPath: "
     "Enter the path to place the truncated file (including the .txt extension):\nPath: ";
 using test::kBlockBytes;
+
+int FilesIn(const std::string& dir) {
+  return static_cast<int>(std::distance(std::filesystem::directory_iterator(dir), {}));
+}
 
 struct FileTruncateTest : test::ToolDirTest {
   test::ToolRun Truncate(const std::string& source, const std::string& answers) {
@@ -80,8 +86,34 @@ TEST_F(FileTruncateTest, StopsWithoutTouchingTheSource) {
     EXPECT_EQ(run.exitCode, 1) << c.paths;
     EXPECT_EQ(run.transcript, kTruncateHead + c.message + test::kPauseLine) << c.paths;
     EXPECT_EQ(test::ReadFile(dir + "/source.txt"), file) << c.paths;
-    EXPECT_FALSE(std::filesystem::exists(dir + "/cut.txt")) << c.paths;
+    EXPECT_EQ(FilesIn(dir), 1) << c.paths;
   }
+}
+
+// A copy that cannot finish leaves no file: not under the target's name, not under another.
+TEST_F(FileTruncateTest, LeavesNoFileWhenTheCopyCannotFinish) {
+  const std::string tail = "\nFile Size: 0 bytes\n\nThe file is empty: there is nothing to keep.\n";
+  EXPECT_EQ(Truncate("", "1\n").transcript, kTruncateHead + tail + test::kPauseLine);
+  EXPECT_EQ(FilesIn(dir), 1);
+  // End of input at the count, and a disk that fills up in the middle of the copy.
+  EXPECT_EQ(Truncate("3.14159", "").exitCode, 1);
+  EXPECT_EQ(FilesIn(dir), 1);
+  const std::string file = test::RandomDigitFile(3 * 1048576, test::TestSeed());
+  test::WriteFile(dir + "/source.txt", file);
+  signal(SIGXFSZ, SIG_IGN);
+  rlimit saved{};
+  getrlimit(RLIMIT_FSIZE, &saved);
+  rlimit limit = saved;
+  limit.rlim_cur = 1048576;
+  setrlimit(RLIMIT_FSIZE, &limit);  // the program started now inherits it
+  const test::ToolRun run =
+      test::RunTool("13\nsource.txt\ncut.txt\n" + std::to_string(file.size()) + "\n", dir);
+  setrlimit(RLIMIT_FSIZE, &saved);
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_TRUE(test::WithoutProgress(run.transcript)
+                  .ends_with("Unable to write to file\n" + std::string(test::kPauseLine)))
+      << run.transcript;
+  EXPECT_EQ(FilesIn(dir), 1);
 }
 
 }  // namespace
