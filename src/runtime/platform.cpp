@@ -193,6 +193,10 @@ void ReportAndAwaitRetry(const char* lead, int errorCode, const char* tail) {
 }
 
 void AwaitRetry() {
+  if (!PauseWaits()) {
+    Pause();
+    ExitProcess(1);
+  }
   ConsoleWrite("\nRe-attempting...\n");
   Pause();
   if (ConsoleInputEnded()) EndOfInput();

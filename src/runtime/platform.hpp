@@ -58,7 +58,8 @@ void PrintSystemError(int errorCode, FileTransfer transfer);
 // The creation retry: lead, the error line, tail, then AwaitRetry.
 void ReportAndAwaitRetry(const char* lead, int errorCode, const char* tail);
 // "\nRe-attempting...\n" and a pause. When input has ended the pause cannot wait for the user, so
-// the program ends instead of retrying forever.
+// the program ends instead of retrying forever; a scripted run (pauses that do not wait) ends with
+// exit code 1 right after the error line.
 void AwaitRetry();
 // lead, the error line, a pause, exit code 1.
 [[noreturn]] void FatalFileError(const char* lead, int errorCode, FileTransfer transfer);

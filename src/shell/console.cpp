@@ -10,6 +10,8 @@ namespace zx {
 namespace {
 
 std::string* gCapture = nullptr;
+ConsoleSink gSink = ConsoleSink::kStdout;
+std::string gHeld;
 
 int64_t RealMillis() {
   using namespace std::chrono;
@@ -30,7 +32,11 @@ void ConsoleWrite(std::string_view text) {
     gCapture->append(text);
     return;
   }
-  std::fwrite(text.data(), 1, text.size(), stdout);
+  if (gSink == ConsoleSink::kHeld) {
+    gHeld.append(text);
+    return;
+  }
+  std::fwrite(text.data(), 1, text.size(), gSink == ConsoleSink::kStderr ? stderr : stdout);
 }
 
 void ConsolePrintf(const char* format, ...) {
@@ -66,10 +72,26 @@ void ConsoleWriteFormatted(std::string_view text) {
 }
 
 void ConsoleFlush() {
-  if (gCapture == nullptr) std::fflush(stdout);
+  if (gCapture == nullptr) std::fflush(gSink == ConsoleSink::kStderr ? stderr : stdout);
 }
 
 void ConsoleCaptureTo(std::string* sink) { gCapture = sink; }
+
+void ConsoleSetSink(ConsoleSink sink) {
+  std::fflush(stdout);
+  gSink = sink;
+}
+
+void ConsoleReleaseHeld() {
+  ConsoleWriteError(gHeld);
+  gHeld.clear();
+}
+
+void ConsoleWriteError(std::string_view text) {
+  std::fflush(stdout);
+  std::fwrite(text.data(), 1, text.size(), stderr);
+  std::fflush(stderr);
+}
 
 int64_t ClockMillis() { return gClock.millis(); }
 int64_t ClockSeconds() { return gClock.seconds(); }

@@ -18,6 +18,16 @@ void ConsoleFlush();
 // Redirects all console output into *sink (nullptr restores standard output).
 void ConsoleCaptureTo(std::string* sink);
 
+// Where the console's output goes when nothing captures it. The menu writes to standard output; a
+// scripted run keeps standard output for its summary, so its lines go to standard error or are
+// held (quiet) until a fatal report needs them shown.
+enum class ConsoleSink { kStdout, kStderr, kHeld };
+void ConsoleSetSink(ConsoleSink sink);
+// Writes what was held to standard error and forgets it.
+void ConsoleReleaseHeld();
+// Writes to standard error whatever the sink: usage errors of the command line.
+void ConsoleWriteError(std::string_view text);
+
 // The program's two clocks: a wall-clock millisecond counter and calendar seconds.
 struct ConsoleClock {
   int64_t (*millis)();

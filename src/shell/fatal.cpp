@@ -13,6 +13,8 @@
 namespace zx {
 namespace {
 
+bool gPauseWaits = true;
+
 // On a terminal one key press is enough, so the terminal leaves line mode for the wait.
 void WaitForKeyOnTerminal() {
   termios saved{};
@@ -48,7 +50,15 @@ void SetExitCleanup(ExitCleanupFn cleanup) {
   gExitCleanup.store(cleanup);
 }
 
+void PauseSetWaiting(bool waits) { gPauseWaits = waits; }
+bool PauseWaits() { return gPauseWaits; }
+
 void Pause() {
+  if (!gPauseWaits) {
+    ConsoleReleaseHeld();
+    ConsoleFlush();
+    return;
+  }
   ConsoleWrite("Press any key to continue . . . ");
   ConsoleFlush();
   if (!ConsoleInputEnded()) {

@@ -18,6 +18,10 @@ void SetExitCleanup(ExitCleanupFn cleanup);
 // The console pause: "Press any key to continue . . . " and one key (or one character of piped
 // input); returns at once when input has ended.
 void Pause();
+// A scripted run has nobody at the keyboard: its pauses show what the console held and return at
+// once, and a retry that waits for the user to fix a disk ends the run instead.
+void PauseSetWaiting(bool waits);
+bool PauseWaits();
 
 [[noreturn]] void FatalLimit(const char* subject, const char* detail);
 [[noreturn]] void FatalAssertion(const char* category, const char* subject, const char* detail);

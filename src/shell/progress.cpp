@@ -8,6 +8,7 @@
 namespace zx {
 namespace {
 ProgressLine gProgress;
+bool gShown = true;
 }  // namespace
 
 ProgressLine& Progress() { return gProgress; }
@@ -62,13 +63,17 @@ void LabelPopTo(uint32_t lengthChars) {
   while (gProgress.labelLength > lengthChars) LabelPop();
 }
 
+void ProgressSetShown(bool shown) { gShown = shown; }
+
 void ProgressClear() {
+  if (!gShown) return;
   ConsoleWrite("\r");
   ConsoleWrite(std::string(kProgressColumns, ' '));
   ConsoleWrite("\r");
 }
 
 void ProgressPrint(const char* prefix, uint64_t count) {
+  if (!gShown) return;
   ConsoleWrite("\r");
   const std::string_view prefixText(prefix);
   ConsoleWriteFormatted(prefixText);

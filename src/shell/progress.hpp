@@ -32,6 +32,9 @@ char LabelPop();
 // Pops until the label is no longer than lengthChars (for phases that unwind to a saved mark).
 void LabelPopTo(uint32_t lengthChars);
 
+// A hidden line prints nothing at all, so output that is not a terminal carries no "\r" lines;
+// the line is shown unless a caller hides it.
+void ProgressSetShown(bool shown);
 void ProgressClear();
 void ProgressPrint(const char* prefix, uint64_t count);
 void ProgressPrintThrottled(const char* prefix, uint64_t count);
