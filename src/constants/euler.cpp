@@ -454,4 +454,11 @@ uint32_t EulerLastRow() {
   return row;
 }
 
+uint32_t EulerRowForDigits(uint64_t decimalDigits) {
+  for (uint32_t row = kEulerFirstRow; row <= EulerLastRow(); ++row) {
+    if (EulerSizeOfRow(row).decimalDigits >= decimalDigits) return row;
+  }
+  return 0;
+}
+
 }  // namespace zx

@@ -100,5 +100,7 @@ EulerSize EulerSizeOfRow(uint32_t row);
 uint64_t EulerTableDigits(uint32_t row);
 // The last row offered: the first whose word count reaches the largest precision, or 63.
 uint32_t EulerLastRow();
+// The first row with at least decimalDigits digits; 0 when even the last row has fewer.
+uint32_t EulerRowForDigits(uint64_t decimalDigits);
 
 }  // namespace zx

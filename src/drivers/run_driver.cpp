@@ -20,12 +20,17 @@ namespace {
 // Extra words of FFT tables beyond the precision, for the products just above it.
 constexpr uint64_t kFftTableMarginWords = 100;
 
-uint64_t gLastRunPeakBytes = 0;
+RunReport gReport;
 
 struct RunTimer {
   int64_t startMillis;
   int64_t startSeconds;
 };
+
+RunTimer TimerStart() { return {ClockMillis(), ClockSeconds()}; }
+double SecondsSince(const RunTimer& start) {
+  return ElapsedSeconds(start.startMillis, start.startSeconds);
+}
 
 // The run-wide state a driver sets before anything else and tears down at the end.
 struct RunScope {
@@ -58,6 +63,7 @@ RunScope BeginRun(const char* firstLine, const RunSettings& settings) {
   record.tableWords = settings.precisionWords + kFftTableMarginWords;
   record.sizeTableRow = settings.sizeTableRow;
   InstallRun(record);
+  gReport = RunReport{};
   ConsoleWrite(firstLine);
   ConsoleWrite("Decimal Digits    :   ");
   PrintCommas(settings.decimalDigits, 0);
@@ -79,12 +85,13 @@ RunScope BeginRun(const char* firstLine, const RunSettings& settings) {
 
   ConsoleWrite("\nBegin Computation:\n\n");
   ConsoleFlush();
-  return {heap, {ClockMillis(), ClockSeconds()}};
+  return {heap, TimerStart()};
 }
 
 void EndRun(RunScope& scope) {
   InstallRun(RunRecord{});
-  gLastRunPeakBytes = HeapPeakBytes(scope.heap);
+  gReport.totalSeconds = SecondsSince(scope.timer);
+  gReport.peakBytes = HeapPeakBytes(scope.heap);
   HeapDestroy(scope.heap);
   delete scope.heap;
   ReleaseFftTables();
@@ -104,8 +111,19 @@ void Compute(const ConstantRun& run, int algorithm, const RunSettings& settings,
   CompactResult(result);
 }
 
-std::string FileName(const ConstantRun& run, DigitRadix radix, const char* label) {
-  return DigitFileName(run.constantName, radix, label);
+std::string FilePath(const RunSettings& settings, const char* constantName, DigitRadix radix,
+                     const char* label) {
+  const std::string name = DigitFileName(constantName, radix, label);
+  const std::string& directory = settings.outputDirectory;
+  if (directory.empty()) return name;
+  return directory.back() == '/' ? directory + name : directory + "/" + name;
+}
+
+// The path of a file about to be written, noted in the run's report.
+std::string NewFilePath(const RunSettings& settings, const char* constantName, DigitRadix radix,
+                        const char* label) {
+  gReport.files.push_back(FilePath(settings, constantName, radix, label));
+  return gReport.files.back();
 }
 
 // The extra value's file, written right after the result's hexadecimal file; the value is
@@ -115,7 +133,7 @@ double WriteExtra(const ConstantRun& run, const RunSettings& settings, Allocatio
   ConsoleWrite(run.extra.heading);
   const double seconds =
       WriteHexDigits(heap, extra, settings.hexDigits + 1,
-                     DigitFileName(run.extra.constantName, DigitRadix::kHex, run.extra.label));
+                     NewFilePath(settings, run.extra.constantName, DigitRadix::kHex, run.extra.label));
   BigFloatRelease(extra);
   return seconds;
 }
@@ -126,10 +144,13 @@ double WriteResult(const ConstantRun& run, const char* label, const RunSettings&
                    AllocationHeap* heap, BigFloat& result, ConversionTable& table, bool buildTable,
                    bool secondary, BigFloat* extra = nullptr) {
   ConsoleWrite("\n");
+  const RunTimer hexStart = TimerStart();
   double seconds = WriteHexDigits(heap, result, settings.hexDigits + 1,
-                                  FileName(run, DigitRadix::kHex, label));
+                                  NewFilePath(settings, run.constantName, DigitRadix::kHex, label));
   if (extra != nullptr) seconds += WriteExtra(run, settings, heap, *extra);
+  gReport.hexSeconds += SecondsSince(hexStart);
   ConsoleWrite("\n");
+  const RunTimer decimalStart = TimerStart();
   if (settings.mode == 2) BigIntSwapOut(heap, result.magnitude);
   const bool swapping = settings.mode == 2;
   if (buildTable) {
@@ -137,8 +158,10 @@ double WriteResult(const ConstantRun& run, const char* label, const RunSettings&
                                                                  settings.threadExponent);
   }
   seconds += (swapping ? WriteDecimalDigitsSwap : WriteDecimalDigits)(
-      heap, result, settings.decimalDigits + 1, FileName(run, DigitRadix::kDecimal, label), table,
-      secondary, settings.threadExponent);
+      heap, result, settings.decimalDigits + 1,
+      NewFilePath(settings, run.constantName, DigitRadix::kDecimal, label), table, secondary,
+      settings.threadExponent);
+  gReport.decimalSeconds += SecondsSince(decimalStart);
   BigFloatRelease(result);
   return seconds;
 }
@@ -147,30 +170,33 @@ double WriteResult(const ConstantRun& run, const char* label, const RunSettings&
 void PrintTimeLine(const char* label, const RunTimer& start) {
   if (label == nullptr) return;
   ConsoleWrite(label);
-  PrintSeconds(ElapsedSeconds(start.startMillis, start.startSeconds));
+  PrintSeconds(SecondsSince(start));
 }
 
-uint64_t CompareFiles(const ConstantRun& run, DigitRadix radix) {
-  return CompareDigitFiles(FileName(run, radix, kComputationLabel),
-                           FileName(run, radix, kVerificationLabel), 2);
+uint64_t CompareFiles(const ConstantRun& run, const RunSettings& settings, DigitRadix radix) {
+  return CompareDigitFiles(FilePath(settings, run.constantName, radix, kComputationLabel),
+                           FilePath(settings, run.constantName, radix, kVerificationLabel), 2);
 }
 
 }  // namespace
 
-uint64_t LastRunPeakBytes() { return gLastRunPeakBytes; }
+uint64_t LastRunPeakBytes() { return gReport.peakBytes; }
+const RunReport& LastRunReport() { return gReport; }
 
 void RunCompute(const ConstantRun& run, int algorithm, const RunSettings& settings) {
   AwaitRoomFor(run, settings, false);
   RunScope scope = BeginRun(run.computeLine, settings);
   BigFloat result;
+  const RunTimer computeStart = TimerStart();
   Compute(run, algorithm, settings, scope.heap, result);
+  gReport.computeSeconds = SecondsSince(computeStart);
   const char* label = run.algorithms[algorithm].fileLabel;
   ConversionTable table;
   const double writing =
       WriteResult(run, label, settings, scope.heap, result, table, true, false);
   ReleaseConversionTable(table);
 
-  const double total = ElapsedSeconds(scope.timer.startMillis, scope.timer.startSeconds);
+  const double total = SecondsSince(scope.timer);
   ConsoleWrite("\n\nTotal Computation Time:  ");
   PrintSeconds(total - writing);
   ConsoleWrite("\nTotal Time (including writing digits):  ");
@@ -187,7 +213,7 @@ bool RunComputeAndVerify(const ConstantRun& run, const RunSettings& settings) {
 
   const VerifyLines& lines = run.verifyLines;
   ConsoleWrite(lines.computing != nullptr ? lines.computing : "Computing...\n\n");
-  const RunTimer computeStart{ClockMillis(), ClockSeconds()};
+  const RunTimer computeStart = TimerStart();
   BigFloat second;
   BigFloat extra;
   const bool paired = run.verifyPair.memory != nullptr;
@@ -205,36 +231,42 @@ bool RunComputeAndVerify(const ConstantRun& run, const RunSettings& settings) {
   } else {
     Compute(run, 0, settings, scope.heap, result);
   }
+  gReport.computeSeconds = SecondsSince(computeStart);
   PrintTimeLine(lines.computeTime, computeStart);
   WriteResult(run, kComputationLabel, settings, scope.heap, result, table, true, false,
               withExtra ? &extra : nullptr);
   ConsoleWrite("\n");
 
   ConsoleWrite(lines.verifying != nullptr ? lines.verifying : "Verifying...\n\n");
-  const RunTimer verifyStart{ClockMillis(), ClockSeconds()};
+  const RunTimer verifyStart = TimerStart();
   if (paired) {
     result = second;
     CompactResult(result);
   } else {
     Compute(run, 1, settings, scope.heap, result);
   }
+  gReport.verifyComputeSeconds = SecondsSince(verifyStart);
   PrintTimeLine(lines.verifyTime, verifyStart);
   WriteResult(run, kVerificationLabel, settings, scope.heap, result, table, false, true);
   ConsoleWrite("\n");
   ReleaseConversionTable(table);
 
+  const RunTimer compareStart = TimerStart();
   ConsoleWrite("Comparing Hexadecimal Digits...\n");
-  const uint64_t hexMatched = CompareFiles(run, DigitRadix::kHex);
+  const uint64_t hexMatched = CompareFiles(run, settings, DigitRadix::kHex);
   ConsoleWrite("\n");
   ConsoleWrite("Comparing Decimal Digits...\n");
-  const uint64_t decimalMatched = CompareFiles(run, DigitRadix::kDecimal);
+  const uint64_t decimalMatched = CompareFiles(run, settings, DigitRadix::kDecimal);
   ConsoleWrite("\n");
+  gReport.compareSeconds = SecondsSince(compareStart);
+  gReport.hexMatched = hexMatched;
+  gReport.decimalMatched = decimalMatched;
   const bool success =
       decimalMatched >= settings.decimalDigits && hexMatched >= settings.hexDigits;
   ConsoleWrite(success ? "Computation Successful\n\n" : "Computation Failed\n\n");
 
   ConsoleWrite("\nTotal Time (including writing digits):  ");
-  PrintSeconds(ElapsedSeconds(scope.timer.startMillis, scope.timer.startSeconds));
+  PrintSeconds(SecondsSince(scope.timer));
   ConsoleWrite("\n\n");
   EndRun(scope);
   return success;

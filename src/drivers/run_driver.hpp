@@ -5,6 +5,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "bignum/bigfloat.hpp"
 #include "radix/digit_file_names.hpp"
@@ -91,6 +93,21 @@ struct RunSettings {
   const DiskList* disks = nullptr;    // the swap disks of mode 2
   uint64_t swapDiskBytes = 0;         // what the swap files may take at most, over all disks
   uint32_t sizeTableRow = 0;          // the chosen row of a size-table menu
+  std::string outputDirectory;        // where the digit files go; empty: the current directory
+};
+
+// What the last finished run did, for callers that report it beside the console lines.
+struct RunReport {
+  double computeSeconds = 0;        // the computation (the first one of a verify run)
+  double verifyComputeSeconds = 0;  // the second computation of a verify run
+  double hexSeconds = 0;            // writing the hexadecimal files
+  double decimalSeconds = 0;        // conversion table, conversion and the decimal files
+  double compareSeconds = 0;        // comparing a verify run's files
+  double totalSeconds = 0;
+  uint64_t peakBytes = 0;
+  std::vector<std::string> files;   // the digit files written, in order
+  uint64_t hexMatched = 0;          // digits a verify run's two files share
+  uint64_t decimalMatched = 0;
 };
 
 // Computes with algorithm 0 or 1 and writes "<constant> - Hex - <label>.txt" and the decimal file.
@@ -101,5 +118,6 @@ bool RunComputeAndVerify(const ConstantRun& run, const RunSettings& settings);
 
 // The peak heap use of the last finished run, in bytes (what the memory estimate must cover).
 uint64_t LastRunPeakBytes();
+const RunReport& LastRunReport();
 
 }  // namespace zx

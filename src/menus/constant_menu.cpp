@@ -2,7 +2,6 @@
 
 #include "constants/euler.hpp"
 #include "menus/dialogues.hpp"
-#include "multiply/swap_memory.hpp"
 #include "shell/console.hpp"
 #include "shell/console_input.hpp"
 
@@ -26,11 +25,7 @@ DigitSettings ReadSizeTable(uint32_t* row) {
   ConsoleWrite("\nEnter your choice:\n");
   *row = static_cast<uint32_t>(PromptNumber("option = ", kEulerFirstRow, last, 32));
   ConsoleWrite("\n");
-  const EulerSize size = EulerSizeOfRow(*row);
-  DigitSettings settings;
-  settings.decimalDigits = size.decimalDigits;
-  settings.hexDigits = size.hexDigits;
-  settings.words = size.words;
+  DigitSettings settings = DigitSettingsForRow(*row);
   settings.threadExponent = ReadThreadingMode();
   return settings;
 }
@@ -46,19 +41,9 @@ void ConstantMenu(const ConstantRun& run) {
 void RunConstantOption(const ConstantRun& run, int option) {
   uint32_t row = 0;
   const DigitSettings digits = run.sizeTableMenu ? ReadSizeTable(&row) : ReadDigits();
-  RunSettings settings;
-  settings.sizeTableRow = row;
-  settings.decimalDigits = digits.decimalDigits;
-  settings.hexDigits = digits.hexDigits;
-  settings.precisionWords = digits.words;
-  settings.threadExponent = digits.threadExponent;
-  const MemoryEstimateFn estimate =
-      option == kVerifyOption ? run.verifyEstimate : run.algorithms[option].memoryEstimate;
-  settings.memoryBytes = estimate(digits.words, digits.threadExponent);
-  // What a memory run holds at its peak is what a disk-swapping run may put on its disks.
-  settings.swapDiskBytes = settings.memoryBytes;
+  RunSettings settings = RunSettingsFor(run, option, digits, row, kModeRamOnly);
   settings.mode = ReadMode(digits.decimalDigits, digits.threadExponent, &settings.memoryBytes,
-                           run.swapEstimate != nullptr ? run.swapEstimate : SwapModeMemoryBytes);
+                           SwapEstimateOf(run));
   DiskList disks;
   if (settings.mode == kModeDiskSwapping) {
     ReadDisks(disks);
@@ -67,11 +52,7 @@ void RunConstantOption(const ConstantRun& run, int option) {
     return;
   }
   ConsoleWrite("\n\n");
-  if (option == kVerifyOption) {
-    RunComputeAndVerify(run, settings);
-  } else {
-    RunCompute(run, option, settings);
-  }
+  StartRun(run, option, settings);
 }
 
 uint32_t ReadMenuChoice(uint32_t count) {

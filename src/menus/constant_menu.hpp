@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "drivers/run_driver.hpp"
+#include "menus/run_settings.hpp"
 
 namespace zx {
 
@@ -13,7 +14,6 @@ namespace zx {
 void ConstantMenu(const ConstantRun& run);
 
 // Option 0 or 1 computes with that algorithm, kVerifyOption computes and verifies.
-inline constexpr int kVerifyOption = 2;
 void RunConstantOption(const ConstantRun& run, int option);
 
 // Prints "option = " until a choice in [1, count] arrives; returns it.

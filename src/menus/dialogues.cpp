@@ -1,4 +1,5 @@
 #include "menus/dialogues.hpp"
+#include "menus/run_settings.hpp"
 
 #include <cmath>
 
@@ -52,11 +53,9 @@ uint64_t WordsFor(uint64_t hexDigits) { return (hexDigits >> 3) + 2; }
 
 DigitSettings ReadDigits() {
   ConsoleWrite("How many decimal digits would you like to compute?\n");
-  DigitSettings settings;
-  settings.decimalDigits = PromptNumber("Decimal Digits = ", MinDecimalDigits(), MaxDecimalDigits(), 64);
+  DigitSettings settings = DigitSettingsFor(
+      PromptNumber("Decimal Digits = ", MinDecimalDigits(), MaxDecimalDigits(), 64));
   ConsoleWrite("\n");
-  settings.hexDigits = HexDigitsFor(settings.decimalDigits);
-  settings.words = WordsFor(settings.hexDigits);
   ConsoleWrite("Decimal Digits    : ");
   PrintCommas(settings.decimalDigits, 0);
   ConsoleWrite("\nHexadecimal Digits: ");
@@ -102,7 +101,7 @@ uint32_t ReadMode(uint64_t decimalDigits, uint32_t threadExponent, uint64_t* mem
   }
   uint64_t swapEstimate = 0;
   if (low <= 2 && 2 <= high) {
-    swapEstimate = swapBytes(decimalDigits, threadExponent) + 0x100000;
+    swapEstimate = SwapModeBytes(swapBytes, decimalDigits, threadExponent);
     ConsoleWrite(" 2      Basic Disk Swapping         ");
     PrintBytes(swapEstimate);
     ConsoleWrite("\n");
