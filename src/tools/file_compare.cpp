@@ -10,18 +10,12 @@
 
 namespace zx {
 
-void FileCompare() {
-  ConsoleWrite(
-      "File Compare:\n\n"
-      "Enter the paths of the two files (including extension):\n"
-      "Path 1: ");
-  const std::string firstPath = ReadPath();
-  ConsoleWrite("Path 2: ");
-  const std::string secondPath = ReadPath();
+uint64_t FileCompareReport(const std::string& firstPath, const std::string& secondPath,
+                           const char* lead) {
   FILE* first = OpenDigitFile(firstPath, "rb");
   FILE* second = OpenDigitFile(secondPath, "rb");
   if (first == nullptr || second == nullptr) FatalExit("Unable to open file\n");
-  ConsoleWrite("\n");
+  ConsoleWrite(lead);
 
   const uint64_t matchedBytes = CountMatchingBytes(first, second);
   ProgressClear();
@@ -30,6 +24,18 @@ void FileCompare() {
   ConsoleWrite("\n");
   std::fclose(first);
   std::fclose(second);
+  return matchedBytes;
+}
+
+void FileCompare() {
+  ConsoleWrite(
+      "File Compare:\n\n"
+      "Enter the paths of the two files (including extension):\n"
+      "Path 1: ");
+  const std::string firstPath = ReadPath();
+  ConsoleWrite("Path 2: ");
+  const std::string secondPath = ReadPath();
+  FileCompareReport(firstPath, secondPath, "\n");
 }
 
 }  // namespace zx

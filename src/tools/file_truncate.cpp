@@ -50,6 +50,34 @@ void CopyPrefix(FILE* source, FILE* target, uint64_t keepBytes) {
 
 }  // namespace
 
+TruncateTarget TruncateTargetOpen(const std::string& sourcePath, const std::string& targetPath) {
+  TruncateTarget target;
+  target.path = targetPath;
+  target.partPath = TemporaryNameFor(targetPath);
+  target.liveSlot = LiveFileAdd(target.partPath.c_str());
+  target.file = SameFile(sourcePath, targetPath) ? nullptr : OpenDigitFile(target.partPath, "wb");
+  if (target.file == nullptr) FatalExit("Unable to create file\n");
+  return target;
+}
+
+void TruncateCopy(FILE* source, TruncateTarget target, uint64_t keepBytes) {
+  CopyPrefix(source, target.file, keepBytes);
+  // The last block may still sit in the stream's buffer; a full disk shows only when it is flushed.
+  if (std::fflush(target.file) != 0 || fsync(fileno(target.file)) != 0 ||
+      std::fclose(target.file) != 0) {
+    FatalExit("Unable to write to file\n");
+  }
+  if (!FileRename(target.partPath.c_str(), target.path.c_str())) {
+    FatalExit("Unable to create file\n");
+  }
+  LiveFileForget(target.liveSlot);
+  std::fclose(source);
+  ProgressClear();
+  ConsoleWrite("Bytes Copied:\n");
+  PrintCommas(keepBytes, 0);
+  ConsoleWrite("\n");
+}
+
 void FileTruncate() {
   ConsoleWrite(
       "File Truncate:\n\n"
@@ -61,10 +89,7 @@ void FileTruncate() {
   const std::string targetPath = ReadPath();
   FILE* source = OpenDigitFile(sourcePath, "rb");
   if (source == nullptr) FatalExit("Unable to open file\n");
-  const std::string partPath = TemporaryNameFor(targetPath);
-  const int liveSlot = LiveFileAdd(partPath.c_str());
-  FILE* target = SameFile(sourcePath, targetPath) ? nullptr : OpenDigitFile(partPath, "wb");
-  if (target == nullptr) FatalExit("Unable to create file\n");
+  TruncateTarget target = TruncateTargetOpen(sourcePath, targetPath);
 
   const uint64_t sizeBytes = FileSizeOf(sourcePath);
   ConsoleWrite("\nFile Size: ");
@@ -75,19 +100,7 @@ void FileTruncate() {
   ConsoleWrite("How many bytes (from the beginning) do you wish to keep?\n");
   const uint64_t keepBytes = PromptNumber("bytes : ", 1, sizeBytes, 64);
   ConsoleWrite("\n");
-
-  CopyPrefix(source, target, keepBytes);
-  // The last block may still sit in the stream's buffer; a full disk shows only when it is flushed.
-  if (std::fflush(target) != 0 || fsync(fileno(target)) != 0 || std::fclose(target) != 0) {
-    FatalExit("Unable to write to file\n");
-  }
-  if (!FileRename(partPath.c_str(), targetPath.c_str())) FatalExit("Unable to create file\n");
-  LiveFileForget(liveSlot);
-  std::fclose(source);
-  ProgressClear();
-  ConsoleWrite("Bytes Copied:\n");
-  PrintCommas(keepBytes, 0);
-  ConsoleWrite("\n");
+  TruncateCopy(source, target, keepBytes);
 }
 
 }  // namespace zx
