@@ -61,11 +61,15 @@ void WriteFile(const std::string& path, const std::string& content) {
   out << content;
 }
 
-ProgramRun RunProgram(const std::string& input, const std::string& workingDir,
-                      const std::string& program, int timeoutSeconds) {
+namespace {
+
+ProgramRun Spawn(const std::string& input, const std::string& workingDir,
+                 const std::string& program, const std::vector<std::string>& args,
+                 bool mergeErrors, int timeoutSeconds) {
   const std::string dir = MakeTempDir("run");
   const std::string inPath = dir + "/stdin";
   const std::string outPath = dir + "/stdout";
+  const std::string errPath = dir + "/stderr";
   WriteFile(inPath, input);
   const std::string binary = std::string(ZX_BINARY_DIR) + "/" + program;
 
@@ -74,13 +78,20 @@ ProgramRun RunProgram(const std::string& input, const std::string& workingDir,
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, inPath.c_str(), O_RDONLY, 0);
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath.c_str(),
                                    O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+  if (mergeErrors) {
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+  } else {
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  }
   if (!workingDir.empty()) posix_spawn_file_actions_addchdir_np(&actions, workingDir.c_str());
 
-  char* argv[] = {const_cast<char*>(binary.c_str()), nullptr};
+  std::vector<char*> argv = {const_cast<char*>(binary.c_str())};
+  for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+  argv.push_back(nullptr);
   pid_t pid = 0;
   ProgramRun run;
-  if (posix_spawn(&pid, binary.c_str(), &actions, nullptr, argv, environ) != 0) {
+  if (posix_spawn(&pid, binary.c_str(), &actions, nullptr, argv.data(), environ) != 0) {
     posix_spawn_file_actions_destroy(&actions);
     run.output = "cannot start " + binary;
     return run;
@@ -103,8 +114,21 @@ ProgramRun RunProgram(const std::string& input, const std::string& workingDir,
   if (WIFEXITED(status)) run.exitCode = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) run.signal = WTERMSIG(status);
   run.output = ReadFile(outPath);
+  if (!mergeErrors) run.errors = ReadFile(errPath);
   RemoveTree(dir);
   return run;
+}
+
+}  // namespace
+
+ProgramRun RunProgram(const std::string& input, const std::string& workingDir,
+                      const std::string& program, int timeoutSeconds) {
+  return Spawn(input, workingDir, program, {}, true, timeoutSeconds);
+}
+
+ProgramRun RunProgramWithArgs(const std::vector<std::string>& args, const std::string& workingDir,
+                              int timeoutSeconds) {
+  return Spawn("", workingDir, "zentrix", args, false, timeoutSeconds);
 }
 
 uint64_t TestMultiplier() {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace zx::test {
 
@@ -25,6 +26,7 @@ void FeedStdin(const std::string& text);
 
 struct ProgramRun {
   std::string output;
+  std::string errors;     // standard error, when kept apart from the output
   int exitCode = -1;      // valid when the program exited
   int signal = 0;         // non-zero when the program was killed by a signal
   bool timedOut = false;
@@ -34,6 +36,11 @@ struct ProgramRun {
 // standard input, collecting standard output and standard error together.
 ProgramRun RunProgram(const std::string& input, const std::string& workingDir = "",
                       const std::string& program = "zentrix", int timeoutSeconds = 120);
+
+// Runs build/zentrix in workingDir with arguments and empty input, keeping standard output and
+// standard error apart.
+ProgramRun RunProgramWithArgs(const std::vector<std::string>& args, const std::string& workingDir,
+                              int timeoutSeconds = 120);
 
 // A fresh empty directory below the system's temporary directory.
 std::string MakeTempDir(const std::string& tag);
