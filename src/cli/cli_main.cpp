@@ -3,7 +3,6 @@
 // RunSettingsFor and StartRun as the menu's answers, and the summary closes the run.
 #include "cli/cli_main.hpp"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -13,8 +12,10 @@
 #include "cli/cli_options.hpp"
 #include "cli/cli_summary.hpp"
 #include "constants/euler.hpp"
+#include "menus/dialogues.hpp"
 #include "menus/main_menu.hpp"
 #include "menus/run_settings.hpp"
+#include "runtime/platform.hpp"
 #include "shell/console.hpp"
 #include "shell/fatal.hpp"
 #include "shell/number_print.hpp"
@@ -32,23 +33,6 @@ std::string Quoted(const std::string& text) {
   quoted += text;
   quoted += '\'';
   return quoted;
-}
-
-// Empty when path is a directory this process may create files in.
-std::string DirectoryProblem(const std::string& path) {
-  struct stat info {};
-  if (stat(path.c_str(), &info) != 0) return Quoted(path) + " does not exist";
-  if (!S_ISDIR(info.st_mode)) return Quoted(path) + " is not a directory";
-  if (access(path.c_str(), W_OK | X_OK) != 0) return Quoted(path) + " is not writable";
-  return "";
-}
-
-// The same directory twice would put two stripes in one scratch file.
-bool SameDirectory(const std::string& first, const std::string& second) {
-  struct stat a {};
-  struct stat b {};
-  return stat(first.c_str(), &a) == 0 && stat(second.c_str(), &b) == 0 && a.st_dev == b.st_dev &&
-         a.st_ino == b.st_ino;
 }
 
 std::string ThreadProblem(uint64_t threads, uint32_t* exponent) {
@@ -145,18 +129,17 @@ std::string CheckRun(const CliRequest& request, CliRun& run) {
     problem = ThreadProblem(request.threadCount, &run.digits.threadExponent);
     if (!problem.empty()) return problem;
   }
-  for (size_t i = 0; i < request.swapDirectories.size(); ++i) {
-    problem = DirectoryProblem(request.swapDirectories[i]);
-    if (!problem.empty()) return "swap directory " + problem;
-    for (size_t j = 0; j < i; ++j) {
-      if (SameDirectory(request.swapDirectories[i], request.swapDirectories[j])) {
-        return "swap directory " + Quoted(request.swapDirectories[i]) + " is given twice";
-      }
+  DiskList disks;
+  for (const std::string& directory : request.swapDirectories) {
+    if (const char* reason = DiskPathProblem(disks, directory)) {
+      return "swap directory " + Quoted(directory) + " " + reason;
     }
+    AddDiskPath(disks, directory);
   }
   if (!request.outputDirectory.empty()) {
-    problem = DirectoryProblem(request.outputDirectory);
-    if (!problem.empty()) return "output directory " + problem;
+    if (const char* reason = DirectoryProblem(request.outputDirectory)) {
+      return "output directory " + Quoted(request.outputDirectory) + " " + reason;
+    }
   }
   return "";
 }

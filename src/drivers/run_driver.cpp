@@ -38,12 +38,13 @@ struct RunScope {
   RunTimer timer;
 };
 
-// The digit files go to the current directory: one pair, two in a verify run, and a verify run's
+// The digit files go to the output directory: one pair, two in a verify run, and a verify run's
 // extra value beside them.
 void AwaitRoomFor(const ConstantRun& run, const RunSettings& settings, bool verify) {
   const uint64_t pairBytes =
       DigitFileBytes(settings.decimalDigits + 1) + DigitFileBytes(settings.hexDigits + 1);
   RunRoom room;
+  room.outputDirectory = settings.outputDirectory;
   room.outputBytes = verify ? 2 * pairBytes : pairBytes;
   if (verify && run.extra.heading != nullptr) {
     room.outputBytes += DigitFileBytes(settings.hexDigits + 1);

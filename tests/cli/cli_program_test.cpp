@@ -51,9 +51,12 @@ const BadLine kBadLines[] = {
     {{"pi", "-d", "1000", "--swap", "missing"}, "swap directory 'missing' does not exist"},
     {{"pi", "-d", "1000", "--swap", "plain"}, "swap directory 'plain' is not a directory"},
     {{"pi", "-d", "1000", "--swap", "plain/sub"}, "swap directory 'plain/sub' does not exist"},
-    {{"pi", "-d", "1000", "--swap", "disk", "--swap", "./disk/"}, "'./disk/' is given twice"},
+    {{"pi", "-d", "1000", "--swap", "disk", "--swap", "./disk/"}, "'./disk/' is already in the list"},
     {{"pi", "-d", "1000", "-o", "missing"}, "output directory 'missing' does not exist"},
     {{"pi", "-d", "1000", "-o", "plain"}, "output directory 'plain' is not a directory"},
+    // Not even root can create files in /proc.
+    {{"pi", "-d", "1000", "--swap", "/proc"}, "swap directory '/proc' cannot be written to"},
+    {{"pi", "-d", "1000", "-o", "/proc"}, "output directory '/proc' cannot be written to"},
     {{"pi", "-d", "1000", "--bogus"}, "unknown option '--bogus'"},
     {{"pi", "-d", "1000", "-x"}, "unknown option '-x'"},
     {{"pi", "-d", "1000", "--quiet=yes"}, "option '--quiet' takes no value"},
@@ -102,20 +105,6 @@ TEST_P(BadCommandLine, IsRefusedWithCodeTwoAndLeavesNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, BadCommandLine, ::testing::ValuesIn(kBadLines));
-
-TEST(BadCommandLine, ADirectoryThatCannotBeWrittenIsRefused) {
-  if (geteuid() == 0) GTEST_SKIP() << "root writes everywhere";
-  const std::string dir = test::MakeTempDir("clibad");
-  fs::create_directory(dir + "/locked");
-  chmod((dir + "/locked").c_str(), 0555);
-  for (const char* option : {"--swap", "-o"}) {
-    const test::ProgramRun run = test::RunProgramWithArgs({"pi", "-d", "1000", option, "locked"}, dir);
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_NE(run.errors.find("'locked' is not writable"), std::string::npos) << run.errors;
-  }
-  EXPECT_TRUE(fs::is_empty(dir + "/locked"));
-  test::RemoveTree(dir);
-}
 
 TEST(CommandLine, HelpListsEveryOptionAndVersionNamesTheBuild) {
   const test::ProgramRun help = test::RunProgramWithArgs({"--help"}, "");
