@@ -6,9 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "fft_test_util.hpp"
 #include "multiply/negacyclic.hpp"
-#include "multiply_test_util.hpp"
+#include "product_oracle.hpp"
 #include "test_support.hpp"
 
 namespace zx {
@@ -17,7 +16,7 @@ namespace {
 using test::Words;
 
 TEST(FftLongTest, CoherentPointsAtFullLargeRowsAreExact) {
-  test::CheckFullRows(17, 33);
+  test::CheckFullFftRows(17, 33);
 }
 
 TEST(FftLongTest, AgreesWithGmpOnRandomShapes) {
@@ -30,8 +29,8 @@ TEST(FftLongTest, AgreesWithGmpOnRandomShapes) {
     const uint64_t t = rng() % 3 == 0 ? rng() % (la + lb + 2) : 0;
     const std::string what = test::Shape(la, lb, t) + " round " + std::to_string(round) +
                              " seed=" + std::to_string(test::TestSeed() + 5);
-    test::CheckProduct(a, &b, t, what);
-    if (la == lb) test::CheckProduct(a, nullptr, t, "square " + what);
+    test::CheckProduct(test::ProductPath::kFft, a, &b, t, 0, what);
+    if (la == lb) test::CheckProduct(test::ProductPath::kFft, a, nullptr, t, 0, "square " + what);
   }
 }
 
@@ -51,9 +50,9 @@ TEST(NegacyclicLongTest, LargeRingsAgreeWithGmp) {
     for (const Words* b : {&coherent, &random}) {
       Words out(n + 1);
       NegacyclicMultiply(plan, coherent.data(), b->data(), out.data(), scratch.data());
-      ASSERT_EQ(out, test::GmpRingProduct(coherent, *b, n)) << "n=" << n;
+      ASSERT_EQ(out, test::GmpProduct(coherent, *b, n)) << "n=" << n;
       NegacyclicSquare(plan, b->data(), out.data(), scratch.data());
-      ASSERT_EQ(out, test::GmpRingProduct(*b, *b, n)) << "square n=" << n;
+      ASSERT_EQ(out, test::GmpProduct(*b, *b, n)) << "square n=" << n;
     }
   }
 }

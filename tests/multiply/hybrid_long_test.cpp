@@ -6,9 +6,9 @@
 #include <random>
 #include <vector>
 
-#include "hybrid_test_support.hpp"
 #include "multiply/hybrid_mul.hpp"
 #include "multiply/hybrid_tables.hpp"
+#include "product_oracle.hpp"
 #include "test_support.hpp"
 
 namespace zx {
@@ -33,10 +33,10 @@ TEST(HybridLongTest, LargeProductsAgreeWithGmp) {
   for (const Case& c : cases) {
     const Words a = test::Operand(rng, c.la, c.la % 2 ? Fill::kAllOnes : Fill::kRandom);
     if (c.lb == 0) {
-      test::CheckHybridProduct(a, nullptr, c.t, c.threads);
+      test::CheckProduct(test::ProductPath::kHybrid, a, nullptr, c.t, c.threads, "square");
     } else {
       const Words b = test::Operand(rng, c.lb, Fill::kSparse);
-      test::CheckHybridProduct(a, &b, c.t, c.threads);
+      test::CheckProduct(test::ProductPath::kHybrid, a, &b, c.t, c.threads, "product");
     }
   }
 }
@@ -53,7 +53,7 @@ TEST(HybridLongTest, TableRowsAtCapacityAgreeWithGmp) {
       const bool middle = capacity > 60000 && capacity <= 400000 && i % 8 != 0;
       const bool high = capacity > 400000 && (i % 6 == 0 || lastInRange);
       if (!middle && !high) continue;
-      test::CheckRowAtCapacity(table[i], square, rng);
+      test::CheckHybridRowAtCapacity(table[i], square, rng);
       if (HasFatalFailure()) return;
     }
   }

@@ -9,7 +9,7 @@
 
 #include "multiply/hybrid_mul.hpp"
 #include "multiply/multiply.hpp"
-#include "multiply_test_util.hpp"
+#include "product_oracle.hpp"
 #include "test_support.hpp"
 
 namespace zx {

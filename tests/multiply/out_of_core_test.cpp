@@ -12,7 +12,7 @@
 #include "multiply/hybrid_mul.hpp"
 #include "multiply/multiply.hpp"
 #include "multiply/out_of_core.hpp"
-#include "multiply_test_util.hpp"
+#include "product_oracle.hpp"
 #include "runtime/allocation_heap.hpp"
 #include "runtime/run_record.hpp"
 #include "test_support.hpp"
@@ -186,22 +186,6 @@ INSTANTIATE_TEST_SUITE_P(
                       ProductCase{48000, 12000, 30000, 0}, ProductCase{30000, 20000, 35000, 2},
                       ProductCase{12000, 0, 0, 1}, ProductCase{13001, 0, 12999, 0},
                       ProductCase{20000, 0, 25000, 2}));
-
-TEST(OutOfCoreMemory, LeanNeedsAFractionOfTheHungryVariant) {
-  for (const uint64_t n : {uint64_t{100000}, uint64_t{1000000}, uint64_t{10000000}}) {
-    for (const uint32_t threads : {0u, 2u}) {
-      for (const bool square : {false, true}) {
-        const std::string what = "n=" + std::to_string(n) + " T=" + std::to_string(threads) +
-                                 " square=" + std::to_string(square);
-        const uint64_t hungry = square ? OutOfCoreSquareMemoryBytes(n, 0, threads)
-                                       : OutOfCoreMultiplyMemoryBytes(n, n, 0, threads);
-        const uint64_t lean = OutOfCoreLeanMemoryBytes(n, n, 0, square, n / 8, threads);
-        EXPECT_LT(2 * lean, hungry) << what;
-        EXPECT_LE(OutOfCoreLeanMinimumBytes(n, n, 0, square, threads), lean) << what;
-      }
-    }
-  }
-}
 
 struct FrontCase {
   uint64_t la;
