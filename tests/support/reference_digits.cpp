@@ -1,8 +1,12 @@
-// The reference digit files' hashes and the hash of a file as sha256sum gives it.
+// The reference digit files' hashes and the hash of a file or a text as sha256sum gives it.
 #include "reference_digits.hpp"
+
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
+
+#include "test_support.hpp"
 
 namespace zx::test {
 
@@ -32,6 +36,17 @@ std::string Sha256OfFile(const std::string& path) {
   const size_t read = std::fread(buffer, 1, 64, pipe);
   pclose(pipe);
   return std::string(buffer, read);
+}
+
+std::string Sha256OfText(const std::string& text) {
+  char path[] = "/tmp/zx-hash-XXXXXX";
+  const int descriptor = mkstemp(path);
+  if (descriptor < 0) return "";
+  close(descriptor);
+  WriteFile(path, text);
+  const std::string hash = Sha256OfFile(path);
+  std::remove(path);
+  return hash;
 }
 
 }  // namespace zx::test

@@ -11,5 +11,6 @@ namespace zx::test {
 // digits writes, radix "hex" or "dec"; a text naming the missing line when none is listed.
 std::string ReferenceHash(const std::string& constant, const std::string& radix, uint64_t digits);
 std::string Sha256OfFile(const std::string& path);
+std::string Sha256OfText(const std::string& text);
 
 }  // namespace zx::test
