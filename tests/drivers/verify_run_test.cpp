@@ -1,6 +1,5 @@
-// Compute-and-verify runs in process: one whose second computation is wrong in one known word
-// (the comparison must stop at that digit and the run report failure), and one whose first
-// computation leaves an extra value for a file of its own.
+// A compute-and-verify run in process whose second computation is wrong in one known word: the
+// comparison must stop at that digit and the run report failure.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -63,35 +62,6 @@ TEST_F(VerifyRunTest, AlteredDigitStopsTheCompareAndFailsTheRun) {
   // decimal ones.
   EXPECT_NE(output.find("Matching Digits:   2,8", decimal), std::string::npos) << output.substr(hex);
   EXPECT_NE(output.find("Computation Failed\n\n"), std::string::npos);
-
-}
-
-// The extra value: Pi again, standing in for the Log(2) of an Euler-Mascheroni run.
-void PiWithCopy(AllocationHeap* heap, BigFloat& result, BigFloat* extra, uint64_t precisionWords,
-                uint32_t flag, uint32_t threadExponent) {
-  ComputePiChudnovsky(heap, result, precisionWords, flag, threadExponent);
-  BigFloatCopy(heap, result, *extra);
-}
-
-TEST_F(VerifyRunTest, AnExtraValueIsWrittenBetweenTheFirstResultsFiles) {
-  ConstantRun run = kPiRun;
-  run.extra = {"Extra\n", "Pi", "Euler Run", PiWithCopy, nullptr};
-  RunSettings settings;
-  settings.decimalDigits = 20000;
-  settings.hexDigits = 16610;
-  settings.precisionWords = 16610 / 8 + 2;
-  settings.memoryBytes = PiMemoryRamanujan(settings.precisionWords, 0) + 16 * settings.precisionWords;
-  test::ConsoleCapture capture;
-  EXPECT_TRUE(RunComputeAndVerify(run, settings));
-  const std::string& output = capture.text();
-  const size_t hex = output.find("Writing Hexadecimal Digits:   16,611  digits written\n");
-  const size_t extra = output.find("Extra\nWriting Hexadecimal Digits:", hex);
-  const size_t decimal = output.find("Base Converting (Primary", hex);
-  EXPECT_LT(hex, extra);
-  EXPECT_LT(extra, decimal);
-  EXPECT_NE(output.find("Computation Successful\n\n"), std::string::npos);
-  EXPECT_EQ(test::Sha256OfFile(dir_ + "/Pi - Hex - Euler Run.txt"),
-            test::Sha256OfFile(dir_ + "/Pi - Hex - Computation.txt"));
 }
 
 }  // namespace
