@@ -14,26 +14,6 @@ std::vector<uint32_t> WordsOf(BigInt& a) {
   return std::vector<uint32_t>(a.words, a.words + a.length);
 }
 
-TEST(BigIntSet, WordAndSixtyFourBitValues) {
-  BigInt a;
-  BigIntSetU64(nullptr, a, 0);
-  EXPECT_EQ(a.length, 0u);
-  EXPECT_EQ(a.words, nullptr);
-  BigIntSetU64(nullptr, a, 0xFFFFFFFFull);
-  EXPECT_EQ(WordsOf(a), (std::vector<uint32_t>{0xFFFFFFFFu}));
-  EXPECT_EQ(a.capacity, 3u);
-  BigIntRelease(a);
-  BigIntSetU64(nullptr, a, 0x100000000ull);
-  EXPECT_EQ(WordsOf(a), (std::vector<uint32_t>{0, 1}));
-  EXPECT_EQ(a.capacity, 4u);
-  BigIntRelease(a);
-  EXPECT_EQ(a.length, kReleasedLength);
-  BigInt zero;
-  BigIntRelease(zero);  // releasing a zero touches no buffer
-  EXPECT_EQ(zero.length, kReleasedLength);
-  EXPECT_EQ(zero.words, nullptr);
-}
-
 // Every shift and scalar product against GMP on random values, carries at the top included.
 TEST(BigIntLinear, ShiftsAndScalarProductsAgreeWithGmp) {
   std::mt19937_64 rng(test::TestSeed());
@@ -102,16 +82,6 @@ TEST(BigIntLinear, ShiftsAndScalarProductsAgreeWithGmp) {
     if (result == &out) BigIntRelease(out);
   }
   mpz_clears(model, got, nullptr);
-}
-
-TEST(BigIntLinear, MultiplyByOneKeepsTheLowWords) {
-  BigInt a;
-  test::SetWords(nullptr, a, {1, 2, 3, 4});
-  BigIntMulWordDrop(nullptr, a, 1, 2);
-  EXPECT_EQ(WordsOf(a), (std::vector<uint32_t>{1, 2, 3, 4}));
-  BigIntMulWordDrop(nullptr, a, 0, 0);
-  EXPECT_EQ(a.length, 0u);
-  BigIntRelease(a);
 }
 
 class SwapTest : public ::testing::Test {

@@ -97,61 +97,31 @@ INSTANTIATE_TEST_SUITE_P(
                      20, 0},
         ConstantCase{"Ramanujan", ComputePiRamanujan, PiMemoryRamanujan, PiReference, kPiTime, 20,
                      0},
-        ConstantCase{"Chudnovsky", ComputePiChudnovsky, PiMemoryChudnovsky, PiReference, kPiTime,
-                     10000, 0},
         ConstantCase{"Ramanujan", ComputePiRamanujan, PiMemoryRamanujan, PiReference, kPiTime,
                      10000, 1},
         ConstantCase{"Chudnovsky", ComputePiChudnovsky, PiMemoryChudnovsky, PiReference, kPiTime,
                      100000, 2},
-        ConstantCase{"Ramanujan", ComputePiRamanujan, PiMemoryRamanujan, PiReference, kPiTime,
-                     100000, 1},
-        ConstantCase{"Chudnovsky", ComputePiChudnovsky, PiMemoryChudnovsky, PiReference, kPiTime,
-                     1000000, 1},
-        ConstantCase{"Zeta3F1", ComputeZeta3Formula1, Zeta3Memory, Zeta3Reference, kZetaTime, 20,
-                     0},
         ConstantCase{"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime, 20,
                      0},
-        ConstantCase{"Zeta3F1", ComputeZeta3Formula1, Zeta3Memory, Zeta3Reference, kZetaTime, 1000,
-                     2},
         ConstantCase{"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime, 10000,
                      1},
         ConstantCase{"Zeta3F1", ComputeZeta3Formula1, Zeta3Memory, Zeta3Reference, kZetaTime, 30000,
                      3},
         ConstantCase{"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime, 30000,
                      0},
-        ConstantCase{"Log2M1", ComputeLog2Machin1, LogMemory, Log2Reference, kLog2Time, 20, 0},
         ConstantCase{"Log2M2", ComputeLog2Machin2, LogMemory, Log2Reference, kLog2Time, 1000, 2},
         ConstantCase{"Log2M1", ComputeLog2Machin1, LogMemory, Log2Reference, kLog2Time, 100000, 1},
-        ConstantCase{"Log10M1", ComputeLog10Machin1, LogMemory, Log10Reference, kLog10Time, 20, 1},
         ConstantCase{"Log10M2", ComputeLog10Machin2, LogMemory, Log10Reference, kLog10Time, 100000,
                      3},
         ConstantCase{"Log10M1", ComputeLog10Machin1, LogMemory, Log10Reference, kLog10Time, 300000,
                      0},
-        ConstantCase{"Lupas", ComputeCatalanLupas, CatalanLupasMemory, CatalanReference,
-                     kCatalanTime, 20, 0},
         ConstantCase{"LogSeries", ComputeCatalanLogSeries, CatalanLogSeriesMemory, CatalanReference,
                      kCatalanTime, 20, 1},
         ConstantCase{"Lupas", ComputeCatalanLupas, CatalanLupasMemory, CatalanReference,
                      kCatalanTime, 30000, 2},
         ConstantCase{"LogSeries", ComputeCatalanLogSeries, CatalanLogSeriesMemory, CatalanReference,
-                     kCatalanTime, 30000, 0},
-        ConstantCase{"LogSeries", ComputeCatalanLogSeries, CatalanLogSeriesMemory, CatalanReference,
-                     kCatalanTime, 100000, 3}),
+                     kCatalanTime, 30000, 0}),
     CaseName);
-
-// Fewer than 100 terms are summed in one pass, without a "Summing" line; more are planned in
-// segments with one. 20 words of ArcCoth(26) take 68 terms, 40 words 136.
-TEST(ArcCoth, ShortSeriesTakeTheSinglePass) {
-  for (const uint64_t words : {20u, 40u}) {
-    BigFloat value;
-    test::ConsoleCapture output;
-    ArcCoth(nullptr, 26, value, words, true, 0);
-    EXPECT_EQ(output.text().find("Summing...  ") != std::string::npos, words == 40) << words;
-    const std::string cleared = "\r" + std::string(63, ' ') + "\r";
-    EXPECT_EQ(output.text().rfind(cleared + "ArcCoth( 26 )\n", 0), 0u) << words;
-    BigFloatRelease(value);
-  }
-}
 
 // Both methods at size-table rows against MPFR's γ, inside the estimated heap, quiet with flag 0.
 TEST(EulerMascheroni, RowsAgreeWithMpfrInsideTheEstimate) {
@@ -190,51 +160,6 @@ TEST(EulerMascheroni, RowsAgreeWithMpfrInsideTheEstimate) {
     mpfr_clear(reference);
     ReleaseFftTables();
   }
-}
-
-// With n = 2^e small, γ is far off but the sums are exact: A/B − e·ln 2 against the same sums
-// in MPFR (e = 0 has no logarithm, e = 1 uses Log(2) as it is). Where e^(−4n) is below the
-// precision the refinement is skipped and the result is the plain method's, word for word.
-TEST(EulerMascheroni, SmallExponentsAndTheSkippedRefinement) {
-  const uint64_t words = 12;
-  for (const uint32_t e : {0u, 1u, 3u}) {
-    mpfr_t a, b, term, harmonic, x;
-    for (mpfr_ptr v : {a, b, term, harmonic, x}) mpfr_init2(v, 32 * 40);
-    mpfr_set_ui(a, 0, MPFR_RNDN);
-    mpfr_set_ui(b, 1, MPFR_RNDN);
-    mpfr_set_ui(term, 1, MPFR_RNDN);
-    mpfr_set_ui(harmonic, 0, MPFR_RNDN);
-    const unsigned long n = 1ul << e;
-    for (unsigned long k = 1; k < 400; ++k) {  // (n^k/k!)² past 2^(−1280)
-      mpfr_mul_ui(term, term, n * n, MPFR_RNDN);
-      mpfr_div_ui(term, term, k * k, MPFR_RNDN);
-      mpfr_set_ui(x, k, MPFR_RNDN);
-      mpfr_ui_div(x, 1, x, MPFR_RNDN);
-      mpfr_add(harmonic, harmonic, x, MPFR_RNDN);
-      mpfr_add(b, b, term, MPFR_RNDN);
-      mpfr_mul(x, term, harmonic, MPFR_RNDN);
-      mpfr_add(a, a, x, MPFR_RNDN);
-    }
-    mpfr_div(a, a, b, MPFR_RNDN);
-    mpfr_const_log2(x, MPFR_RNDN);
-    mpfr_mul_ui(x, x, e, MPFR_RNDN);
-    mpfr_sub(a, a, x, MPFR_RNDN);
-    BigFloat plain;
-    EulerBrentMcMillan(nullptr, plain, nullptr, e, words, 0, 0);
-    EXPECT_GE(test::AgreeingWords(nullptr, plain, a), static_cast<double>(words)) << "e = " << e;
-    BigFloatRelease(plain);
-    for (mpfr_ptr v : {a, b, term, harmonic, x}) mpfr_clear(v);
-  }
-  // n = 1024: e^(−4n) is 187 words down, below a 12-word result.
-  BigFloat plain, refined;
-  test::ConsoleCapture output;
-  EulerBrentMcMillan(nullptr, plain, nullptr, 10, words, 1, 0);
-  output.Take();
-  EulerBrentMcMillanRefined(nullptr, refined, nullptr, 10, words, 1, 0);
-  EXPECT_NE(output.text().find("\nSeries C:\nSeries C not needed\n"), std::string::npos);
-  EXPECT_EQ(BigFloatCompareMagnitude(nullptr, plain, refined), 0);
-  BigFloatRelease(plain);
-  BigFloatRelease(refined);
 }
 
 }  // namespace

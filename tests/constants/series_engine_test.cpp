@@ -1,17 +1,14 @@
 // The engine's rules checked through policies of the tests' own, whose sums are known exactly,
-// and the leaves of the real series against their formulas evaluated by GMP.
+// and the small-integer arithmetic of the leaves against GMP.
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
 #include <random>
 
 #include "bignum_oracle.hpp"
-#include "constants/catalan.hpp"
+#include "constants/hypergeometric.hpp"
 #include "constants/leaf_terms.hpp"
-#include "constants/pi.hpp"
 #include "constants/series_sum.hpp"
-#include "constants/zeta3.hpp"
 #include "mpfr_oracle.hpp"
 #include "newton/reciprocal.hpp"
 #include "runtime/run_record.hpp"
@@ -93,26 +90,6 @@ struct ShiftedOddSeries {
 };
 static_assert(SeriesPolicy<ShiftedOddSeries>);
 
-TEST(SeriesSplit, MidpointBelowTheThresholdBalancedFrom) {
-  const ChudnovskySeries pi;
-  // Over 1000..1099 the midpoint; from 100 terms on the split follows the size estimate, which
-  // grows faster than linearly, so the balanced point lies right of the midpoint.
-  EXPECT_EQ(SerialSplitPoint(pi, 1000, 1099), 1049u);
-  const uint64_t balanced = SerialSplitPoint(pi, 1000, 1100);
-  const double mean = (pi.SizeEstimate(1000) + pi.SizeEstimate(1100)) / 2;
-  EXPECT_GE(pi.SizeEstimate(balanced), mean);
-  EXPECT_LT(pi.SizeEstimate(balanced - 1), mean);
-  EXPECT_EQ(BalancedSplit(pi, 5, 6), 6u);
-  // Zeta(3)'s series balance only ranges of 1000 terms and more.
-  const HypergeometricSeries<AperyFormula2Terms> zeta;
-  EXPECT_EQ(BalancedSplit(zeta, 1000, 1999), 1499u);
-  EXPECT_NE(BalancedSplit(zeta, 1000, 2000), 1500u);
-  EXPECT_EQ(pi.RemainingWords(100, 10), 85u);   // 100 − 14.72
-  EXPECT_EQ(pi.RemainingWords(100, 1000), 0u);  // past the precision: guard words only
-  EXPECT_EQ(pi.RemainingWords(kNoTruncation, 0), kNoTruncation);
-  EXPECT_EQ(pi.TermCount(1000), 680u);
-}
-
 // Sum of 1/(4^k·k!) for k = 1..N as a rational: checks T/Q exactly at full precision.
 void ExpectExactSum(uint64_t terms, const PqtNode& node) {
   mpz_t num, den, tz, qz, cross1, cross2;
@@ -166,42 +143,6 @@ TEST(SeriesEngine, ExactSumsAtEveryDepth) {
   ExpectExactSumsAtEveryDepth(HypergeometricSeries<CountingTerms>{});
 }
 
-// Every node off the right spine of the tree is a left child or lies inside one, and needs P;
-// only the last leaf lies on the spine. So when no segment's P is formed beyond what merging
-// needs, exactly one leaf of the whole run comes without P.
-TEST(SeriesEngine, TheRightmostSegmentNeverFormsP) {
-  const CountingSeries series{};
-  for (const uint64_t precision : {8u, 300u, 3000u}) {
-    std::vector<SeriesSegment> segments;
-    const uint64_t n = series.TermCount(precision);
-    PlanSegments(series, nullptr, precision, kPlanMemory, 0, n, segments);
-    ASSERT_FALSE(segments.empty());
-    EXPECT_EQ(segments.front().startTerm, 0u);
-    EXPECT_EQ(segments.back().endTerm, n);
-    for (size_t i = 1; i < segments.size(); ++i) {
-      EXPECT_EQ(segments[i].startTerm, segments[i - 1].endTerm);
-      EXPECT_GT(segments[i].endTerm, segments[i].startTerm);
-    }
-    if (precision == 3000) {
-      EXPECT_GE(segments.size(), 3u);
-    }
-    gLeaves = 0;
-    gLeavesWithP = 0;
-    PqtNode sum;
-    SeriesSettings settings;
-    settings.precisionWords = precision;
-    test::ConsoleCapture quiet;
-    EXPECT_EQ(SumSeries<Storage::kMemory>(series, nullptr, sum, settings), n);
-    EXPECT_EQ(gLeaves.load(), n) << precision;
-    EXPECT_EQ(gLeavesWithP.load(), n - 1) << precision;
-    // A single serial pass prints no progress.
-    if (n < kSegmentedMinTerms) {
-      EXPECT_EQ(quiet.text(), "");
-    }
-    NodeRelease(sum);
-  }
-}
-
 // Summed chunk by chunk, each chunk divided out at the words its start still needs, in memory and
 // through the swap disks, with and without a progress line.
 TEST(SeriesEngine, ChunksFinishedAtTheirOwnPrecisionAddUpToTheSum) {
@@ -253,83 +194,6 @@ TEST(SeriesEngine, ChunksFinishedAtTheirOwnPrecisionAddUpToTheSum) {
   test::RemoveTree(dir);
 }
 
-// P, Q and T of a leaf evaluated from the series' formulas by GMP.
-struct LeafCase {
-  const char* name;
-  void (*leaf)(uint64_t, SmallPqt&);
-  std::function<void(mpz_t, mpz_t, mpz_t, uint64_t)> formula;
-};
-
-void Power(mpz_t out, uint64_t base, unsigned long exponent) {
-  mpz_set_ui(out, base);
-  mpz_pow_ui(out, out, exponent);
-}
-
-const LeafCase kLeafCases[] = {
-    {"Chudnovsky", ChudnovskyTerms::Leaf,
-     [](mpz_t p, mpz_t q, mpz_t t, uint64_t k) {
-       mpz_set_ui(p, 2 * k - 1);
-       mpz_mul_ui(p, p, 6 * k - 5);
-       mpz_mul_ui(p, p, 6 * k - 1);
-       Power(q, k, 3);
-       mpz_mul_ui(q, q, 10939058860032000u);
-       mpz_set_ui(t, k);
-       mpz_mul_ui(t, t, 545140134);
-       mpz_add_ui(t, t, 13591409);
-       mpz_mul(t, t, p);
-       if (k % 2 == 1) mpz_neg(t, t);
-     }},
-    {"Zeta(3) formula 1", AperyFormula1Terms::Leaf,
-     [](mpz_t p, mpz_t q, mpz_t t, uint64_t k) {
-       Power(p, k, 5);
-       Power(q, 2 * k + 1, 5);
-       mpz_mul_ui(q, q, 32);
-       mpz_set_ui(t, k);
-       mpz_mul_ui(t, t, 205);
-       mpz_add_ui(t, t, 250);
-       mpz_mul_ui(t, t, k);
-       mpz_add_ui(t, t, 77);
-       mpz_mul(t, t, p);
-       if (k % 2 == 1) mpz_neg(t, t);
-     }},
-    {"Zeta(3) formula 2", AperyFormula2Terms::Leaf,
-     [](mpz_t p, mpz_t q, mpz_t t, uint64_t k) {
-       mpz_t x;
-       mpz_init(x);
-       Power(p, k, 5);
-       Power(x, 2 * k - 1, 3);
-       mpz_mul(p, p, x);
-       mpz_set_ui(q, 4 * k + 1);
-       mpz_mul_ui(q, q, 4 * k + 3);
-       mpz_pow_ui(q, q, 3);
-       mpz_mul_ui(q, q, 3 * k + 1);
-       mpz_mul_ui(q, q, 3 * k + 2);
-       mpz_mul_ui(q, q, 24);
-       mpz_set_ui(t, 0);
-       for (const unsigned long c : {126392ul, 412708ul, 531578ul, 336367ul, 104000ul, 12463ul}) {
-         mpz_mul_ui(t, t, k);
-         mpz_add_ui(t, t, c);
-       }
-       mpz_mul(t, t, p);
-       if (k % 2 == 1) mpz_neg(t, t);
-       mpz_clear(x);
-     }},
-    {"Catalan, Lupas", LupasTerms::Leaf,
-     [](mpz_t p, mpz_t q, mpz_t t, uint64_t k) {
-       Power(p, k, 3);
-       mpz_mul_ui(p, p, 2 * k - 1);
-       mpz_mul_ui(p, p, 32);
-       mpz_set_ui(q, 4 * k + 1);
-       mpz_mul_ui(q, q, 4 * k + 3);
-       mpz_mul(q, q, q);
-       mpz_set_ui(t, 40 * k + 56);
-       mpz_mul_ui(t, t, k);
-       mpz_add_ui(t, t, 19);
-       mpz_mul(t, t, p);
-       if (k % 2 == 1) mpz_neg(t, t);
-     }},
-};
-
 void ExpectSmall(const SmallInt& value, const mpz_t expected, const std::string& what) {
   BigFloat stored;
   StoreSmall(nullptr, value, stored);
@@ -339,39 +203,6 @@ void ExpectSmall(const SmallInt& value, const mpz_t expected, const std::string&
   EXPECT_EQ(mpz_cmp(z, expected), 0) << what;
   mpz_clear(z);
   BigFloatRelease(stored);
-}
-
-// Small terms and terms past 2^32, where a product of two factors no longer fits a machine word.
-TEST(SeriesLeaves, MatchTheirFormulas) {
-  for (const LeafCase& c : kLeafCases) {
-    for (const uint64_t k : {1ull, 2ull, 7ull, 1000001ull, 4294967311ull, 6000000000ull}) {
-      SmallPqt leaf;
-      c.leaf(k, leaf);
-      mpz_t p, q, t;
-      mpz_inits(p, q, t, nullptr);
-      c.formula(p, q, t, k);
-      const std::string what = std::string(c.name) + " k = " + std::to_string(k);
-      ExpectSmall(leaf.t, t, what + " T");
-      ExpectSmall(leaf.q, q, what + " Q");
-      ExpectSmall(leaf.p, p, what + " P");
-      mpz_clears(p, q, t, nullptr);
-    }
-  }
-  // The first leaves of Zeta(3)'s series, worked by hand.
-  SmallPqt leaf;
-  AperyFormula1Terms::Leaf(1, leaf);
-  EXPECT_EQ(leaf.q.words[0], 7776u);
-  EXPECT_EQ(leaf.t.words[0], 532u);
-  EXPECT_TRUE(leaf.t.negative);
-  AperyFormula2Terms::Leaf(1, leaf);
-  EXPECT_EQ(leaf.q.words[0], 20580000u);
-  EXPECT_EQ(leaf.t.words[0], 1523508u);
-  EXPECT_EQ(leaf.p.words[0], 1u);
-  LupasTerms::Leaf(1, leaf);
-  EXPECT_EQ(leaf.p.words[0], 32u);
-  EXPECT_EQ(leaf.q.words[0], 1225u);
-  EXPECT_EQ(leaf.t.words[0], 3680u);
-  EXPECT_TRUE(leaf.t.negative);
 }
 
 // Signed sums and products of small integers against GMP, carries and cancellations included.

@@ -18,15 +18,6 @@ uint64_t FakeSwapBytes(uint64_t decimalDigits, uint32_t threadExponent) {
   return decimalDigits * 4 + threadExponent;
 }
 
-TEST(DigitsDialogue, DerivedCountsAndBounds) {
-  EXPECT_EQ(MinDecimalDigits(), 20u);
-  EXPECT_EQ(MaxDecimalDigits(), 31025009034u);
-  EXPECT_EQ(HexDigitsFor(20), 17u);
-  EXPECT_EQ(WordsFor(17), 4u);
-  EXPECT_EQ(HexDigitsFor(1000000), 830483u);
-  EXPECT_EQ(WordsFor(830483), 103812u);
-}
-
 TEST(DigitsDialogue, RefusesOutOfRangeAndNonNumbers) {
   // 19 is too small, letters and a 21-digit number are no numbers, -5 wraps far out of range.
   test::FeedStdin("19\nabc\n123456789012345678901\n-5\n31025009035\n20\n0\n");
@@ -45,26 +36,6 @@ TEST(DigitsDialogue, RefusesOutOfRangeAndNonNumbers) {
   EXPECT_EQ(prompts, 6u);
   EXPECT_NE(text.find("\nDecimal Digits    : 20\nHexadecimal Digits: 17\n\nSelect a threading mode: \n"),
             std::string::npos);
-}
-
-TEST(DigitsDialogue, AcceptsTheLargestCount) {
-  test::FeedStdin("31025009034\n6\n");
-  test::ConsoleCapture capture;
-  const DigitSettings settings = ReadDigits();
-  EXPECT_EQ(settings.decimalDigits, 31025009034u);
-  EXPECT_EQ(settings.threadExponent, 6u);
-  EXPECT_NE(capture.text().find("Decimal Digits    : 31,025,009,034\n"), std::string::npos);
-}
-
-TEST(ThreadingDialogue, RefusesSevenAndAcceptsSix) {
-  test::FeedStdin("7\n-1\n6\n");
-  test::ConsoleCapture capture;
-  EXPECT_EQ(ReadThreadingMode(), 6u);
-  const std::string& text = capture.text();
-  EXPECT_EQ(text.substr(0, 26), "Select a threading mode: \n");
-  const std::string tail = "here.\n\nk = \nk = \nk = \n";
-  ASSERT_GE(text.size(), tail.size());
-  EXPECT_EQ(text.substr(text.size() - tail.size()), tail);
 }
 
 TEST(ModeDialogue, OnlyRamBelowFiveMillionDigits) {
@@ -154,18 +125,6 @@ class DiskDialogue : public ::testing::Test {
   std::string dir_;
 };
 
-TEST_F(DiskDialogue, ZeroDisksMeansTheDefaultPath) {
-  test::FeedStdin("0\n");
-  test::ConsoleCapture capture;
-  DiskList disks;
-  ReadDisks(disks);
-  ASSERT_EQ(disks.paths.size(), 1u);
-  EXPECT_EQ(disks.paths[0], "");
-  EXPECT_EQ(capture.text(),
-            "Please Enter the # of disks you wish to use:\n\n"
-            "Disks (zero will use one disk at the default path): \n");
-}
-
 TEST_F(DiskDialogue, PathRulesSkipLeadingLineEndsKeepBlanksAndStopAt1023Bytes) {
   // 1023 bytes of x and slashes naming nested directories, then 7 more x naming another.
   std::string longPath;
@@ -184,14 +143,6 @@ TEST_F(DiskDialogue, PathRulesSkipLeadingLineEndsKeepBlanksAndStopAt1023Bytes) {
   EXPECT_EQ(disks.paths[2], longPath);
   // What did not fit begins the next path.
   EXPECT_EQ(disks.paths[3], std::string(7, 'x'));
-}
-
-TEST_F(DiskDialogue, MultibyteCharactersAreKeptByteForByte) {
-  std::filesystem::create_directory("d\xC3\xA9j\xC3\xA0");
-  DiskList disks;
-  Read("1\nd\xC3\xA9j\xC3\xA0\n", disks);
-  ASSERT_EQ(disks.paths.size(), 1u);
-  EXPECT_EQ(disks.paths[0], "d\xC3\xA9j\xC3\xA0");
 }
 
 // Each bad path is refused at its prompt with its reason and asked for again; the good path

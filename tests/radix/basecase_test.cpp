@@ -75,52 +75,5 @@ TEST(ConvertWords, WordBoundaries) {
   mpz_clear(value);
 }
 
-TEST(ConversionTableShape, BaseExponentEndsBetweenEightAndFifteen) {
-  EXPECT_EQ(ConversionTableShape(15).levelCount, 0u);
-  EXPECT_EQ(ConversionTableShape(15).baseExponent, 0u);
-  EXPECT_EQ(ConversionTableShape(16).levelCount, 1u);
-  EXPECT_EQ(ConversionTableShape(16).baseExponent, 8u);
-  EXPECT_EQ(ConversionTableShape(30).levelCount, 1u);
-  EXPECT_EQ(ConversionTableShape(30).baseExponent, 15u);
-  EXPECT_EQ(ConversionTableShape(31).levelCount, 2u);
-  EXPECT_EQ(ConversionTableShape(31).baseExponent, 8u);
-  // The lengths in 32-bit words that give those counts of base-10^9 words.
-  EXPECT_EQ(BillionWordsFor(13), 15u);
-  EXPECT_EQ(BillionWordsFor(14), 16u);
-  EXPECT_EQ(BillionWordsFor(27), 30u);
-  EXPECT_EQ(BillionWordsFor(28), 31u);
-  // Everywhere: the top level's square covers n, and one level fewer would not.
-  std::mt19937_64 rng(test::TestSeed());
-  for (int i = 0; i < 20000; ++i) {
-    const uint64_t n = 16 + (i < 10000 ? static_cast<uint64_t>(i) : rng() % (uint64_t{1} << 40));
-    const TableShape shape = ConversionTableShape(n);
-    SCOPED_TRACE(n);
-    ASSERT_GE(shape.baseExponent, 8u);
-    ASSERT_LE(shape.baseExponent, 15u);
-    ASSERT_GE(shape.baseExponent << shape.levelCount, n);
-    ASSERT_LT(uint64_t{15} << (shape.levelCount - 1), n);
-  }
-}
-
-TEST(HashWords61, IsTheValueModuloTheMersennePrime) {
-  std::mt19937_64 rng(test::TestSeed());
-  mpz_t value, modulus;
-  mpz_inits(value, modulus, nullptr);
-  mpz_ui_pow_ui(modulus, 2, 61);
-  mpz_sub_ui(modulus, modulus, 1);
-  for (int i = 0; i < 300; ++i) {
-    std::vector<uint32_t> words = test::RandomWords(rng, rng() % 300);
-    if (i % 10 == 0) words.assign(1 + rng() % 50, 0xFFFFFFFFu);
-    test::ToMpz(value, words.data(), words.size());
-    mpz_mod(value, value, modulus);
-    EXPECT_EQ(HashWords61(words.data(), words.size()), mpz_get_ui(value)) << "case " << i;
-  }
-  const uint32_t oneBelow[2] = {0xFFFFFFFEu, 0x1FFFFFFFu};  // 2^61 − 2
-  EXPECT_EQ(HashWords61(oneBelow, 2), (uint64_t{1} << 61) - 2);
-  const uint32_t modulusWords[2] = {0xFFFFFFFFu, 0x1FFFFFFFu};
-  EXPECT_EQ(HashWords61(modulusWords, 2), 0u);
-  mpz_clears(value, modulus, nullptr);
-}
-
 }  // namespace
 }  // namespace zx

@@ -48,28 +48,6 @@ DigitWords Words(const std::vector<uint32_t>& words, int64_t pointWords, DigitRa
   return number;
 }
 
-TEST_F(DigitTextTest, ZeroWritesOneCharacter) {
-  EXPECT_EQ(WriteText(Words({}, 0, DigitRadix::kDecimal), 1000, 4096), "0");
-  EXPECT_EQ(WriteText(Words({}, 3, DigitRadix::kHex), 1000, 4096), "0");
-}
-
-TEST_F(DigitTextTest, ShortTextsExactly) {
-  const DigitRadix hex = DigitRadix::kHex;
-  const DigitRadix dec = DigitRadix::kDecimal;
-  // Pi-like: the integer digits count towards the digits written.
-  EXPECT_EQ(WriteText(Words({141592653, 3}, 1, dec), 12, 4096), "3.14159265300");
-  EXPECT_EQ(WriteText(Words({0x243F6A88u, 3}, 1, hex), 5, 4096), "3.243f");
-  // The tail of zeros once the words run out.
-  EXPECT_EQ(WriteText(Words({12}, 0, dec), 20, 4096), "0.00000001200000000000");
-  EXPECT_EQ(WriteText(Words({0xFu, 1}, 2, hex), 20, 4096), "4294967296^2 * 0.000000010000000f0000");
-  EXPECT_EQ(WriteText(Words({1}, -3, dec), 10, 4096), "1000000000^-3 * 0.0000000010");
-  EXPECT_EQ(WriteText(Words({7}, 123456789012, dec), 3, 4096), "1000000000^123456789012 * 0.000");
-  EXPECT_EQ(WriteText(Words({0xABCDEF12u}, 1, hex), 10, 4096), "abcdef12.00");
-  EXPECT_EQ(WriteText(Words({5, 999999999}, 1, dec), 11, 4096), "999999999.00");
-  // D below the integer digits still writes the whole integer word and the point.
-  EXPECT_EQ(WriteText(Words({31}, 1, dec), 1, 4096), "31.");
-}
-
 // Random words in every shape, digit counts around the 16-digit passes and the staging blocks,
 // and buffers that are not a multiple of a pass, against the exact value's text.
 TEST_F(DigitTextTest, RandomWordsAgreeWithGmp) {
@@ -141,34 +119,6 @@ TEST_F(DigitTextTest, HexWriterOnBigFloatsOfEveryShape) {
   EXPECT_EQ(test::ReadFile(dir_ + "/zero.txt"), "0");
   HeapDestroy(&heap);
   mpz_clear(value);
-}
-
-// The console lines: the label, one progress rewrite after 2^20 passes once more than a second has
-// gone, and the final count.
-TEST_F(DigitTextTest, WriterLinesAndProgress) {
-  AllocationHeap heap;
-  HeapCreate(nullptr, &heap, 1 << 20);
-  BigFloat x;
-  BigFloatSetWord(&heap, x, 3);
-  static int64_t fakeMillis = 0;
-  fakeMillis = 0;
-  ConsoleSetClock({[] { return fakeMillis += 2000; }, [] { return int64_t{0}; }});
-  const uint64_t digitCount = (uint64_t{1} << 24) + 20;
-  test::ConsoleCapture capture;
-  const double seconds = WriteHexDigits(&heap, x, digitCount, dir_ + "/three.txt");
-  ConsoleSetClock({nullptr, nullptr});
-  const std::string blanks = "\r" + std::string(63, ' ') + "\r";
-  EXPECT_EQ(capture.text(), "Writing Hexadecimal Digits:   " + blanks +
-                                "Writing Hexadecimal Digits:   16,777,217  digits written" +
-                                blanks +
-                                "Writing Hexadecimal Digits:   16,777,236  digits written\n");
-  EXPECT_GT(seconds, 0.0);
-  const std::string text = test::ReadFile(dir_ + "/three.txt");
-  EXPECT_EQ(text.size(), digitCount + 1);
-  EXPECT_EQ(text.substr(0, 4), "3.00");
-  EXPECT_EQ(text.find_first_not_of('0', 2), std::string::npos);
-  BigFloatRelease(x);
-  HeapDestroy(&heap);
 }
 
 }  // namespace

@@ -116,33 +116,6 @@ INSTANTIATE_TEST_SUITE_P(Threads, SplitAgainstGmp,
                                            SplitShape{0, false, true}, SplitShape{2, true, true}),
                          ShapeName);
 
-// A table built for a longer number serves shorter ones (lower levels are chosen), and numbers
-// exactly at a power split into a one and zeros.
-TEST_F(ConversionTest, SplitChoosesLevelsBelowTheTop) {
-  std::mt19937_64 rng(test::TestSeed());
-  ConversionTable table;
-  test::BuildTableFor(nullptr, 5000, table, 0, rng);
-  mpz_t value;
-  mpz_init(value);
-  for (uint32_t level = 0; level < table.levelCount; ++level) {
-    for (int variant = 0; variant < 3; ++variant) {
-      test::ToScaledMpz(value, nullptr, table.powers[level], 0);
-      if (variant == 1) mpz_sub_ui(value, value, 1);
-      if (variant == 2) mpz_mul(value, value, value);
-      const uint64_t countWords = 2 * (table.baseExponent << level) + 1;
-      std::vector<uint32_t> out(countWords);
-      BigFloat x;
-      SetInteger(nullptr, x, value);
-      Split(nullptr, x, out.data(), countWords, table, table.levelCount - 1);
-      EXPECT_EQ(test::BillionWordsText(out.data(), countWords),
-                test::PaddedDecimal(value, 9 * countWords))
-          << "level " << level << " variant " << variant;
-    }
-  }
-  mpz_clear(value);
-  ReleaseConversionTable(table);
-}
-
 // Values made to land in each shape of the layout: below 10^−9 (negative W), below 1 (W = 0),
 // one word before the point, several (from a negative and from a positive word exponent).
 struct DecimalCase {
@@ -151,7 +124,14 @@ struct DecimalCase {
   const char* shape;
 };
 
-TEST_F(ConversionTest, DecimalFilesOfEveryShapeAgreeWithGmp) {
+// Decimal files of values in every shape of the layout, written in memory and with the table and
+// the value on the swap disks (which must end up holding nothing).
+class DecimalFileTest : public ConversionTest, public ::testing::WithParamInterface<bool> {};
+
+TEST_P(DecimalFileTest, EveryShapeAgreesWithGmp) {
+  const bool swapping = GetParam();
+  std::optional<test::TempSwapDisks> disks;
+  if (swapping) disks.emplace();
   const std::string dir = test::MakeTempDir("radix_decimal");
   const std::string path = dir + "/dec.txt";
   std::mt19937_64 rng(test::TestSeed());
@@ -181,8 +161,15 @@ TEST_F(ConversionTest, DecimalFilesOfEveryShapeAgreeWithGmp) {
             test::ExpectedTextOfBinary(value, x.exponent, DigitRadix::kDecimal, digitCount);
         ConversionTable table;
         test::ConsoleCapture capture;
-        BuildConversionTable(&heap, x, table, threadLevel);
-        WriteDecimalDigits(&heap, x, digitCount, path, table, threadLevel == 1, threadLevel);
+        if (swapping) {
+          BigIntSwapOut(&heap, x.magnitude);
+          BuildConversionTableSwap(&heap, x, table, threadLevel);
+          WriteDecimalDigitsSwap(&heap, x, digitCount, path, table, threadLevel == 1, threadLevel);
+          EXPECT_TRUE(test::AllLevelsOnDisk(table));
+        } else {
+          BuildConversionTable(&heap, x, table, threadLevel);
+          WriteDecimalDigits(&heap, x, digitCount, path, table, threadLevel == 1, threadLevel);
+        }
         EXPECT_TRUE(BigFloatIsZero(x));
         EXPECT_EQ(test::ReadFile(path), expected);
         ReleaseConversionTable(table);
@@ -193,63 +180,13 @@ TEST_F(ConversionTest, DecimalFilesOfEveryShapeAgreeWithGmp) {
   HeapDestroy(&heap);
   mpz_clear(value);
   test::RemoveTree(dir);
-}
-
-// An integer converts exactly, so the digits past its own end are zeros; the console shows each
-// phase; the binary hash is the integer's value modulo 2^61 − 1.
-TEST_F(ConversionTest, DecimalFileOfAnIntegerAndTheWriterLines) {
-  const std::string dir = test::MakeTempDir("radix_decimal");
-  const std::string path = dir + "/dec.txt";
-  AllocationHeap heap;
-  HeapCreate(nullptr, &heap, uint64_t{16} << 20);
-  std::mt19937_64 rng(test::TestSeed());
-  mpz_t value;
-  mpz_init(value);
-  const std::vector<uint32_t> words = test::RandomWords(rng, 40);
-  test::ToMpz(value, words.data(), words.size());
-  BigFloat x;
-  SetInteger(&heap, x, words);
-  ConversionTable table;
-  {
-    test::ConsoleCapture capture;
-    BuildConversionTable(&heap, x, table, 0);
+  if (swapping) {
+    EXPECT_EQ(disks->FilesLeft(), 0u) << "swap files left behind";
   }
-  test::ConsoleCapture capture;
-  WriteDecimalDigits(&heap, x, 1000, path, table, false, 0);
-  const std::string digits = test::MpzText(value, 10);
-  EXPECT_EQ(test::ReadFile(path), test::ExpectedTextOfBinary(value, 0, DigitRadix::kDecimal, 1000));
-  EXPECT_EQ(test::ReadFile(path).substr(test::ReadFile(path).size() - 600), std::string(600, '0'));
-  const std::string& text = capture.text();
-  const std::string blanks = "\r" + std::string(63, ' ') + "\r";
-  EXPECT_EQ(text.rfind("Base Converting (Primary Cutting Parameters):\n\rNormalizing      : ", 0),
-            0u)
-      << text;
-  EXPECT_NE(text.find(blanks + "Hashing Binary Digits..."), std::string::npos) << text;
-  EXPECT_NE(text.find(blanks + "Hashing Decimal Digits..." + blanks + "Time:    "),
-            std::string::npos)
-      << text;
-  EXPECT_NE(text.find(" hours )\n\nWriting Decimal Digits:   " + blanks +
-                      "Writing Decimal Digits:   1,000  digits written\n"),
-            std::string::npos)
-      << text;
-  mpz_t modulus;
-  mpz_init_set_ui(modulus, 1);
-  mpz_mul_2exp(modulus, modulus, 61);
-  mpz_sub_ui(modulus, modulus, 1);
-  mpz_mod(value, value, modulus);
-  EXPECT_EQ(LastBinaryHash(), mpz_get_ui(value));
-  mpz_clear(modulus);
-
-  BigFloat zero;
-  capture.Take();
-  WriteDecimalDigits(&heap, zero, 50, path, table, true, 0);
-  EXPECT_EQ(test::ReadFile(path), "0");
-  EXPECT_EQ(capture.text().rfind("Base Converting (Secondary Cutting Parameters):\n", 0), 0u);
-  ReleaseConversionTable(table);
-  HeapDestroy(&heap);
-  mpz_clear(value);
-  test::RemoveTree(dir);
 }
+
+INSTANTIATE_TEST_SUITE_P(Storage, DecimalFileTest, ::testing::Bool(),
+                         [](const auto& info) { return info.param ? "Swap" : "Memory"; });
 
 }  // namespace
 }  // namespace zx

@@ -77,50 +77,7 @@ TEST_F(OutputFileTest, FullBuffersAreWrittenInOrder) {
   HeapDestroy(&heap);
 }
 
-TEST_F(OutputFileTest, BufferIsHalfTheFreeSpaceUpToTwoGiB) {
-  AllocationHeap heap;
-  HeapCreate(nullptr, &heap, 100 * kMiB);
-  const std::string path = dir + "/a.txt";
-  OutputFile file;
-  OutputFileOpen(&heap, file, path);
-  // The name's piece (the path, its terminator and 49 bytes, rounded to 8) and its row come first.
-  const uint64_t nameBytes = (path.size() + 1 + 49 + 7) / 8 * 8 + 16;
-  EXPECT_EQ(file.capacityBytes, (100 * kMiB - nameBytes) / 2);
-  OutputFileClose(file);
-  HeapDestroy(&heap);
-
-  // The large heap is only reserved: its pages are never touched. Skip where the system would not
-  // even reserve it.
-  const uint64_t largeBytes = 4096 * kMiB + kMiB;
-  void* probe =
-      mmap(nullptr, largeBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (probe == MAP_FAILED) GTEST_SKIP() << "cannot reserve " << largeBytes << " bytes";
-  munmap(probe, largeBytes);
-  HeapCreate(nullptr, &heap, largeBytes);
-  OutputFileOpen(&heap, file, path);
-  EXPECT_EQ(file.capacityBytes, uint64_t{0x80000000});
-  OutputFileAppend(file, "42", 2);
-  OutputFileClose(file);
-  EXPECT_EQ(test::ReadFile(path), "42");
-  HeapDestroy(&heap);
-}
-
 using OutputDeathTest = test::DeathTestBase;
-
-TEST_F(OutputDeathTest, CreationRetriesUntilInputEnds) {
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        AllocationHeap heap;
-        HeapCreate(nullptr, &heap, 4096);
-        OutputFile file;
-        OutputFileOpen(&heap, file, test::MakeTempDir("gone") + "/missing/Pi.txt");
-      },
-      ::testing::ExitedWithCode(1),
-      "@@\nOutput File Error: Unable to create output file.\n\nError Code: 2    No such file or "
-      "directory\n\n\nRe-attempting...\n" +
-          std::string(kPause) + "\n\nInput has ended.\n$");
-}
 
 TEST_F(OutputDeathTest, OpeningFailuresStopWithTheirMessages) {
   const std::string dir = test::MakeTempDir("open");

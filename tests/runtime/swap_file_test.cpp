@@ -1,5 +1,5 @@
-// Swap files: names and paths, the striping rule checked against the files' own bytes, random
-// ranges over several disks against an in-memory copy, removal at destroy, and the messages of
+// Swap files: random ranges over several disks against an in-memory copy (the striping checked
+// against the files' own bytes), removal at destroy and on every way out, and the messages of
 // every failure, the endless creation retry included.
 #include "runtime/swap_file.hpp"
 
@@ -24,11 +24,6 @@
 
 namespace zx {
 namespace {
-
-uint64_t FileBytes(const std::string& path) {
-  struct stat info {};
-  return stat(path.c_str(), &info) == 0 ? static_cast<uint64_t>(info.st_size) : ~uint64_t{0};
-}
 
 std::vector<uint32_t> FileWords(const std::string& path) {
   const std::string bytes = test::ReadFile(path);
@@ -56,93 +51,7 @@ struct SwapFixture : ::testing::Test {
   }
 };
 
-TEST(SwapFilePath, SeparatorOnlyWhereTheDiskPathNeedsOne) {
-  const char* base = "ztx_0000000000000001.sf";
-  EXPECT_EQ(SwapFilePath("", base), "ztx_0000000000000001.sf");
-  EXPECT_EQ(SwapFilePath("D:", base), "D:/ztx_0000000000000001.sf");
-  EXPECT_EQ(SwapFilePath("D:/", base), "D:/ztx_0000000000000001.sf");
-  EXPECT_EQ(SwapFilePath("D:\\", base), "D:\\ztx_0000000000000001.sf");
-  EXPECT_EQ(SwapFilePath("/scratch/a b", base), "/scratch/a b/ztx_0000000000000001.sf");
-}
-
-TEST(PrintSystemError, NamesTheCommonFaultsAndFallsBackToTheSystemText) {
-  test::ConsoleCapture capture;
-  PrintSystemError(EACCES);
-  PrintSystemError(EPERM);
-  PrintSystemError(ENOMEM);
-  PrintSystemError(EIO, FileTransfer::kWrite);
-  PrintSystemError(EIO, FileTransfer::kRead);
-  PrintSystemError(ENOENT);
-  EXPECT_EQ(capture.text(),
-            "Error Code: 13    Access Denied\nError Code: 1    Access Denied\n"
-            "Error Code: 12    Not Enough Memory\nError Code: 5    Write Fault\n"
-            "Error Code: 5    Read Fault\nError Code: 2    " +
-                std::string(std::strerror(ENOENT)) + "\n");
-}
-
 using RaidFileTest = SwapFixture;
-
-TEST_F(RaidFileTest, DefaultDiskIsTheCurrentDirectory) {
-  const std::string saved = std::filesystem::current_path().string();
-  const std::string here = test::MakeTempDir("cwd");
-  ASSERT_EQ(chdir(here.c_str()), 0);
-  const DiskList none;
-  for (const DiskList* list : {static_cast<const DiskList*>(nullptr), &none}) {
-    RaidFile raid;
-    RaidFileCreate(&heap, raid, list, 10);
-    const std::string name = raid.baseName;
-    char pid[16];
-    std::snprintf(pid, sizeof pid, "ztx_%08x", static_cast<unsigned>(getpid()));
-    EXPECT_EQ(name.rfind(pid, 0), 0u) << name;
-    EXPECT_EQ(name.size(), 23u);
-    EXPECT_EQ(raid.diskCount, 1u);
-    EXPECT_EQ(raid.wordsPerFile, 10u);
-    EXPECT_EQ(std::string(raid.files[0].path), name);
-    EXPECT_EQ(FileBytes(here + "/" + name), 40u);
-    RaidFileDestroy(raid);
-    EXPECT_TRUE(DirectoryEmpty(here));
-  }
-  ASSERT_EQ(chdir(saved.c_str()), 0);
-  test::RemoveTree(here);
-}
-
-TEST_F(RaidFileTest, TenWordsOverThreeDisksStripeFourFourTwo) {
-  std::vector<uint32_t> words(10);
-  for (uint32_t i = 0; i < 10; ++i) words[i] = 0x1000 + i;
-  RaidFile raid;
-  RaidFileCreateFrom(&heap, raid, &disks, words.data(), 10);
-  EXPECT_EQ(raid.wordsPerFile, 4u);
-  std::vector<std::string> paths;
-  for (int j = 0; j < 3; ++j) {
-    paths.push_back(disks.paths[j] + "/" + raid.baseName);
-    EXPECT_EQ(std::string(raid.files[j].path), paths[j]);
-    EXPECT_EQ(FileBytes(paths[j]), 16u) << j;
-  }
-  EXPECT_EQ(FileWords(paths[0]), std::vector<uint32_t>({0x1000, 0x1001, 0x1002, 0x1003}));
-  EXPECT_EQ(FileWords(paths[1]), std::vector<uint32_t>({0x1004, 0x1005, 0x1006, 0x1007}));
-  EXPECT_EQ(FileWords(paths[2]), std::vector<uint32_t>({0x1008, 0x1009, 0, 0}));
-
-  // Words 10 and 11 are the last file's slack: addressable, and they mark file 2's offsets.
-  const uint32_t slack[2] = {0xAAAA, 0xBBBB};
-  RaidFileWriteRange(raid, 10, slack, 2);
-  EXPECT_EQ(FileWords(paths[2]), std::vector<uint32_t>({0x1008, 0x1009, 0xAAAA, 0xBBBB}));
-  // 3 words of file 1 from offset 1, then 3 words of file 2 from offset 0.
-  std::vector<uint32_t> range(6);
-  RaidFileReadRange(raid, 5, range.data(), 6);
-  EXPECT_EQ(range, std::vector<uint32_t>({0x1005, 0x1006, 0x1007, 0x1008, 0x1009, 0xAAAA}));
-
-  std::vector<uint32_t> all(10);
-  RaidFileReadAll(raid, all.data(), 10);
-  EXPECT_EQ(all, words);
-  const uint32_t prefix[5] = {1, 2, 3, 4, 5};
-  RaidFileWritePrefix(raid, prefix, 5);
-  EXPECT_EQ(FileWords(paths[0]), std::vector<uint32_t>({1, 2, 3, 4}));
-  EXPECT_EQ(FileWords(paths[1]), std::vector<uint32_t>({5, 0x1005, 0x1006, 0x1007}));
-
-  RaidFileDestroy(raid);
-  for (const std::string& path : disks.paths) EXPECT_TRUE(DirectoryEmpty(path)) << path;
-  EXPECT_EQ(raid.files, nullptr);
-}
 
 // Small chunks make most transfers run the chunk loop; the files' bytes, read directly, are the
 // oracle that the stripes sit where the rule says.
@@ -194,17 +103,6 @@ TEST_F(RaidFileTest, RandomRangesOverSeveralDisksReadBackWhatWasWritten) {
     RaidFileDestroy(raid);
     for (const std::string& path : used.paths) EXPECT_TRUE(DirectoryEmpty(path)) << path;
   }
-}
-
-TEST_F(RaidFileTest, ZeroWordTransfersTouchNothing) {
-  RaidFile raid;
-  RaidFileCreate(&heap, raid, &disks, 0);
-  EXPECT_EQ(raid.wordsPerFile, 0u);
-  RaidFileReadAll(raid, nullptr, 0);
-  RaidFileWritePrefix(raid, nullptr, 0);
-  SwapFileWrite(raid.files[0], 0, nullptr, 0);
-  for (int j = 0; j < 3; ++j) EXPECT_EQ(FileBytes(raid.files[j].path), 0u);
-  RaidFileDestroy(raid);
 }
 
 using SwapDeathTest = test::DeathTestBase;
@@ -259,22 +157,6 @@ TEST_F(SwapDeathTest, CreationRetriesAfterEachPauseAndEndsWithTheInput) {
       ::testing::ExitedWithCode(1),
       "@@\nSwap File Error: Unable to create swap file.\n\nError Code: 17    File exists\n\n"
       "Re-attempting...\n");
-}
-
-TEST_F(SwapDeathTest, SizingFailureRetriesWithTheBlankLine) {
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        AllocationHeap heap;
-        HeapCreate(nullptr, &heap, 1 << 16);
-        SwapFile file;
-        SwapFileCreate(&heap, file, test::MakeTempDir("size") + "/huge.sf", uint64_t{1} << 61);
-      },
-      ::testing::ExitedWithCode(1),
-      "@@\nSwap File Error: Unable to allocate swap file.\n\nError Code: 22    Invalid "
-      "argument\n\n\n"
-      "Re-attempting...\n" +
-          std::string(kPause) + "\n\nInput has ended.\n$");
 }
 
 // Each case opens a one-word-sized file and then breaks it the way the message names.
@@ -350,37 +232,6 @@ TEST_F(SwapDeathTest, TransferCloseAndDeleteFailuresStopWithCodeOne) {
         ::testing::ExitedWithCode(1), c.pattern);
   }
   test::RemoveTree(dir);
-}
-
-// A name in use, by another run or a file left from one, is skipped on every disk and the file
-// that holds it is left alone.
-TEST_F(RaidFileTest, ANameInUseIsNeverReused) {
-  RaidFile raid;
-  RaidFileCreate(&heap, raid, &disks, 10);
-  const std::string used = raid.baseName;
-  RaidFileDestroy(raid);
-  // The names that follow are taken: the next on the last disk only, the one after on all three.
-  const unsigned counter = static_cast<unsigned>(std::stoul(used.substr(12, 8), nullptr, 16));
-  char next[2][32];
-  for (unsigned i = 0; i < 2; ++i) {
-    std::snprintf(next[i], sizeof next[i], "%s%08x.sf", used.substr(0, 12).c_str(),
-                  counter + 1 + i);
-  }
-  test::WriteFile(disks.paths[2] + "/" + next[0], "theirs");
-  for (const std::string& path : disks.paths) test::WriteFile(path + "/" + next[1], "theirs");
-  const int listedBefore = LiveFileCount();
-  RaidFileCreate(&heap, raid, &disks, 10);
-  EXPECT_NE(std::string(raid.baseName), next[0]);
-  EXPECT_NE(std::string(raid.baseName), next[1]);
-  EXPECT_EQ(LiveFileCount(), listedBefore + 3);
-  RaidFileDestroy(raid);
-  EXPECT_EQ(LiveFileCount(), listedBefore);
-  for (const std::string& path : disks.paths) {
-    EXPECT_EQ(test::ReadFile(path + "/" + next[1]), "theirs");
-    std::filesystem::remove(path + "/" + next[0]);
-    std::filesystem::remove(path + "/" + next[1]);
-    EXPECT_TRUE(DirectoryEmpty(path)) << path;
-  }
 }
 
 // Every way out of the process removes the swap files and the unfinished digit file alive at that

@@ -123,24 +123,6 @@ TEST(ForkJoin, FailedStartsRunInlineFirstHalfFirstWithTheSameResults) {
   HeapDestroy(&heap);
 }
 
-TEST(StartThread, BodyRunsOnAnotherThreadAndJoinWaitsForIt) {
-  WorkerThread worker;
-  std::thread::id bodyThread;
-  std::atomic<bool> done{false};
-  ASSERT_TRUE(StartThread(worker, [&] {
-    bodyThread = std::this_thread::get_id();
-    done = true;
-    return 0u;
-  }));
-  JoinThread(worker);
-  EXPECT_TRUE(done.load());
-  EXPECT_NE(bodyThread, std::this_thread::get_id());
-  EXPECT_EQ(worker.handle, nullptr);
-  FailNextThreadStarts(1);
-  EXPECT_FALSE(StartThread(worker, [] { return 0u; }));
-  EXPECT_EQ(worker.handle, nullptr);
-}
-
 TEST(ForkFlat, EveryPartRunsOnceOnOneThreadPerPartButTheLast) {
   for (uint32_t failing : {0u, 2u}) {
     for (uint32_t count = 0; count <= 6; ++count) {
@@ -167,23 +149,6 @@ TEST(ForkFlat, EveryPartRunsOnceOnOneThreadPerPartButTheLast) {
                 static_cast<int>(failed));
     }
   }
-}
-
-// Raising priority needs privileges that tests may or may not have; either way the warning
-// appears at most once however many transfers try.
-TEST(ForkFlat, PriorityWarningAppearsAtMostOncePerRun) {
-  test::ConsoleCapture capture;
-  for (int round = 0; round < 5; ++round) ForkFlat(3, [](uint32_t) { return 0u; });
-  std::thread helper([] {
-    RaiseThreadPriority();
-    RaiseThreadPriority();
-  });
-  helper.join();
-  EXPECT_LE(test::CountOccurrences(capture.text(), "Warning: Unable to set thread priority.\n"), 1);
-  std::string rest = capture.text();
-  const std::string warning = "Warning: Unable to set thread priority.\n";
-  if (rest.find(warning) != std::string::npos) rest.erase(rest.find(warning), warning.size());
-  EXPECT_EQ(rest, "");
 }
 
 using ThreadDeathTest = test::DeathTestBase;

@@ -44,15 +44,6 @@ TEST_F(ProgressTest, LabelStackStopsGrowingAt62ButStaysBalanced) {
   EXPECT_EQ(std::string(Progress().label), "");
 }
 
-TEST_F(ProgressTest, LabelHelpersPushTheirTexts) {
-  LabelPushCounter(1234);
-  LabelPushNumber(0);
-  LabelPushPercent(1, 3);
-  EXPECT_EQ(std::string(Progress().label), "( 1234 ) 033%%");
-  LabelPopTo(3);
-  EXPECT_EQ(std::string(Progress().label), "( 1");
-}
-
 TEST_F(ProgressTest, PrintPadsToColumn63AndShowsPercentOnce) {
   test::ConsoleCapture capture;
   LabelPushPercent(50, 100);
@@ -62,13 +53,6 @@ TEST_F(ProgressTest, PrintPadsToColumn63AndShowsPercentOnce) {
   ProgressPrint("Summing...  ", 1234567);
   // The column counts the label as pushed ("50%%"), as the line has always been measured.
   EXPECT_EQ(capture.Take(), "\rSumming...  50%    ( 1,234,567 )" + std::string(63 - 33, ' '));
-}
-
-TEST_F(ProgressTest, LongLinesAreNotPadded) {
-  test::ConsoleCapture capture;
-  for (int i = 0; i < 70; ++i) LabelPush('0');
-  ProgressPrint("Summing...  ", 0);
-  EXPECT_EQ(capture.text(), "\rSumming...  " + std::string(62, '0'));
 }
 
 TEST_F(ProgressTest, ThrottlePrintsAtMostOnceASecond) {
@@ -93,12 +77,6 @@ TEST_F(ProgressTest, ElapsedUsesMillisecondsBelowAnHourAndSecondsAbove) {
   Advance(61 * 60 * 1000 + 700);
   PrintElapsed();
   EXPECT_EQ(capture.Take(), kClear + "Time:    3660 seconds  ( 1.017 hours )\n");
-}
-
-TEST_F(ProgressTest, ClearWritesSixtyThreeBlanks) {
-  test::ConsoleCapture capture;
-  ProgressClear();
-  EXPECT_EQ(capture.text(), kClear);
 }
 
 }  // namespace

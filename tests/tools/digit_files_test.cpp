@@ -67,21 +67,5 @@ TEST_F(DigitFilesTest, CompareDigitFilesStopsWhenAFileIsMissing) {
       ::testing::ExitedWithCode(1), "\nUnable to open file\n" + kPauseRegex);
 }
 
-TEST_F(DigitFilesTest, FileSizeOfReadsSizesOfAnyWidth) {
-  const std::string path = dir + "/sized.txt";
-  for (const uint64_t sizeBytes :
-       {uint64_t{0}, uint64_t{1}, uint64_t{10485761}, (uint64_t{1} << 32) + 7}) {
-    test::WriteFile(path, "");
-    std::filesystem::resize_file(path, sizeBytes);
-    EXPECT_EQ(FileSizeOf(path), sizeBytes);
-  }
-  EXPECT_EXIT(
-      {
-        ShowStdoutOnStderr();
-        FileSizeOf(dir + "/missing.txt");
-      },
-      ::testing::ExitedWithCode(1), "\nPath does not exist\\.\n" + kPauseRegex);
-}
-
 }  // namespace
 }  // namespace zx

@@ -42,22 +42,6 @@ struct DigitViewerTest : test::ToolDirTest {
   }
 };
 
-TEST_F(DigitViewerTest, SmallestFileShowsItsHeadAndAsksUntilTheAnswersFit) {
-  const std::string file = test::RandomDigitFile(126, test::TestSeed());
-  const test::ToolRun run = View(file, "0\n127\n1\n0\n10001\nten\n1\n");
-  EXPECT_EQ(run.exitCode, 0);
-  EXPECT_EQ(run.transcript, kViewerHead + "\nFile Size: 128 bytes\n\nFirst few digits:\n" +
-                                file.substr(0, 64) +
-                                "\n\nDigits after decimal place: 126\n\n"
-                                "Starting from which digit would you like to view?\n"
-                                "Digit (after decimal place) : Digit (after decimal place) : "
-                                "Digit (after decimal place) : \n"
-                                "How many digits would you like to view?\n"
-                                "Digits : Digits : Digits : Digits : \n" +
-                                ViewLine(file, 2, 50) + test::kToolEnding)
-      << "seed " << test::TestSeed();
-}
-
 TEST_F(DigitViewerTest, ShowsWholeLinesFromTheFirstDigitAskedForThroughTheOnePastTheStretch) {
   // 1,226 digits: the last line is cut short after 26 of them, inside the third group.
   const std::string file = test::RandomDigitFile(1226, test::TestSeed());
@@ -86,24 +70,6 @@ TEST_F(DigitViewerTest, ShowsWholeLinesFromTheFirstDigitAskedForThroughTheOnePas
     EXPECT_EQ(ViewOf(run), expected + test::kToolEnding)
         << "answers " << c.answers << " seed " << test::TestSeed();
   }
-}
-
-TEST_F(DigitViewerTest, FindsThePointAnywhereInTheFirst64Bytes) {
-  // The head is printed as a format would print it ("%%" shows as "%"); the point is found in
-  // the bytes themselves.
-  const std::string percentHead = "%%" + test::RandomDigitFile(200, test::TestSeed());
-  test::ToolRun run = View(percentHead, "1\n1\n");
-  EXPECT_NE(run.transcript.find("First few digits:\n%" + percentHead.substr(2, 62) +
-                                "\n\n"
-                                "Digits after decimal place: 200\n\n"),
-            std::string::npos)
-      << run.transcript;
-  EXPECT_EQ(ViewOf(run), ViewLine(percentHead, 4, 50) + test::kToolEnding);
-
-  const std::string lastHeadByte = std::string(63, '1') + "." + std::string(100, '7');
-  run = View(lastHeadByte, "51\n1\n");
-  EXPECT_NE(run.transcript.find("Digits after decimal place: 100\n\n"), std::string::npos);
-  EXPECT_EQ(ViewOf(run), ViewLine(lastHeadByte, 64, 100) + test::kToolEnding);
 }
 
 TEST_F(DigitViewerTest, RefusesWhatIsNotAViewableDigitFile) {
