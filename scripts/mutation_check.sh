@@ -10,25 +10,25 @@ scratch=${ZX_MUTATION_DIR:-/tmp/zx-mutation-${USER:-user}}
 
 # One fault a line: module | file | text | replacement. In the texts \n stands for a line break.
 faults=$(cat <<'LIST'
-heap join|src/runtime/heap_split.cpp|heap->savedTop + needed);|heap->savedTop);
-thread exit code|src/runtime/threads.cpp|  CheckExitCode(exitCode);|  CheckExitCode(0);
+heap join|src/runtime/heap_split.cpp|heap->savedTop + needed);|heap->savedTop + needed / 2);
+thread exit code|src/runtime/threads.cpp|  CheckExitCode(exitCode);|  CheckExitCode(exitCode * 0);
 raid disk|src/runtime/raid_file.cpp|SwapFileRead(raid.files[file],|SwapFileRead(raid.files[firstFile],
 swap chunk|src/runtime/swap_file.cpp|    offsetBytes += chunkBytes;|    offsetBytes += chunkBytes - 4;
 output buffer|src/runtime/output_file.cpp|    bytes += takeBytes;|    bytes += takeBytes + (count > takeBytes ? 1 : 0);
 add carry|src/bignum/bigfloat_add.cpp|                       carry += s[i];|                       carry = s[i];
 word product carry|src/bignum/bigint_linear.cpp|w) * in[i] + (acc >> 32);|w) * in[i];
-basecase square|src/multiply/basecase_schoolbook.cpp|    r[i] = (word << 1) \| shifted;|    r[i] = word << 1;
-toom-3 borrow|src/multiply/toom3.cpp|x - y + differenceCarry;|x - y;
+basecase square|src/multiply/basecase_schoolbook.cpp|    r[i] = (word << 1) \| shifted;|    r[i] = (word << 1) \| (shifted & 0);
+toom-3 borrow|src/multiply/toom3.cpp|x - y + differenceCarry;|x - y + differenceCarry * 0;
 fft twiddle|src/multiply/fft_transform.cpp|  for (uint64_t j = 0; j < s; j++) {\n    CV4 a = At(x, j);\n    CV4 b = At(x1, j);\n    CV4 c = At(x2, j);\n    CV4 d = At(x3, j);\n    ForwardButterfly(a, b, c, d);\n    const double* w = twiddles + 6 * j;\n    Put(x, j, a);\n    Put(x1, j, MulScalar(b, w[0], w[1]));|  for (uint64_t j = 0; j < s; j++) {\n    CV4 a = At(x, j);\n    CV4 b = At(x1, j);\n    CV4 c = At(x2, j);\n    CV4 d = At(x3, j);\n    ForwardButterfly(a, b, c, d);\n    const double* w = twiddles + 6 * j;\n    Put(x, j, a);\n    Put(x1, j, MulScalar(b, w[1], w[0]));
-fft size row|src/multiply/fft_size_table.cpp|{1, 10, 20}, {3, 9, 20}|{1, 10, 21}, {3, 9, 20}
-hybrid butterfly|src/multiply/hybrid_butterfly.cpp|    if (wrapped != 0 && RingSubAt(out, ringWords, q, 1)) --carry;|    if (wrapped != 0 && RingSubAt(out, ringWords, q, 1)) carry -= 0;
+fft size row|src/multiply/fft_size_table.cpp|{1, 10, 20}, {3, 9, 20}|{1, 10, 23}, {3, 9, 20}
+hybrid butterfly|src/multiply/hybrid_butterfly.cpp|  borrow = ChainSub(p, r, Limbs(out, q), limbs - q, borrow);|  borrow = ChainSub(p, r, Limbs(out, q), limbs - q, 0);
 out-of-core block|src/multiply/out_of_core_lean.cpp|    return i + 1 < count ? blockWords : lengthWords - (count - 1) * blockWords;|    return i + 1 < count ? blockWords : lengthWords - (count - 1) * blockWords - (i > 0 ? 1 : 0);
 reciprocal step|src/newton/reciprocal.cpp|  BigFloatAdd(heap, r, u, x, n + 3);|  BigFloatAdd(heap, r, u, x, n / 2);
 inverse square root|src/newton/inv_sqrt.cpp|  out.exponent -= wordExponent >> 1;|  out.exponent -= (wordExponent + 1) >> 1;
 agm mean|src/newton/agm.cpp|BigIntShiftRightBits(heap, sum.magnitude, 1);|BigIntShiftRightBits(heap, sum.magnitude, 2);
 leaf sign|src/constants/pi.cpp|  leaf.t.negative = k % 2 == 1;|  leaf.t.negative = k % 2 == 0;
 series merge|src/constants/hypergeometric.cpp|BigFloatMultiplyKeep(heap, t1, q2, t1q2,|BigFloatMultiplyKeep(heap, t1, q1, t1q2,
-merge truncation|src/constants/hypergeometric.cpp|out.part[kPartT], remainingAtA);|out.part[kPartT], remainingAtA - 1);
+square truncation|src/multiply/multiply.cpp|    BigIntSquare(heap, a.magnitude, product, truncation, 0, threadExponent);|    BigIntSquare(heap, a.magnitude, product, truncation + 1, 0, threadExponent);
 term count|src/constants/logarithms.cpp|static_cast<double>(precisionWords) / wordsPerTerm)|static_cast<double>(precisionWords) / wordsPerTerm * 0.97)
 euler size table|src/constants/euler.cpp|std::ldexp(1.0, static_cast<int>(row) + 3) * 0.43429448190325176|std::ldexp(1.0, static_cast<int>(row) + 4) * 0.43429448190325176
 pi finish|src/constants/pi.cpp|1103, 9801, 8}|1103, 9802, 8}

@@ -98,30 +98,5 @@ INSTANTIATE_TEST_SUITE_P(Shapes, AddAgainstGmp,
                          ::testing::Values(AddCase{4, 3, 4000}, AddCase{40, 30, 2000},
                                            AddCase{2000, 2500, 300}));
 
-TEST(BigFloatAddMeasure, ReportsTheHighestDifferingWord) {
-  BigFloat a, b, sum;
-  test::SetWords(nullptr, a.magnitude, {5, 7, 9, 11});
-  test::SetWords(nullptr, b.magnitude, {6, 7, 8, 11});
-  a.exponent = b.exponent = -4;
-  // Words at positions -4..-1: they differ at -2 (9 vs 8) and -4.
-  EXPECT_EQ(BigFloatAddMeasure(nullptr, a, b, sum, 10), -2);
-  EXPECT_EQ(sum.sign, 1u);
-  BigFloatRelease(sum);
-  BigFloatRelease(b);
-  BigFloatCopy(nullptr, a, b);
-  // Agreement throughout reports the lowest kept position.
-  EXPECT_EQ(BigFloatAddMeasure(nullptr, a, b, sum, 10), -4);
-  BigFloatRelease(sum);
-  EXPECT_EQ(BigFloatAddMeasure(nullptr, a, b, sum, 1), -4);  // kept range: top − 1 − 3
-  BigFloatRelease(sum);
-  BigFloat zero;
-  EXPECT_EQ(BigFloatAddMeasure(nullptr, a, zero, sum, 10), 0);  // the top position of a
-  BigFloatRelease(sum);
-  EXPECT_EQ(BigFloatAddMeasure(nullptr, zero, zero, sum, 10), 0);
-  EXPECT_TRUE(BigFloatIsZero(sum));
-  BigFloatRelease(a);
-  BigFloatRelease(b);
-}
-
 }  // namespace
 }  // namespace zx

@@ -1,5 +1,4 @@
-// The engine's rules checked through policies of the tests' own, whose sums are known exactly,
-// and the small-integer arithmetic of the leaves against GMP.
+// The engine's rules checked through policies of the tests' own, whose sums are known exactly.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -192,46 +191,6 @@ TEST(SeriesEngine, ChunksFinishedAtTheirOwnPrecisionAddUpToTheSum) {
     }
   }
   test::RemoveTree(dir);
-}
-
-void ExpectSmall(const SmallInt& value, const mpz_t expected, const std::string& what) {
-  BigFloat stored;
-  StoreSmall(nullptr, value, stored);
-  mpz_t z;
-  mpz_init(z);
-  test::ToScaledMpz(z, nullptr, stored, 0);
-  EXPECT_EQ(mpz_cmp(z, expected), 0) << what;
-  mpz_clear(z);
-  BigFloatRelease(stored);
-}
-
-// Signed sums and products of small integers against GMP, carries and cancellations included.
-TEST(SeriesLeaves, SmallArithmeticAgreesWithGmp) {
-  std::mt19937_64 rng(test::TestSeed());
-  for (int round = 0; round < 200; ++round) {
-    SmallInt a, b, sum, product;
-    SmallSetProduct(a, {rng() | 1, rng() >> (rng() % 64)});
-    SmallSetProduct(b, {rng() | 1});
-    if (round % 5 == 0) b = a;  // exact cancellation
-    a.negative = round % 2 == 0;
-    b.negative = round % 3 == 0;
-    SmallAdd(a, b, sum);
-    SmallMultiply(a, b, product);
-    mpz_t za, zb, expected;
-    mpz_inits(za, zb, expected, nullptr);
-    BigFloat fa, fb;
-    StoreSmall(nullptr, a, fa);
-    StoreSmall(nullptr, b, fb);
-    test::ToScaledMpz(za, nullptr, fa, 0);
-    test::ToScaledMpz(zb, nullptr, fb, 0);
-    mpz_add(expected, za, zb);
-    ExpectSmall(sum, expected, "sum, round " + std::to_string(round));
-    mpz_mul(expected, za, zb);
-    ExpectSmall(product, expected, "product, round " + std::to_string(round));
-    BigFloatRelease(fa);
-    BigFloatRelease(fb);
-    mpz_clears(za, zb, expected, nullptr);
-  }
 }
 
 }  // namespace

@@ -125,26 +125,6 @@ class DiskDialogue : public ::testing::Test {
   std::string dir_;
 };
 
-TEST_F(DiskDialogue, PathRulesSkipLeadingLineEndsKeepBlanksAndStopAt1023Bytes) {
-  // 1023 bytes of x and slashes naming nested directories, then 7 more x naming another.
-  std::string longPath;
-  while (longPath.size() + 201 <= 1023) longPath += std::string(200, 'x') + "/";
-  longPath += std::string(1023 - longPath.size(), 'x');
-  for (const std::string& path :
-       {std::string("D:/swap"), std::string("  with blanks  "), longPath, std::string(7, 'x')}) {
-    std::filesystem::create_directories(path);
-  }
-  DiskList disks;
-  EXPECT_EQ(Read("4\nD:/swap\n\n\n  with blanks  \n" + longPath + "xxxxxxx\n", disks),
-            "Path: Path: Path: Path: ");
-  ASSERT_EQ(disks.paths.size(), 4u);
-  EXPECT_EQ(disks.paths[0], "D:/swap");
-  EXPECT_EQ(disks.paths[1], "  with blanks  ");
-  EXPECT_EQ(disks.paths[2], longPath);
-  // What did not fit begins the next path.
-  EXPECT_EQ(disks.paths[3], std::string(7, 'x'));
-}
-
 // Each bad path is refused at its prompt with its reason and asked for again; the good path
 // after it is taken. /proc takes no new files, whoever asks.
 TEST_F(DiskDialogue, RefusesPathsThatCannotHoldSwapFiles) {

@@ -1,7 +1,6 @@
-// Out-of-core products against GMP and against the in-memory product: both variants (the lean one
-// at several block sizes, forced by the heap's size), rectangular shapes up to the 4:1 limit,
-// squares, truncation and threads; the front-end's choice of path, the product's life on disk and
-// its files, and the retry when a product fails its check out of core.
+// Out-of-core products against the in-memory product: both variants (the lean one forced by the
+// heap's size) through the front end on swapped operands, the product's life on disk and its
+// files, and the retry when a product fails its check out of core.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -101,91 +100,6 @@ Words InMemoryProduct(const Words& a, const Words& b, uint64_t t, bool square) {
   return words;
 }
 
-// Checks the in-memory words against GMP: exact, or short by the skipped words' carries.
-void ExpectMatchesGmp(const Words& a, const Words& b, uint64_t t, const Words& got,
-                      const std::string& what) {
-  const Words exact = test::GmpProduct(a, b);
-  Words padded = got;
-  padded.resize(exact.size() - t, 0);
-  EXPECT_LE(test::TruncationShortfall(exact, t, padded), 2u) << what;
-}
-
-class OutOfCoreVariants : public OutOfCoreTest,
-                          public ::testing::WithParamInterface<ProductCase> {
- protected:
-  // Runs one variant in a heap of heapBytes on RaidFiles of a and b; returns the product's words
-  // and the heap's peak use.
-  Words Run(bool lean, uint64_t heapBytes, const Words& a, const Words& b, uint64_t t, bool square,
-            uint32_t threads, uint64_t* peakBytes) {
-    RaidFile x;
-    RaidFile y;
-    RaidFile out;
-    RaidFileCreateFrom(nullptr, x, CurrentRun().swapDisks, a.data(), a.size());
-    RaidFileCreateFrom(nullptr, y, CurrentRun().swapDisks, b.data(), b.size());
-    const uint64_t productWords = a.size() + b.size() - t;
-    RaidFileCreate(nullptr, out, CurrentRun().swapDisks, productWords);
-    AllocationHeap heap;
-    HeapCreate(nullptr, &heap, heapBytes);
-    uint64_t status = 0;
-    if (square) {
-      status = lean ? OutOfCoreSquareLean(&heap, x, a.size(), out, t, threads)
-                    : OutOfCoreSquareHungry(&heap, x, a.size(), out, t, threads);
-    } else {
-      status = lean ? OutOfCoreMultiplyLean(&heap, x, a.size(), y, b.size(), out, t, threads)
-                    : OutOfCoreMultiplyHungry(&heap, x, a.size(), y, b.size(), out, t, threads);
-    }
-    EXPECT_EQ(status, 0u);
-    EXPECT_EQ(HeapUsedBytes(&heap), 0u) << "the variant kept memory";
-    *peakBytes = HeapPeakBytes(&heap);
-    HeapDestroy(&heap);
-    Words product(productWords);
-    RaidFileReadAll(out, product.data(), productWords);
-    while (!product.empty() && product.back() == 0) product.pop_back();
-    RaidFileDestroy(out);
-    RaidFileDestroy(y);
-    RaidFileDestroy(x);
-    return product;
-  }
-};
-
-TEST_P(OutOfCoreVariants, MatchTheInMemoryProductWithinTheirMemory) {
-  const ProductCase& c = GetParam();
-  const bool square = c.lb == 0;
-  std::mt19937_64 rng(test::TestSeed() + c.la + 7 * c.lb + c.t);
-  const Words a = c.la % 2 == 0 ? test::RandomWords(rng, c.la) : test::SparseWords(rng, c.la);
-  const Words b = square ? a : test::RandomWords(rng, c.lb);
-  const std::string what = Describe(c);
-  const Words expected = InMemoryProduct(a, b, c.t, square);
-  ExpectMatchesGmp(a, b, c.t, expected, what);
-
-  const uint64_t hungryBytes = square ? OutOfCoreSquareMemoryBytes(c.la, c.t, c.threads)
-                                      : OutOfCoreMultiplyMemoryBytes(c.la, c.lb, c.t, c.threads);
-  uint64_t peak = 0;
-  EXPECT_TRUE(Run(false, hungryBytes, a, b, c.t, square, c.threads, &peak) == expected)
-      << "hungry " << what;
-  EXPECT_LE(peak, hungryBytes) << what;
-
-  // The operand words the kept product needs whole, and in blocks of a half, a third and a fifth
-  // of them (never below the lean variant's least block), each run in exactly its memory.
-  const uint64_t needed = OutOfCoreShapeFor(c.la, square ? c.la : c.lb, c.t).lb;
-  for (const uint64_t parts : {1, 2, 3, 5}) {
-    const uint64_t blockWords = needed / parts;
-    if (parts > 1 && blockWords < kLeanMinBlockWords) continue;
-    const uint64_t leanBytes =
-        OutOfCoreLeanMemoryBytes(c.la, square ? c.la : c.lb, c.t, square, blockWords, c.threads);
-    const Words got = Run(true, leanBytes, a, b, c.t, square, c.threads, &peak);
-    EXPECT_TRUE(got == expected) << "lean, blocks of " << blockWords << " words, " << what;
-    EXPECT_LE(peak, leanBytes) << what;
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Shapes, OutOfCoreVariants,
-    ::testing::Values(ProductCase{12000, 12000, 0, 0}, ProductCase{12000, 12000, 12000, 1},
-                      ProductCase{12001, 12000, 23000, 0}, ProductCase{48000, 12000, 0, 1},
-                      ProductCase{48000, 12000, 30000, 0}, ProductCase{30000, 20000, 35000, 2},
-                      ProductCase{12000, 0, 0, 1}, ProductCase{13001, 0, 12999, 0},
-                      ProductCase{20000, 0, 25000, 2}));
 
 struct FrontCase {
   uint64_t la;

@@ -1,6 +1,6 @@
 // Shared pieces of the conversion tests: the fixture that prepares the FFT tables, integers from
-// words or GMP values, tables built for a given length (in memory or on disk), the decimal text of
-// base-10^9 words, skewed reciprocals, and temporary swap disks.
+// words or GMP values, tables built for a given length (in memory or on disk), skewed reciprocals
+// and temporary swap disks.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -105,23 +105,6 @@ class TempSwapDisks {
   std::string dirs_[2];
   DiskList disks_;
 };
-
-// The base-10^9 words as one decimal text of nine digits each, most significant first.
-inline std::string BillionWordsText(const uint32_t* words, uint64_t count) {
-  std::string text;
-  text.reserve(9 * count);
-  char group[16];
-  for (uint64_t i = count; i-- > 0;) {
-    std::snprintf(group, sizeof group, "%09u", words[i]);
-    text += group;
-  }
-  return text;
-}
-
-inline std::string PaddedDecimal(const mpz_t value, uint64_t width) {
-  const std::string text = mpz_sgn(value) == 0 ? "" : MpzText(value, 10);
-  return text.size() >= width ? text : std::string(width - text.size(), '0') + text;
-}
 
 // A table whose reciprocal at level makes x·R fall just below q + offsetHalves/2, q = x div P:
 // the estimate is then floor(q + offsetHalves/2 − tiny).

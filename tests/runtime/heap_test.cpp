@@ -1,5 +1,5 @@
 // The allocation heap's fixed cases beside the randomized model: compaction keeps data, joins charge
-// the children's peaks, leaks are reported, and every way the heap stops the program.
+// the children's peaks, and leaks are reported (its stops are in stops_test.cpp).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -120,83 +120,6 @@ TEST(HeapDestroy, TopLevelLeakIsReportedWithTheDumpAndTheRunGoesOn) {
   EXPECT_EQ(test::CountOccurrences(text, "Base: "), 1);
   EXPECT_NE(text.find("Active Allocations  : 1\n"), std::string::npos);
   HeapDestroy(nullptr);
-}
-
-using HeapDeathTest = test::DeathTestBase;
-
-TEST_F(HeapDeathTest, OverwrittenSentinelStopsTheRelease) {
-  for (bool fromHeap : {true, false}) {
-    EXPECT_DEATH(
-        {
-          test::ShowStdoutOnStderr();
-          AllocationHeap heap;
-          HeapCreate(nullptr, &heap, 1024);
-          char* piece = static_cast<char*>(AllocBytes(fromHeap ? &heap : nullptr, 10));
-          piece[10] = 'x';
-          Release(piece);
-        },
-        "FATAL ERROR: Assertion Failure\n\nImpossible Functional Result: Allocation Heap\n\n"
-        "The guard byte behind a piece was overwritten.");
-  }
-}
-
-TEST_F(HeapDeathTest, TableOutOfStepWithTopStopsWithTheDump) {
-  EXPECT_DEATH(
-      {
-        test::ShowStdoutOnStderr();
-        AllocationHeap heap;
-        HeapCreate(nullptr, &heap, 1024);
-        AllocBytes(&heap, 10);
-        reinterpret_cast<HeapEntry*>(heap.tableLimit)->sizeBytes += 8;
-        HeapFreeSpace(&heap);
-      },
-      "Heap Table Dump:\n(.|\n)*FATAL ERROR: Assertion Failure\n\nImpossible Functional Result: "
-      "Allocation Heap\n\nOut of sync...");
-}
-
-TEST_F(HeapDeathTest, PlainStopsExitWithCodeOne) {
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        HeapFreeSpace(nullptr);
-      },
-      ::testing::ExitedWithCode(1),
-      "@@\nAllocation Heap required for this function.\nPress any key to continue . . . \n$");
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        AllocationHeap heap;
-        HeapCreate(nullptr, &heap, 256);
-        HeapSplit(&heap, 1);
-      },
-      ::testing::ExitedWithCode(1), "@@Allocation Failure\nPress any key to continue . . . \n$");
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        AllocationHeap heap;
-        AllocationHeap child;
-        HeapCreate(nullptr, &heap, 1024);
-        HeapCreate(&heap, &child, 1024);
-      },
-      ::testing::ExitedWithCode(1), "@@\nAllocation Failure\nPress any key to continue . . . \n$");
-}
-
-// The parent keeps a small reserve for the children's rows; a child with many live pieces while
-// its sibling fills its own area overflows it.
-TEST_F(HeapDeathTest, MergeIntoAFullParentTableFails) {
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        AllocationHeap heap;
-        HeapCreate(nullptr, &heap, 64 * 1024);
-        HeapSplit(&heap, 1);
-        for (int i = 0; i < 10; ++i) AllocBytes(HeapChild(&heap, 0), 8);
-        AllocationHeap* right = HeapChild(&heap, 1);
-        AllocBytes(right, HeapFreeSpace(right) - 16 - 56);
-        HeapJoin(&heap);
-      },
-      ::testing::ExitedWithCode(1),
-      "@@Allocation Heap: Merging Failed\nPress any key to continue . . . \n$");
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The digit-file writer: what ends up in the file (existing files are cut to what was written),
-// the buffer taken from the heap, and the messages of its failures.
+// The digit-file writer: what ends up in the file (existing files are cut to what was written) and
+// the buffer taken from the heap.
 #include "runtime/output_file.hpp"
 
 #include <gtest/gtest.h>
@@ -16,7 +16,6 @@ namespace zx {
 namespace {
 
 constexpr uint64_t kMiB = uint64_t{1} << 20;
-const char* const kPause = "Press any key to continue . . . \n";
 
 struct OutputFixture : ::testing::Test {
   std::string dir;
@@ -75,81 +74,6 @@ TEST_F(OutputFileTest, FullBuffersAreWrittenInOrder) {
   OutputFileClose(file);
   EXPECT_EQ(test::ReadFile(path), expected);
   HeapDestroy(&heap);
-}
-
-using OutputDeathTest = test::DeathTestBase;
-
-TEST_F(OutputDeathTest, OpeningFailuresStopWithTheirMessages) {
-  const std::string dir = test::MakeTempDir("open");
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        OutputFile file;
-        OutputFileOpen(nullptr, file, dir + "/a.txt");
-      },
-      ::testing::ExitedWithCode(1),
-      "@@\nAllocation Heap required for this function.\n" + std::string(kPause) + "$");
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        // The name fits; half of the 64 bytes left cannot hold a piece.
-        const std::string path = dir + "/b.txt";
-        AllocationHeap heap;
-        HeapCreate(nullptr, &heap, (path.size() + 1 + 49 + 7) / 8 * 8 + 16 + 64);
-        OutputFile file;
-        OutputFileOpen(&heap, file, path);
-      },
-      ::testing::ExitedWithCode(1),
-      "@@Unable to allocate output buffer.\n" + std::string(kPause) + "$");
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        AllocationHeap heap;
-        HeapCreate(nullptr, &heap, 16);
-        OutputFile file;
-        OutputFileOpen(&heap, file, dir + "/c.txt");
-      },
-      ::testing::ExitedWithCode(1), "@@Allocation Failure\n" + std::string(kPause) + "$");
-  // A device has no length to set.
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        AllocationHeap heap;
-        HeapCreate(nullptr, &heap, 4096);
-        OutputFile file;
-        OutputFileOpen(&heap, file, "/dev/null");
-      },
-      ::testing::ExitedWithCode(1),
-      "@@\nOutput File Error: Unable to set file size.\n\nError Code: 22    Invalid argument\n" +
-          std::string(kPause) + "$");
-  test::RemoveTree(dir);
-}
-
-TEST_F(OutputDeathTest, WriteFailuresStopWithCodeOne) {
-  const std::string dir = test::MakeTempDir("write");
-  const std::string badDescriptor =
-      "Error Code: 9    Bad file descriptor\n" + std::string(kPause) + "$";
-  for (bool atClose : {false, true}) {
-    EXPECT_EXIT(
-        {
-          test::ShowStdoutOnStderr();
-          AllocationHeap heap;
-          HeapCreate(nullptr, &heap, 4096);
-          OutputFile file;
-          OutputFileOpen(&heap, file, dir + "/d.txt");
-          OutputFileAppend(file, "123", 3);
-          close(file.descriptor);
-          if (atClose) {
-            OutputFileClose(file);
-          } else {
-            OutputFileFlush(file);
-          }
-        },
-        ::testing::ExitedWithCode(1),
-        (atClose ? "@@" : "@@Output File Error: Error writing to output file.\n\n") +
-            badDescriptor);
-  }
-  test::RemoveTree(dir);
 }
 
 }  // namespace

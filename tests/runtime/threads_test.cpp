@@ -1,12 +1,11 @@
-// Fork/join: thread counts of fork trees, identical results when thread starts fail, the flat
-// per-disk fork, and the process ending with a half's non-zero result.
+// Fork/join: thread counts of fork trees, and identical results, first half first, when thread
+// starts fail.
 #include "runtime/threads.hpp"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "runtime/allocation_heap.hpp"
@@ -121,76 +120,6 @@ TEST(ForkJoin, FailedStartsRunInlineFirstHalfFirstWithTheSameResults) {
   EXPECT_EQ(outcome.output, "Warning: Unable to create thread.\n");
   ExpectLeavesDone(&heap, run);
   HeapDestroy(&heap);
-}
-
-TEST(ForkFlat, EveryPartRunsOnceOnOneThreadPerPartButTheLast) {
-  for (uint32_t failing : {0u, 2u}) {
-    for (uint32_t count = 0; count <= 6; ++count) {
-      SCOPED_TRACE("parts " + std::to_string(count) + ", failing starts " +
-                   std::to_string(failing));
-      std::vector<std::atomic<int>> runs(count);
-      std::vector<std::thread::id> threadOf(count);
-      test::ConsoleCapture capture;
-      const uint64_t before = ThreadsStarted();
-      FailNextThreadStarts(failing);
-      ForkFlat(count, [&](uint32_t part) {
-        runs[part].fetch_add(1);
-        threadOf[part] = std::this_thread::get_id();
-        return 0u;
-      });
-      const uint64_t failed = std::min<uint64_t>(failing, count == 0 ? 0 : count - 1);
-      FailNextThreadStarts(0);
-      EXPECT_EQ(ThreadsStarted() - before, count == 0 ? 0 : count - 1 - failed);
-      for (uint32_t part = 0; part < count; ++part) EXPECT_EQ(runs[part].load(), 1) << part;
-      if (count != 0) {
-        EXPECT_EQ(threadOf[count - 1], std::this_thread::get_id());
-      }
-      EXPECT_EQ(test::CountOccurrences(capture.text(), "Warning: Unable to create thread.\n"),
-                static_cast<int>(failed));
-    }
-  }
-}
-
-using ThreadDeathTest = test::DeathTestBase;
-
-TEST_F(ThreadDeathTest, NonZeroResultEndsTheProcessWithThatCode) {
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        ForkJoin(
-            nullptr, 0, [](AllocationHeap*) { return 5u; }, [](AllocationHeap*) { return 0u; });
-      },
-      ::testing::ExitedWithCode(5),
-      "@@Thread Error: Thread ended with a non-zero return value: 5Press any key to continue . . . "
-      "\n$");
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        AllocationHeap heap;
-        HeapCreate(nullptr, &heap, 1 << 16);
-        ForkJoin(
-            &heap, 1, [](AllocationHeap*) { return 0u; }, [](AllocationHeap*) { return 6u; });
-      },
-      ::testing::ExitedWithCode(6),
-      "@@Thread Error: Thread ended with a non-zero return value: 6Press");
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        FailNextThreadStarts(1);
-        ForkJoin(
-            nullptr, 0, [](AllocationHeap*) { return 7u; }, [](AllocationHeap*) { return 0u; });
-      },
-      ::testing::ExitedWithCode(7),
-      "@@Warning: Unable to create thread.\nThread Error: Thread ended with a non-zero return "
-      "value: 7");
-  EXPECT_EXIT(
-      {
-        test::ShowStdoutOnStderr();
-        ForkFlat(3, [](uint32_t part) { return part == 1 ? 9u : 0u; });
-      },
-      ::testing::ExitedWithCode(9),
-      "@@(Warning: Unable to set thread priority.\n)?Thread Error: "
-      "Thread ended with a non-zero return value: 9Press");
 }
 
 }  // namespace

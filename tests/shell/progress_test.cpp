@@ -29,21 +29,6 @@ class ProgressTest : public ::testing::Test {
 
 const std::string kClear = "\r" + std::string(63, ' ') + "\r";
 
-TEST_F(ProgressTest, LabelStackStopsGrowingAt62ButStaysBalanced) {
-  for (int i = 0; i < 70; ++i) LabelPush(static_cast<char>('A' + i % 26));
-  EXPECT_EQ(Progress().labelLength, 70u);
-  const std::string stored = Progress().label;
-  ASSERT_EQ(stored.size(), 62u);
-  for (int i = 0; i < 8; ++i) EXPECT_EQ(LabelPop(), 0) << i;
-  EXPECT_EQ(std::string(Progress().label), stored);
-  EXPECT_EQ(LabelPop(), stored[61]);
-  EXPECT_EQ(std::string(Progress().label), stored.substr(0, 61));
-  for (int i = 0; i < 61; ++i) LabelPop();
-  EXPECT_EQ(Progress().labelLength, 0u);
-  EXPECT_EQ(LabelPop(), 0);
-  EXPECT_EQ(std::string(Progress().label), "");
-}
-
 TEST_F(ProgressTest, PrintPadsToColumn63AndShowsPercentOnce) {
   test::ConsoleCapture capture;
   LabelPushPercent(50, 100);

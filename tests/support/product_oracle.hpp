@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "bignum_oracle.hpp"
 #include "multiply/basecase.hpp"
 #include "multiply/fft_mul.hpp"
 #include "multiply/fft_size_table.hpp"
@@ -35,9 +36,6 @@ inline Words Operand(std::mt19937_64& rng, uint64_t count, Fill fill) {
                                   : static_cast<uint32_t>(rng());
   }
   return words;
-}
-inline Words RandomWords(std::mt19937_64& rng, uint64_t count) {
-  return Operand(rng, count, Fill::kRandom);
 }
 inline Words SparseWords(std::mt19937_64& rng, uint64_t count) {
   return Operand(rng, count, Fill::kSparse);

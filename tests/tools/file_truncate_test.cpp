@@ -52,44 +52,6 @@ TEST_F(FileTruncateTest, KeepsTheBytesAskedForAndRefusesNoneOrMoreThanTheFile) {
   }
 }
 
-TEST_F(FileTruncateTest, CopiesManyBlockPrefixes) {
-  const std::string file = test::RandomDigitFile(25 * 1048576 - 2, test::TestSeed());
-  for (const uint64_t keepBytes : {kBlockBytes, 2 * kBlockBytes + 1, uint64_t{file.size()}}) {
-    const test::ToolRun run = Truncate(file, std::to_string(keepBytes) + "\n");
-    EXPECT_EQ(run.exitCode, 0) << keepBytes;
-    EXPECT_NE(run.transcript.find(test::ProgressShown("Bytes Copied: ", "10,485,760")),
-              std::string::npos)
-        << keepBytes;
-    const std::string report =
-        "Bytes Copied:\n" + FormatCommas(keepBytes) + "\n" + test::kToolEnding;
-    EXPECT_TRUE(test::WithoutProgress(run.transcript).ends_with("bytes : \n" + report))
-        << keepBytes;
-    EXPECT_TRUE(Cut() == file.substr(0, keepBytes)) << keepBytes << " seed " << test::TestSeed();
-  }
-}
-
-TEST_F(FileTruncateTest, StopsWithoutTouchingTheSource) {
-  const std::string file = test::RandomDigitFile(200, test::TestSeed());
-  test::WriteFile(dir + "/source.txt", file);
-  struct Case {
-    const char* paths;
-    const char* message;
-  };
-  const Case cases[] = {
-      {"missing.txt\ncut.txt\n", "Unable to open file\n"},
-      {"source.txt\nno such folder/cut.txt\n", "Unable to create file\n"},
-      {"source.txt\nsource.txt\n", "Unable to create file\n"},
-      {"source.txt\n./source.txt\n", "Unable to create file\n"},
-  };
-  for (const Case& c : cases) {
-    const test::ToolRun run = test::RunTool(std::string("13\n") + c.paths + "100\n", dir);
-    EXPECT_EQ(run.exitCode, 1) << c.paths;
-    EXPECT_EQ(run.transcript, kTruncateHead + c.message + test::kPauseLine) << c.paths;
-    EXPECT_EQ(test::ReadFile(dir + "/source.txt"), file) << c.paths;
-    EXPECT_EQ(FilesIn(dir), 1) << c.paths;
-  }
-}
-
 // A copy that cannot finish leaves no file: not under the target's name, not under another.
 TEST_F(FileTruncateTest, LeavesNoFileWhenTheCopyCannotFinish) {
   const std::string tail = "\nFile Size: 0 bytes\n\nThe file is empty: there is nothing to keep.\n";
