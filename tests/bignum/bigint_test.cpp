@@ -1,18 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "bignum_oracle.hpp"
-#include "runtime/run_record.hpp"
 #include "test_support.hpp"
 
 namespace zx {
 namespace {
-
-std::vector<uint32_t> WordsOf(BigInt& a) {
-  BigIntMakeResident(nullptr, a);
-  return std::vector<uint32_t>(a.words, a.words + a.length);
-}
 
 // Every shift and scalar product against GMP on random values, carries at the top included.
 TEST(BigIntLinear, ShiftsAndScalarProductsAgreeWithGmp) {
@@ -82,68 +74,6 @@ TEST(BigIntLinear, ShiftsAndScalarProductsAgreeWithGmp) {
     if (result == &out) BigIntRelease(out);
   }
   mpz_clears(model, got, nullptr);
-}
-
-class SwapTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    for (int i = 0; i < 2; ++i) {
-      dirs_[i] = test::MakeTempDir("bigswap");
-      AddDiskPath(disks_, dirs_[i]);
-    }
-    InstallRun(RunRecord{.swapDisks = &disks_});
-  }
-  void TearDown() override {
-    InstallRun(RunRecord{});
-    for (const auto& dir : dirs_) test::RemoveTree(dir);
-  }
-  size_t SwapFilesPresent() const {
-    size_t count = 0;
-    for (const auto& dir : dirs_) {
-      for (const auto& entry : std::filesystem::directory_iterator(dir)) {
-        count += entry.path().extension() == ".sf";
-      }
-    }
-    return count;
-  }
-  std::string dirs_[2];
-  DiskList disks_;
-};
-
-TEST_F(SwapTest, SwappedValueReadsBackAndCopiesMakeItResident) {
-  std::mt19937_64 rng(test::TestSeed());
-  const std::vector<uint32_t> words = test::RandomWords(rng, 1001);
-  BigInt a;
-  test::SetWords(nullptr, a, words);
-  BigIntSwapOut(nullptr, a);
-  EXPECT_EQ(a.words, nullptr);
-  ASSERT_NE(a.swap, nullptr);
-  EXPECT_EQ(SwapFilesPresent(), 2u);
-
-  BigInt copy;
-  BigIntCopy(nullptr, a, copy);
-  EXPECT_NE(a.words, nullptr);  // the source became resident and keeps its disk copy
-  EXPECT_NE(a.swap, nullptr);
-  EXPECT_EQ(WordsOf(copy), words);
-  EXPECT_EQ(copy.swap, nullptr);
-
-  // A second swap-out of an unchanged value only drops the memory copy.
-  RaidFile* disk = a.swap;
-  BigIntSwapOut(nullptr, a);
-  EXPECT_EQ(a.swap, disk);
-  EXPECT_EQ(WordsOf(a), words);
-
-  // Changing words in place drops the stale disk copy.
-  BigIntShiftLeftBits(nullptr, a, 3);
-  EXPECT_EQ(a.swap, nullptr);
-  EXPECT_EQ(SwapFilesPresent(), 0u);
-  BigIntSwapOut(nullptr, a);
-  BigIntMakeResident(nullptr, a);
-  BigIntShiftLeftBits(nullptr, copy, 3);
-  EXPECT_EQ(WordsOf(a), WordsOf(copy));
-  BigIntRelease(a);
-  BigIntRelease(copy);
-  EXPECT_EQ(SwapFilesPresent(), 0u);
 }
 
 }  // namespace

@@ -17,12 +17,16 @@ namespace {
 using ComputeFn = void (*)(AllocationHeap*, BigFloat&, uint64_t, uint32_t, uint32_t);
 using EstimateFn = uint64_t (*)(uint64_t, uint32_t);
 
-struct ConstantCase {
+struct Algorithm {
   const char* name;
   ComputeFn compute;
   EstimateFn estimate;
   void (*reference)(mpfr_t);
   const char* timeLine;
+};
+
+struct ConstantCase {
+  const Algorithm* algorithm;
   uint64_t digits;
   uint32_t threads;
 };
@@ -44,7 +48,7 @@ void CatalanReference(mpfr_t x) {
 }
 
 std::string CaseName(const ::testing::TestParamInfo<ConstantCase>& info) {
-  return std::string(info.param.name) + "_" + std::to_string(info.param.digits) + "_k" +
+  return std::string(info.param.algorithm->name) + "_" + std::to_string(info.param.digits) + "_k" +
          std::to_string(info.param.threads);
 }
 
@@ -54,19 +58,20 @@ class ConstantAgainstMpfr : public ::testing::TestWithParam<ConstantCase> {};
 // estimate, and it leaves nothing behind in it. A quiet run (flag 0) prints nothing at all.
 TEST_P(ConstantAgainstMpfr, AgreesWithinTheGuardWordsInsideTheEstimatedHeap) {
   const ConstantCase c = GetParam();
+  const Algorithm& a = *c.algorithm;
   const uint64_t words =
       (static_cast<uint64_t>(static_cast<double>(c.digits) * 0.8304820237218407) + 1) / 8 + 2;
   PrepareFftTables(words + 100);
-  const uint64_t estimate = c.estimate(words, c.threads);
+  const uint64_t estimate = a.estimate(words, c.threads);
   AllocationHeap heap;
   HeapCreate(nullptr, &heap, estimate);
   BigFloat value;
   for (const uint32_t flag : {1u, 0u}) {
     const ScopedRun run(RunRecord{.multiplyThreadCap = c.threads});
     test::ConsoleCapture output;
-    c.compute(&heap, value, words, flag, c.threads);
+    a.compute(&heap, value, words, flag, c.threads);
     if (flag == 1) {
-      EXPECT_NE(output.text().find(c.timeLine), std::string::npos);
+      EXPECT_NE(output.text().find(a.timeLine), std::string::npos);
       BigFloatRelease(value);
     } else {
       EXPECT_EQ(output.text(), "");
@@ -74,7 +79,7 @@ TEST_P(ConstantAgainstMpfr, AgreesWithinTheGuardWordsInsideTheEstimatedHeap) {
   }
   mpfr_t reference;
   mpfr_init2(reference, static_cast<mpfr_prec_t>(32 * (words + 8)));
-  c.reference(reference);
+  a.reference(reference);
   EXPECT_GE(test::AgreeingWords(&heap, value, reference), static_cast<double>(words));
   EXPECT_LE(HeapPeakBytes(&heap), estimate);
   BigFloatRelease(value);
@@ -86,41 +91,38 @@ TEST_P(ConstantAgainstMpfr, AgreesWithinTheGuardWordsInsideTheEstimatedHeap) {
 
 constexpr const char* kPiTime = "Compute Pi Time: ";
 constexpr const char* kZetaTime = "Zeta(3) Time: ";
-constexpr const char* kLog2Time = "Compute Log(2) Time: ";
-constexpr const char* kLog10Time = "Compute Log(10) Time: ";
+constexpr const char* kLogTime[] = {"Compute Log(2) Time: ", "Compute Log(10) Time: "};
 constexpr const char* kCatalanTime = "Catalan's Constant Time: ";
+
+const Algorithm kAlgorithms[] = {
+    {"Chudnovsky", ComputePiChudnovsky, PiMemoryChudnovsky, PiReference, kPiTime},
+    {"Ramanujan", ComputePiRamanujan, PiMemoryRamanujan, PiReference, kPiTime},
+    {"Zeta3F1", ComputeZeta3Formula1, Zeta3Memory, Zeta3Reference, kZetaTime},
+    {"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime},
+    {"Log2M1", ComputeLog2Machin1, LogMemory, Log2Reference, kLogTime[0]},
+    {"Log10M1", ComputeLog10Machin1, LogMemory, Log10Reference, kLogTime[1]},
+    {"Log10M2", ComputeLog10Machin2, LogMemory, Log10Reference, kLogTime[1]},
+    {"Lupas", ComputeCatalanLupas, CatalanLupasMemory, CatalanReference, kCatalanTime},
+    {"LogSeries", ComputeCatalanLogSeries, CatalanLogSeriesMemory, CatalanReference, kCatalanTime},
+};
+const Algorithm* const kChudnovsky = &kAlgorithms[0];
+const Algorithm* const kRamanujan = &kAlgorithms[1];
+const Algorithm* const kZeta3F1 = &kAlgorithms[2];
+const Algorithm* const kZeta3F2 = &kAlgorithms[3];
+const Algorithm* const kLog2M1 = &kAlgorithms[4];
+const Algorithm* const kLog10M1 = &kAlgorithms[5];
+const Algorithm* const kLog10M2 = &kAlgorithms[6];
+const Algorithm* const kLupas = &kAlgorithms[7];
+const Algorithm* const kLogSeries = &kAlgorithms[8];
 
 INSTANTIATE_TEST_SUITE_P(
     DigitsAndThreads, ConstantAgainstMpfr,
-    ::testing::Values(
-        ConstantCase{"Chudnovsky", ComputePiChudnovsky, PiMemoryChudnovsky, PiReference, kPiTime,
-                     20, 0},
-        ConstantCase{"Ramanujan", ComputePiRamanujan, PiMemoryRamanujan, PiReference, kPiTime, 20,
-                     0},
-        ConstantCase{"Ramanujan", ComputePiRamanujan, PiMemoryRamanujan, PiReference, kPiTime,
-                     10000, 1},
-        ConstantCase{"Chudnovsky", ComputePiChudnovsky, PiMemoryChudnovsky, PiReference, kPiTime,
-                     100000, 2},
-        ConstantCase{"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime, 20,
-                     0},
-        ConstantCase{"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime, 10000,
-                     1},
-        ConstantCase{"Zeta3F1", ComputeZeta3Formula1, Zeta3Memory, Zeta3Reference, kZetaTime, 30000,
-                     3},
-        ConstantCase{"Zeta3F2", ComputeZeta3Formula2, Zeta3Memory, Zeta3Reference, kZetaTime, 30000,
-                     0},
-        ConstantCase{"Log2M2", ComputeLog2Machin2, LogMemory, Log2Reference, kLog2Time, 1000, 2},
-        ConstantCase{"Log2M1", ComputeLog2Machin1, LogMemory, Log2Reference, kLog2Time, 100000, 1},
-        ConstantCase{"Log10M2", ComputeLog10Machin2, LogMemory, Log10Reference, kLog10Time, 100000,
-                     3},
-        ConstantCase{"Log10M1", ComputeLog10Machin1, LogMemory, Log10Reference, kLog10Time, 300000,
-                     0},
-        ConstantCase{"LogSeries", ComputeCatalanLogSeries, CatalanLogSeriesMemory, CatalanReference,
-                     kCatalanTime, 20, 1},
-        ConstantCase{"Lupas", ComputeCatalanLupas, CatalanLupasMemory, CatalanReference,
-                     kCatalanTime, 30000, 2},
-        ConstantCase{"LogSeries", ComputeCatalanLogSeries, CatalanLogSeriesMemory, CatalanReference,
-                     kCatalanTime, 30000, 0}),
+    ::testing::Values(ConstantCase{kChudnovsky, 20, 0}, ConstantCase{kChudnovsky, 100000, 2},
+                      ConstantCase{kRamanujan, 20, 0}, ConstantCase{kZeta3F2, 20, 0},
+                      ConstantCase{kZeta3F2, 30000, 0}, ConstantCase{kZeta3F1, 30000, 3},
+                      ConstantCase{kLog2M1, 100000, 1}, ConstantCase{kLog10M2, 100000, 3},
+                      ConstantCase{kLog10M1, 300000, 0}, ConstantCase{kLupas, 30000, 2},
+                      ConstantCase{kLogSeries, 30000, 0}),
     CaseName);
 
 // Both methods at size-table rows against MPFR's γ, inside the estimated heap, quiet with flag 0.

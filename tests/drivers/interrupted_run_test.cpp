@@ -109,17 +109,5 @@ TEST_F(StoppedRun, TwoRunsAtOnceInOneDirectoryBothFinish) {
             test::ReferenceHash("pi", "dec", kDigits));
 }
 
-// An output directory that cannot take the files is reported before anything is computed; /proc
-// takes no new files, whoever asks.
-TEST(RunChecks, AnOutputDirectoryThatCannotBeWrittenIsReportedBeforeTheRun) {
-  const test::ProgramRun run = test::RunProgram("3\n1\n1000\n0\n1\n", "/proc", "zentrix", 60);
-  EXPECT_EQ(run.exitCode, 1);
-  EXPECT_NE(run.output.find("\n\n\n\nOutput Directory Error: The current directory cannot be "
-                            "written to.\n\nRe-attempting...\n"),
-            std::string::npos)
-      << run.output;
-  EXPECT_EQ(run.output.find("Compute: Pi"), std::string::npos);
-}
-
 }  // namespace
 }  // namespace zx

@@ -38,33 +38,6 @@ TEST(DigitsDialogue, RefusesOutOfRangeAndNonNumbers) {
             std::string::npos);
 }
 
-TEST(ModeDialogue, OnlyRamBelowFiveMillionDigits) {
-  test::FeedStdin("2\n1\n");
-  test::ConsoleCapture capture;
-  uint64_t memory = 123456789;
-  EXPECT_EQ(ReadMode(4999999, 1, &memory, FakeSwapBytes), 1u);
-  EXPECT_EQ(memory, 123456789u);
-  EXPECT_EQ(capture.text(),
-            "Select a Mode:\n\n"
-            "Option      Mode                Approx. Memory Needed\n\n"
-            " 1      Ram Only                     117 MB\n"
-            "\noption = option = \n\n");
-}
-
-TEST(ModeDialogue, SwapModeFromFiveMillionDigitsReplacesTheEstimate) {
-  test::FeedStdin("3\n2\n");
-  test::ConsoleCapture capture;
-  uint64_t memory = 123456789;
-  EXPECT_EQ(ReadMode(5000000, 2, &memory, FakeSwapBytes), 2u);
-  EXPECT_EQ(memory, 5000000u * 4 + 2 + 0x100000);
-  EXPECT_EQ(capture.text(),
-            "Select a Mode:\n\n"
-            "Option      Mode                Approx. Memory Needed\n\n"
-            " 1      Ram Only                     117 MB\n"
-            " 2      Basic Disk Swapping         20.0 MB\n"
-            "\noption = option = \n\n");
-}
-
 // Only the lines that depend on the machine's memory are added; the rest stays as it was.
 TEST(ModeDialogue, SaysWhenRamOnlyNeedsMoreThanPhysicalMemory) {
   const uint64_t physical = PhysicalMemoryBytes();

@@ -18,7 +18,9 @@ struct Transcript {
   const char* sha256;
 };
 
-void PrintTo(const Transcript& row, std::ostream* os) { *os << row.name; }
+void PrintTo(const Transcript& row, std::ostream* os) {
+  *os << row.name;
+}
 
 class TranscriptTest : public ::testing::TestWithParam<Transcript> {};
 

@@ -1,8 +1,7 @@
 // The front-end's three attempts on products in memory: a product that fails its check once is
-// recomputed as it was, twice through operands shifted one bit, and a third failure ends the
-// program. Faults come from the hybrid transform's test hook; results are checked against GMP.
+// recomputed as it was, twice through operands shifted one bit (a third failure is among the
+// stops in product_test.cpp). Faults come from the hybrid transform's test hook.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <random>
 #include <string>
@@ -27,20 +26,6 @@ BigInt Resident(const Words& words) {
 }
 
 Words WordsOf(const BigInt& x) { return Words(x.words, x.words + x.length); }
-
-constexpr const char* kFirstFailure =
-    "\nMultiplication Failure: Re-attempting with same parameters...\n";
-constexpr const char* kSecondSuccess =
-    "\nSecond Attempt Succeeded with same parameters.\n"
-    "Most likely a hardware error... Please check your hardware.\n"
-    "Continuing...\n\n";
-constexpr const char* kSecondFailure =
-    "\nSecond Attempt Failed: Possible Software Bug.\n"
-    "Re-attempting with different parameters...\n";
-constexpr const char* kThirdSuccess =
-    "\nThird Attempt Succeeded with different parameters.\n"
-    "Most likely a software error... Please report this bug.\n"
-    "Continuing...\n\n";
 
 struct RetryCase {
   uint64_t la;
@@ -77,10 +62,7 @@ TEST_P(MultiplyRetry, RecoversWithTheRightProduct) {
       BigIntMultiply(nullptr, x, y, out, c.t, 0, c.threads);
     }
     HybridInjectFaults(0);
-    const std::string expected = failures == 1
-                                     ? std::string(kFirstFailure) + kSecondSuccess
-                                     : std::string(kFirstFailure) + kSecondFailure + kThirdSuccess;
-    EXPECT_EQ(capture.text(), expected) << what;
+    EXPECT_EQ(capture.text(), test::RecoveryText(failures)) << what;
     Words got = WordsOf(out);
     got.resize(exact.size() - c.t, 0);
     EXPECT_LE(test::TruncationShortfall(exact, c.t, got), c.t == 0 ? 0u : 2u) << what;
@@ -97,30 +79,6 @@ INSTANTIATE_TEST_SUITE_P(Shapes, MultiplyRetry,
                                            RetryCase{15000, 15000, 9001, 0},
                                            RetryCase{12000, 0, 0, 1},
                                            RetryCase{14000, 0, 7001, 0}));
-
-TEST(MultiplyRetryDeath, ThirdFailureEndsTheProgram) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  test::FeedStdin("");
-  std::mt19937_64 rng(test::TestSeed());
-  const Words a = test::RandomWords(rng, 12000);
-  for (const bool square : {false, true}) {
-    EXPECT_EXIT(
-        {
-          dup2(STDERR_FILENO, STDOUT_FILENO);
-          BigInt x = Resident(a);
-          BigInt y = Resident(a);
-          BigInt out;
-          HybridInjectFaults(3);
-          if (square) {
-            BigIntSquare(nullptr, x, out, 0, 0, 0);
-          } else {
-            BigIntMultiply(nullptr, x, y, out, 0, 0, 0);
-          }
-        },
-        ::testing::ExitedWithCode(1),
-        "Third Attempt Failed: Unable to determine cause of error.\nTerminating Program...\n");
-  }
-}
 
 }  // namespace
 }  // namespace zx

@@ -100,7 +100,6 @@ Words InMemoryProduct(const Words& a, const Words& b, uint64_t t, bool square) {
   return words;
 }
 
-
 struct FrontCase {
   uint64_t la;
   uint64_t lb;  // 0: square
@@ -164,31 +163,13 @@ INSTANTIATE_TEST_SUITE_P(
     Shapes, OutOfCoreFront,
     ::testing::Values(FrontCase{12000, 12000, 0, false, true},
                       FrontCase{12000, 12000, 0, true, true},
-                      FrontCase{12000, 12000, 11000, true, true},
                       FrontCase{12000, 48000, 0, false, true},
                       FrontCase{12000, 48000, 25000, true, true},
                       FrontCase{12000, 48001, 0, false, false},
-                      FrontCase{48001, 12000, 20000, false, false},
                       FrontCase{11999, 12000, 0, false, false},
                       FrontCase{12000, 0, 0, false, true},
                       FrontCase{12000, 0, 13000, true, true},
                       FrontCase{11999, 0, 0, false, false}));
-
-// The console text of a recovery on the second or third attempt.
-std::string RecoveryText(int failures) {
-  if (failures == 1) {
-    return "\nMultiplication Failure: Re-attempting with same parameters...\n"
-           "\nSecond Attempt Succeeded with same parameters.\n"
-           "Most likely a hardware error... Please check your hardware.\n"
-           "Continuing...\n\n";
-  }
-  return "\nMultiplication Failure: Re-attempting with same parameters...\n"
-         "\nSecond Attempt Failed: Possible Software Bug.\n"
-         "Re-attempting with different parameters...\n"
-         "\nThird Attempt Succeeded with different parameters.\n"
-         "Most likely a software error... Please report this bug.\n"
-         "Continuing...\n\n";
-}
 
 TEST_F(OutOfCoreTest, FailedChecksAreRetriedOutOfCore) {
   std::mt19937_64 rng(test::TestSeed());
@@ -220,7 +201,7 @@ TEST_F(OutOfCoreTest, FailedChecksAreRetriedOutOfCore) {
           BigIntMultiply(&heap, x, y, out, t, 0, 0);
         }
         HybridInjectFaults(0);
-        EXPECT_EQ(capture.text(), RecoveryText(failures)) << what;
+        EXPECT_EQ(capture.text(), test::RecoveryText(failures)) << what;
         EXPECT_TRUE(out.words == nullptr && out.swap != nullptr) << what;
         EXPECT_TRUE(x.words == nullptr && y.words == nullptr) << "operands left loaded: " << what;
         EXPECT_TRUE(WordsOf(&heap, out) == expected) << what;

@@ -9,25 +9,6 @@
 namespace zx {
 namespace {
 
-TEST(HalveExact, KeepsTheLowestBitOfOddAndEvenSums) {
-  for (const std::vector<uint32_t>& words :
-       {std::vector<uint32_t>{7, 5}, std::vector<uint32_t>{6, 5}, std::vector<uint32_t>{1},
-        std::vector<uint32_t>{0xFFFFFFFFu, 0xFFFFFFFFu}}) {
-    BigFloat sum;
-    test::SetWords(nullptr, sum.magnitude, words);
-    sum.exponent = 3;
-    mpz_t before, after;
-    mpz_inits(before, after, nullptr);
-    test::ToScaledMpz(before, nullptr, sum, 0);
-    HalveExact(nullptr, sum);
-    test::ToScaledMpz(after, nullptr, sum, 0);
-    mpz_mul_2exp(after, after, 1);
-    EXPECT_EQ(mpz_cmp(before, after), 0) << words[0];
-    mpz_clears(before, after, nullptr);
-    BigFloatRelease(sum);
-  }
-}
-
 TEST(Agm, AgreesWithMpfrAndStopsAtHalfThePrecision) {
   PrepareFftTables(2000);
   const struct {

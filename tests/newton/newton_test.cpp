@@ -25,7 +25,9 @@ struct Operation {
   void (*staged)(BigFloat& x, BigFloat& out, uint64_t n, uint32_t threads);
 };
 
-void Copy(BigFloat& x, BigFloat& out) { BigFloatCopy(nullptr, x, out); }
+void Copy(BigFloat& x, BigFloat& out) {
+  BigFloatCopy(nullptr, x, out);
+}
 
 const Operation kOperations[] = {
     {"Reciprocal", [](mpfr_t out, const mpfr_t x) { mpfr_ui_div(out, 1, x, MPFR_RNDN); },
@@ -66,7 +68,9 @@ const Operation kOperations[] = {
      }},
 };
 
-void PrintTo(const Operation& op, std::ostream* os) { *os << op.name; }
+void PrintTo(const Operation& op, std::ostream* os) {
+  *os << op.name;
+}
 
 class NewtonTest : public ::testing::TestWithParam<Operation> {
  protected:
@@ -81,8 +85,8 @@ TEST_P(NewtonTest, AgreesWithMpfrToTheRequestedWords) {
   const struct {
     uint64_t words;
     uint32_t threads;
-  } shapes[] = {{1, 0}, {2, 0}, {3, 0}, {7, 0}, {57, 0}, {700, 1}, {5000, 0}, {30000, 1},
-                {200000, 1}};
+  } shapes[] = {{1, 0},   {2, 0},    {3, 0},     {7, 0},     {57, 0},
+                {700, 1}, {5000, 0}, {30000, 1}, {200000, 1}};
   for (const auto& shape : shapes) {
     std::mt19937_64 rng(test::TestSeed() + shape.words);
     const auto bits = static_cast<mpfr_prec_t>(32 * (shape.words + 8));

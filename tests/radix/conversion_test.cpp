@@ -13,50 +13,6 @@ using test::BuildTableFor;
 using test::ConversionTest;
 using test::SetInteger;
 
-TEST_F(ConversionTest, TablePowersAreExactAndReciprocalsClose) {
-  std::mt19937_64 rng(test::TestSeed());
-  mpz_t power, expected, product, one;
-  mpz_inits(power, expected, product, one, nullptr);
-  struct Case {
-    uint64_t lengthWords;
-    uint64_t baseExponent;
-    uint32_t levelCount;
-  };
-  // 13, 14, 27, 28 words make n = 15, 16, 30, 31 base-10^9 words.
-  const Case cases[] = {{13, 0, 0}, {14, 8, 1},   {27, 15, 1},
-                        {28, 8, 2}, {600, 11, 6}, {4000, 9, 9}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(::testing::Message() << "length " << c.lengthWords);
-    ConversionTable table;
-    BuildTableFor(nullptr, c.lengthWords, table, 0, rng);
-    EXPECT_EQ(table.baseExponent, c.baseExponent);
-    ASSERT_EQ(table.levelCount, c.levelCount);
-    for (uint32_t i = 0; i < table.levelCount; ++i) {
-      BigFloat& p = table.powers[i];
-      BigFloat& r = table.reciprocals[i];
-      ASSERT_GE(p.exponent, 0);
-      EXPECT_NE(p.magnitude.words[0], 0u) << "zero low words are kept in the exponent";
-      test::ToScaledMpz(power, nullptr, p, 0);
-      mpz_ui_pow_ui(expected, 10, 9 * (table.baseExponent << i));
-      EXPECT_EQ(mpz_cmp(power, expected), 0) << "level " << i;
-      // |R·P − 1| below 2^(−32·(top + 3)): P·R's error, scaled to whole words.
-      const int64_t scale = r.exponent + p.exponent;
-      ASSERT_LT(scale, 0);
-      test::ToMpz(product, nullptr, r.magnitude);
-      test::ToMpz(power, nullptr, p.magnitude);
-      mpz_mul(product, product, power);
-      mpz_set_ui(one, 1);
-      mpz_mul_2exp(one, one, static_cast<mp_bitcnt_t>(-32 * scale));
-      mpz_sub(product, product, one);
-      const int64_t errorBits = static_cast<int64_t>(mpz_sizeinbase(product, 2)) + 32 * scale;
-      EXPECT_LT(errorBits, -32 * (BigFloatTop(p) + 3)) << "level " << i;
-    }
-    ReleaseConversionTable(table);
-    EXPECT_EQ(table.levelCount, 0u);
-  }
-  mpz_clears(power, expected, product, one, nullptr);
-}
-
 // x·10^(−9e) lies in [N, N + 1 + its truncation at p + 3 words); x itself is any BigFloat.
 TEST_F(ConversionTest, NormalizationBracketsTheScaledValue) {
   std::mt19937_64 rng(test::TestSeed());

@@ -1,5 +1,5 @@
 // The digit files' layout and digits, checked against GMP's text of the exact value: lead-ins of
-// every shape, tails of zeros, buffer sizes that split passes, and the writer's console lines.
+// every shape, tails of zeros, and buffer sizes that split passes.
 #include "radix/digit_text.hpp"
 
 #include <gtest/gtest.h>
@@ -86,38 +86,6 @@ TEST_F(DigitTextTest, RandomWordsAgreeWithGmp) {
     }
     ASSERT_EQ(WriteText(Words(words, w, radix), digitCount, bufferBytes), expected);
   }
-  mpz_clear(value);
-}
-
-TEST_F(DigitTextTest, HexWriterOnBigFloatsOfEveryShape) {
-  std::mt19937_64 rng(test::TestSeed() + 1);
-  mpz_t value;
-  mpz_init(value);
-  AllocationHeap heap;
-  HeapCreate(nullptr, &heap, 1 << 22);
-  for (int i = 0; i < 40; ++i) {
-    BigFloat x;
-    const uint64_t length = 1 + rng() % (i < 4 ? 1000 : 20);
-    test::SetWords(&heap, x.magnitude, test::RandomWords(rng, length));
-    // Tops below the point, at one word, and several words above it.
-    const int64_t top = static_cast<int64_t>(rng() % 7) - 3;
-    x.exponent = top - static_cast<int64_t>(length);
-    const uint64_t digitCount = 1 + rng() % (16 * length + 50);
-    SCOPED_TRACE(::testing::Message() << "case " << i << " words " << length << " top " << top
-                                      << " digits " << digitCount);
-    test::ToMpz(value, &heap, x.magnitude);
-    const std::string path = dir_ + "/hex.txt";
-    test::ConsoleCapture capture;
-    WriteHexDigits(&heap, x, digitCount, path);
-    EXPECT_EQ(test::ReadFile(path),
-              test::ExpectedTextOfBinary(value, x.exponent, DigitRadix::kHex, digitCount));
-    BigFloatRelease(x);
-  }
-  BigFloat zero;
-  test::ConsoleCapture capture;
-  WriteHexDigits(&heap, zero, 100, dir_ + "/zero.txt");
-  EXPECT_EQ(test::ReadFile(dir_ + "/zero.txt"), "0");
-  HeapDestroy(&heap);
   mpz_clear(value);
 }
 

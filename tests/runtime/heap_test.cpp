@@ -1,9 +1,6 @@
-// The allocation heap's fixed cases beside the randomized model: compaction keeps data, joins charge
-// the children's peaks, and leaks are reported (its stops are in stops_test.cpp).
+// The allocation heap's fixed cases beside the randomized model: an exhausted heap refuses, joins
+// charge the children's peaks, and leaks are reported (its stops are in stops_test.cpp).
 #include <gtest/gtest.h>
-
-#include <cstring>
-#include <vector>
 
 #include "runtime/allocation_heap.hpp"
 #include "runtime_test_util.hpp"
@@ -12,17 +9,6 @@
 
 namespace zx {
 namespace {
-
-uint64_t Raw(const void* piece) {
-  return *reinterpret_cast<const uint64_t*>(static_cast<const char*>(piece) - 32);
-}
-uint64_t Address(const void* piece) {
-  return reinterpret_cast<uintptr_t>(piece);
-}
-uint64_t RoundUp8(uint64_t value) {
-  return (value + 7) & ~uint64_t{7};
-}
-
 
 struct HeapFixture : ::testing::Test {
   AllocationHeap heap;
@@ -41,28 +27,6 @@ TEST_F(HeapPieceTest, ExhaustedHeapReturnsNull) {
   EXPECT_EQ(AllocWords32(&heap, ~uint64_t{0}), nullptr);
   EXPECT_EQ(heap.activeCount, 0u);
   EXPECT_EQ(heap.peakTop, heap.start);
-}
-
-using HeapCompactTest = HeapFixture;
-
-TEST_F(HeapCompactTest, PieceSlidesDownOverTheHoleWithItsData) {
-  void* below = AllocBytes(&heap, 200);
-  void* piece = AllocBytes(&heap, 300);
-  test::FillPattern(piece, 300, 11);
-  const uint64_t top = heap.top;
-  Release(below);
-  const uint64_t holeBytes = RoundUp8(200 + 49);
-  void* moved = HeapCompact(piece);
-  EXPECT_EQ(Address(moved), Address(piece) - holeBytes);
-  EXPECT_EQ(heap.top, top - holeBytes);
-  EXPECT_EQ(test::FirstPatternMismatch(moved, 300, 11), 300u);
-  EXPECT_EQ(PieceHeap(moved), &heap);
-  EXPECT_EQ(PieceSizeBytes(moved), 300u);
-  EXPECT_EQ(Raw(moved), heap.start);
-  EXPECT_EQ(*reinterpret_cast<uint64_t*>(heap.start), Address(moved));
-  EXPECT_EQ(HeapCompact(moved), moved);  // nothing left below it
-  Release(moved);
-  EXPECT_EQ(heap.activeCount, 0u);
 }
 
 using HeapMergeTest = HeapFixture;

@@ -35,40 +35,6 @@ TEST_F(FatalTest, AssertionReportEndsAbnormally) {
       "Terminating Program...\nPress any key to continue . . . \nPress any key to continue . . . \n$");
 }
 
-TEST_F(FatalTest, LimitReportEndsAbnormally) {
-  EXPECT_DEATH(
-      {
-        ShowStdoutOnStderr();
-        FatalLimit("Hybrid Number-Theoretic Transform",
-                   "The transform parameters is over the limit that can be represented\n"
-                   "under the current address space.");
-      },
-               "FATAL ERROR: Limit Exceeded\n\nArchitectural Limit Exceeded: Hybrid "
-               "Number-Theoretic Transform\n\nThe transform parameters");
-}
-
-TEST_F(FatalTest, PlainStopsExitWithTheirCode) {
-  EXPECT_EXIT(
-      {
-        ShowStdoutOnStderr();
-        FatalAllocation();
-      },
-      ::testing::ExitedWithCode(1), "\nAllocation Failure\nPress any key to continue . . . \n$");
-  EXPECT_EXIT(
-      {
-        ShowStdoutOnStderr();
-        FatalExit("Thread Error\n", 5);
-      },
-      ::testing::ExitedWithCode(5), "Thread Error");
-}
-
-TEST_F(FatalTest, PauseReturnsAtOnceAtEndOfInput) {
-  test::ConsoleCapture capture;
-  Pause();
-  Pause();
-  EXPECT_EQ(capture.text(), "Press any key to continue . . . \nPress any key to continue . . . \n");
-}
-
 TEST_F(FatalTest, PauseConsumesOneCharacterOfPipedInput) {
   test::FeedStdin("ab");
   test::ConsoleCapture capture;

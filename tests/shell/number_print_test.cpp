@@ -6,26 +6,6 @@
 namespace zx {
 namespace {
 
-TEST(PrintCommas, GroupsThousands) {
-  struct Case {
-    uint64_t value;
-    int width;
-    const char* text;
-  };
-  const Case cases[] = {
-      {0, 0, "0"},
-      {1000, 0, "1,000"},
-      {1234567, 0, "1,234,567"},
-      {18446744073709551615ull, 0, "18,446,744,073,709,551,615"},
-  };
-  for (const Case& c : cases) {
-    test::ConsoleCapture capture;
-    const int printed = PrintCommas(c.value, c.width);
-    EXPECT_EQ(capture.text(), c.text) << c.value;
-    EXPECT_EQ(printed, static_cast<int>(capture.text().size())) << c.value;
-  }
-}
-
 TEST(PrintBytes, TruncatesAtEveryUnitBoundary) {
   struct Case {
     uint64_t bytes;

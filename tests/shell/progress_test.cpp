@@ -29,17 +29,6 @@ class ProgressTest : public ::testing::Test {
 
 const std::string kClear = "\r" + std::string(63, ' ') + "\r";
 
-TEST_F(ProgressTest, PrintPadsToColumn63AndShowsPercentOnce) {
-  test::ConsoleCapture capture;
-  LabelPushPercent(50, 100);
-  ProgressPrint("Summing...  ", 0);
-  const std::string line = capture.Take();
-  EXPECT_EQ(line, "\rSumming...  50%" + std::string(63 - 16, ' '));
-  ProgressPrint("Summing...  ", 1234567);
-  // The column counts the label as pushed ("50%%"), as the line has always been measured.
-  EXPECT_EQ(capture.Take(), "\rSumming...  50%    ( 1,234,567 )" + std::string(63 - 33, ' '));
-}
-
 TEST_F(ProgressTest, ThrottlePrintsAtMostOnceASecond) {
   test::ConsoleCapture capture;
   ProgressPrintThrottled("A", 0);  // the first call after the timer start always prints

@@ -63,8 +63,8 @@ void RandomBigFloat(AllocationHeap* heap, std::mt19937_64& rng, BigFloat& out, u
   const uint64_t length = 1 + rng() % maxWords;
   SetWords(heap, out.magnitude, RandomWords(rng, length));
   out.sign = static_cast<uint32_t>(rng() & 1);
-  out.exponent = static_cast<int64_t>(rng() % static_cast<uint64_t>(2 * exponentSpread + 1)) -
-                 exponentSpread;
+  out.exponent =
+      static_cast<int64_t>(rng() % static_cast<uint64_t>(2 * exponentSpread + 1)) - exponentSpread;
 }
 
 }  // namespace zx::test

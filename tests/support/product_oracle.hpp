@@ -106,13 +106,12 @@ inline void CheckProduct(ProductPath path, const Words& a, const Words* b, uint6
                           : BasecaseMultiplyTruncated(nullptr, a.data(), la, other.data(), lb,
                                                       out.data(), t);
   } else if (path == ProductPath::kFft) {
-    status = b == nullptr
-                 ? FftSquare(nullptr, a.data(), la, out.data(), t)
-                 : FftMultiply(nullptr, a.data(), la, other.data(), lb, out.data(), t);
+    status = b == nullptr ? FftSquare(nullptr, a.data(), la, out.data(), t)
+                          : FftMultiply(nullptr, a.data(), la, other.data(), lb, out.data(), t);
   } else {
-    status = b == nullptr ? HybridSquare(nullptr, a.data(), la, out.data(), t, threads)
-                          : HybridMultiply(nullptr, a.data(), la, other.data(), lb, out.data(),
-                                           t, threads);
+    status = b == nullptr
+                 ? HybridSquare(nullptr, a.data(), la, out.data(), t, threads)
+                 : HybridMultiply(nullptr, a.data(), la, other.data(), lb, out.data(), t, threads);
   }
   ASSERT_EQ(status, 0u) << what;
   ASSERT_EQ(out[kept], kGuard) << "wrote past the product: " << what;
@@ -164,6 +163,22 @@ inline void CheckHybridRowAtCapacity(const HybridRow& row, bool square, std::mt1
   CheckProduct(ProductPath::kHybrid, a, square ? nullptr : &b, 0, 1,
                "row " + std::to_string(row.capacityWords) + " (" + std::to_string(row.k) + ", " +
                    std::to_string(row.c) + ")");
+}
+
+// The console text of a product that recovers on the second attempt (one failed check) or the
+// third (two).
+inline std::string RecoveryText(int failures) {
+  const std::string first = "\nMultiplication Failure: Re-attempting with same parameters...\n";
+  if (failures == 1) {
+    return first +
+           "\nSecond Attempt Succeeded with same parameters.\n"
+           "Most likely a hardware error... Please check your hardware.\nContinuing...\n\n";
+  }
+  return first +
+         "\nSecond Attempt Failed: Possible Software Bug.\n"
+         "Re-attempting with different parameters...\n"
+         "\nThird Attempt Succeeded with different parameters.\n"
+         "Most likely a software error... Please report this bug.\nContinuing...\n\n";
 }
 
 }  // namespace zx::test

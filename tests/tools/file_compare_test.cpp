@@ -64,27 +64,6 @@ TEST_F(FileCompareTest, SmallFilesCountTheBytesTheyShareFromTheStart) {
   EXPECT_EQ(empty.transcript, kCompareHead + "\n" + test::ProgressCleared() + Report(0));
 }
 
-TEST_F(FileCompareTest, ManyBlockFilesAreComparedAcrossBlockBoundaries) {
-  const std::string file = test::RandomDigitFile(25 * 1048576 - 2, test::TestSeed());
-  for (const uint64_t differsAt :
-       {kBlockBytes - 1, kBlockBytes, 2 * kBlockBytes + 12345, uint64_t{file.size()}}) {
-    std::string other = file;
-    if (differsAt < other.size()) other[differsAt] = '.';
-    const test::ToolRun run = Compare(file, other);
-    EXPECT_EQ(run.exitCode, 0) << differsAt;
-    EXPECT_EQ(test::WithoutProgress(run.transcript), kCompareHead + "\n" + Report(differsAt))
-        << "differs at " << differsAt << " seed " << test::TestSeed();
-    // The first comparison always shows; whether later ones do depends on the clock.
-    const std::string firstProgress = differsAt < kBlockBytes
-                                          ? test::ProgressCleared()
-                                          : test::ProgressShown("Bytes Matched: ", "10,485,760");
-    EXPECT_EQ(run.transcript.find(firstProgress), kCompareHead.size() + 1) << differsAt;
-  }
-  const test::ToolRun shorter = Compare(file, file.substr(0, 2 * kBlockBytes + 1));
-  EXPECT_EQ(test::WithoutProgress(shorter.transcript),
-            kCompareHead + "\n" + Report(2 * kBlockBytes + 1));
-}
-
 TEST_F(FileCompareTest, MissingOrUnreadableFilesStopTheCompare) {
   test::WriteFile(dir + "/present.txt", "3.14159");
   for (const char* paths :
