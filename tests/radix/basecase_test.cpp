@@ -1,5 +1,5 @@
-// The parts of the conversion that need no products: the basecase, the table's shape, the digit
-// hash and the file names.
+// The conversion's basecase, which needs no products, against GMP: random values up to the largest
+// P[0] and beyond, zero top words included.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -7,7 +7,6 @@
 
 #include "bignum_oracle.hpp"
 #include "radix/base_conversion.hpp"
-#include "radix/digit_file_names.hpp"
 #include "radix/digit_writers.hpp"
 #include "radix_oracle.hpp"
 #include "test_support.hpp"

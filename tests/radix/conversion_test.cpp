@@ -1,5 +1,5 @@
-// The conversion's preparations against GMP: the table's powers and reciprocals, the powers of
-// 10^9 exact and truncated, and the normalisation of any BigFloat to an integer.
+// The normalisation of any BigFloat to an integer times a power of 10^9, against GMP (the table's
+// powers are checked through every digit file the other tests write).
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,5 +1,5 @@
 // File Compare driven through the program's standard input, on small files (whole transcripts)
-// and on files of several 10 MiB blocks that differ on both sides of a block boundary.
+// and on files it cannot open.
 #include <gtest/gtest.h>
 
 #include "shell/number_print.hpp"

@@ -1,5 +1,5 @@
 // File Truncate driven through the program's standard input; the copy must equal the source's
-// prefix byte for byte, across block boundaries too.
+// prefix byte for byte, and a copy that cannot finish leaves no file.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
