@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "bench.hpp"
-#include "multiply/basecase.hpp"
-#include "multiply/fft_mul.hpp"
+#include "multiply/basecase/basecase.hpp"
+#include "multiply/fft/fft_mul.hpp"
 #include "multiply/multiply.hpp"
 #include "runtime/allocation_heap.hpp"
 #include "shell/console.hpp"

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "multiply/basecase.hpp"
-#include "multiply/fft_mul.hpp"
-#include "multiply/hybrid_mul.hpp"
-#include "multiply/out_of_core.hpp"
+#include "multiply/basecase/basecase.hpp"
+#include "multiply/fft/fft_mul.hpp"
+#include "multiply/hybrid/hybrid_mul.hpp"
+#include "multiply/out_of_core/out_of_core.hpp"
 #include "runtime/run_record.hpp"
 #include "shell/console.hpp"
 #include "shell/fatal.hpp"

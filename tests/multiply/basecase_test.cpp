@@ -2,7 +2,7 @@
 // sparse and all-ones operands, squares, rectangular shapes either side of the piece length,
 // truncation, the scratch bounds (guard words behind scratch and output), the heap entries and
 // the fatal check of Toom-3's division by 6.
-#include "multiply/basecase.hpp"
+#include "multiply/basecase/basecase.hpp"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "fft_test_util.hpp"
-#include "multiply/negacyclic.hpp"
+#include "multiply/fft/negacyclic.hpp"
 #include "multiply_test_util.hpp"
 #include "test_support.hpp"
 

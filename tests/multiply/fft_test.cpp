@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "fft_test_util.hpp"
-#include "multiply/basecase.hpp"
-#include "multiply/fft_mul.hpp"
-#include "multiply/fft_size_table.hpp"
+#include "multiply/basecase/basecase.hpp"
+#include "multiply/fft/fft_mul.hpp"
+#include "multiply/fft/fft_size_table.hpp"
 #include "multiply_test_util.hpp"
 #include "test_support.hpp"
 

@@ -5,9 +5,9 @@
 
 #include <string>
 
-#include "multiply/basecase.hpp"
-#include "multiply/fft_mul.hpp"
-#include "multiply/fft_size_table.hpp"
+#include "multiply/basecase/basecase.hpp"
+#include "multiply/fft/fft_mul.hpp"
+#include "multiply/fft/fft_size_table.hpp"
 #include "multiply_test_util.hpp"
 
 namespace zx::test {

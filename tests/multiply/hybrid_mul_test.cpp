@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "hybrid_test_support.hpp"
-#include "multiply/hybrid_mul.hpp"
-#include "multiply/hybrid_tables.hpp"
+#include "multiply/hybrid/hybrid_mul.hpp"
+#include "multiply/hybrid/hybrid_tables.hpp"
 #include "runtime/allocation_heap.hpp"
 #include "runtime/threads.hpp"
 #include "test_support.hpp"

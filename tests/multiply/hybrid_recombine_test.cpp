@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "hybrid_test_support.hpp"
-#include "multiply/hybrid_limbs.hpp"
-#include "multiply/hybrid_mul.hpp"
-#include "multiply/hybrid_recombine.hpp"
+#include "multiply/hybrid/hybrid_limbs.hpp"
+#include "multiply/hybrid/hybrid_mul.hpp"
+#include "multiply/hybrid/hybrid_recombine.hpp"
 #include "test_support.hpp"
 
 namespace zx {

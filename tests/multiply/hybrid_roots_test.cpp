@@ -1,6 +1,6 @@
 // Root multiplications and the add/subtract butterfly step against a GMP model of the ring
 // Z/(2^(32n) + 1), with √2 = 2^(3N/4) − 2^(N/4).
-#include "multiply/hybrid_roots.hpp"
+#include "multiply/hybrid/hybrid_roots.hpp"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "hybrid_test_support.hpp"
-#include "multiply/hybrid_butterfly.hpp"
-#include "multiply/hybrid_ring.hpp"
+#include "multiply/hybrid/hybrid_butterfly.hpp"
+#include "multiply/hybrid/hybrid_ring.hpp"
 #include "test_support.hpp"
 
 namespace zx {

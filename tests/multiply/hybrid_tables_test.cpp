@@ -4,11 +4,11 @@
 
 #include <unistd.h>
 
-#include "multiply/hybrid_passes.hpp"
-#include "multiply/hybrid_tables.hpp"
+#include "multiply/hybrid/hybrid_passes.hpp"
+#include "multiply/hybrid/hybrid_tables.hpp"
 #include "test_support.hpp"
-#if __has_include("multiply/negacyclic.hpp")
-#include "multiply/negacyclic.hpp"
+#if __has_include("multiply/fft/negacyclic.hpp")
+#include "multiply/fft/negacyclic.hpp"
 #endif
 
 namespace zx {
@@ -29,7 +29,7 @@ void ExpectRowsFollowTheRule(std::span<const HybridRow> table, uint32_t maxK, co
     EXPECT_EQ(p.capacityWords, row.capacityWords);
     EXPECT_EQ(p.capacityWords, p.points * p.pieceWords);
     EXPECT_EQ(p.ringWords, 2 * (p.pieceWords + 1));
-#if __has_include("multiply/negacyclic.hpp")
+#if __has_include("multiply/fft/negacyclic.hpp")
     if (p.ringWords >= kHybridDirectBelowWords) {
       EXPECT_TRUE(NegacyclicRingSizeAvailable(p.ringWords)) << "n=" << p.ringWords;
     }

@@ -8,8 +8,8 @@
 #include <random>
 #include <string>
 
-#include "multiply/hybrid_mul.hpp"
-#include "multiply/hybrid_tables.hpp"
+#include "multiply/hybrid/hybrid_mul.hpp"
+#include "multiply/hybrid/hybrid_tables.hpp"
 #include "multiply_test_util.hpp"
 #include "test_support.hpp"
 

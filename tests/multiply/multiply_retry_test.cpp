@@ -7,7 +7,7 @@
 #include <random>
 #include <string>
 
-#include "multiply/hybrid_mul.hpp"
+#include "multiply/hybrid/hybrid_mul.hpp"
 #include "multiply/multiply.hpp"
 #include "multiply_test_util.hpp"
 #include "test_support.hpp"

@@ -1,7 +1,7 @@
 // Ring products modulo 2^(32n) + 1 against GMP: the table's rule, random and edge elements
 // (0, 1, all ones, 2^(32n) itself, and products that come out as 2^(32n)) at ring sizes from the
 // smallest rows through the three-fold lengths, squares, aliasing and the alignment check.
-#include "multiply/negacyclic.hpp"
+#include "multiply/fft/negacyclic.hpp"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
