@@ -1,12 +1,14 @@
 // The front-end's three attempts on products in memory: a product that fails its check once is
 // recomputed as it was, twice through operands shifted one bit, and a third failure ends the
-// program. Faults come from the hybrid transform's test hook; results are checked against GMP.
+// program. Faults come from the hybrid transform's test hook, which also shows where the dispatch
+// hands products to it; results are checked against GMP.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <random>
 #include <string>
 
+#include "multiply/fft/fft_mul.hpp"
 #include "multiply/hybrid/hybrid_mul.hpp"
 #include "multiply/multiply.hpp"
 #include "multiply_test_util.hpp"
@@ -97,6 +99,87 @@ INSTANTIATE_TEST_SUITE_P(Shapes, MultiplyRetry,
                                            RetryCase{15000, 15000, 9001, 0},
                                            RetryCase{12000, 0, 0, 1},
                                            RetryCase{14000, 0, 7001, 0}));
+
+struct DispatchCase {
+  uint64_t n;
+  bool square;
+  uint32_t threads;
+  bool hybrid;  // the hybrid transform takes it, else the FFT
+};
+
+class MultiplyDispatch : public ::testing::TestWithParam<DispatchCase> {};
+
+// With the FFT's tables prepared, only a product that the hybrid transform takes meets the
+// injected fault and prints the retry lines; either way the product is GMP's.
+TEST_P(MultiplyDispatch, TheHybridTransformTakesOverAtItsThreshold) {
+  const DispatchCase& c = GetParam();
+  PrepareFftTables(c.n);
+  std::mt19937_64 rng(test::TestSeed() + c.n);
+  const Words a = test::RandomWords(rng, c.n);
+  const Words b = c.square ? a : test::RandomWords(rng, c.n);
+  BigInt x = Resident(a);
+  BigInt y = Resident(b);
+  BigInt out;
+  test::ConsoleCapture capture;
+  HybridInjectFaults(1);
+  if (c.square) {
+    BigIntSquare(nullptr, x, out, 0, 0, c.threads);
+  } else {
+    BigIntMultiply(nullptr, x, y, out, 0, 0, c.threads);
+  }
+  HybridInjectFaults(0);
+  const std::string what = std::to_string(c.n) + (c.square ? " square" : "") +
+                           " T=" + std::to_string(c.threads);
+  EXPECT_EQ(capture.text(), c.hybrid ? std::string(kFirstFailure) + kSecondSuccess : "") << what;
+  EXPECT_TRUE(WordsOf(out) == test::GmpProduct(a, b)) << what;
+  BigIntRelease(out);
+  BigIntRelease(y);
+  BigIntRelease(x);
+}
+
+INSTANTIATE_TEST_SUITE_P(Thresholds, MultiplyDispatch,
+                         ::testing::Values(DispatchCase{kHybridThreadedMinWords - 1, false, 1, false},
+                                           DispatchCase{kHybridThreadedMinWords, false, 1, true},
+                                           DispatchCase{kHybridThreadedMinWords, true, 1, true},
+                                           DispatchCase{kHybridThreadedMinWords, false, 0, false},
+                                           DispatchCase{kHybridMinWords - 1, false, 0, false},
+                                           DispatchCase{kHybridMinWords - 1, true, 0, false},
+                                           DispatchCase{kHybridMinWords, false, 0, true},
+                                           DispatchCase{kHybridMinWords, true, 0, true}));
+
+// A heap with room for the hybrid transform but not for the FFT's arrays, as a disk-swapping
+// run's is, gets the product from the hybrid transform instead of stopping the run.
+TEST(MultiplyDispatchHeap, AHeapTooSmallForTheFftGetsTheHybridProduct) {
+  constexpr uint64_t n = 100000;
+  PrepareFftTables(n);
+  const uint64_t bytes = HybridMultiplyMemoryBytes(n, n, 0, 0) + (2 * n + 2) * sizeof(uint32_t);
+  const uint64_t heapBytes = bytes + (1 << 20);
+  ASSERT_LT(heapBytes, FftMultiplyScratchBytes(n, n, 0));
+  AllocationHeap heap;
+  HeapCreate(nullptr, &heap, heapBytes);
+  std::mt19937_64 rng(test::TestSeed() + 7);
+  const Words a = test::RandomWords(rng, n);
+  const Words b = test::RandomWords(rng, n);
+  for (const bool square : {false, true}) {
+    BigInt x = Resident(a);
+    BigInt y = Resident(b);
+    BigInt out;
+    test::ConsoleCapture capture;
+    HybridInjectFaults(1);
+    if (square) {
+      BigIntSquare(&heap, x, out, 0, 0, 0);
+    } else {
+      BigIntMultiply(&heap, x, y, out, 0, 0, 0);
+    }
+    HybridInjectFaults(0);
+    EXPECT_EQ(capture.text(), std::string(kFirstFailure) + kSecondSuccess) << square;
+    EXPECT_TRUE(WordsOf(out) == test::GmpProduct(a, square ? a : b)) << square;
+    BigIntRelease(out);
+    BigIntRelease(y);
+    BigIntRelease(x);
+  }
+  HeapDestroy(&heap);
+}
 
 TEST(MultiplyRetryDeath, ThirdFailureEndsTheProgram) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
