@@ -42,13 +42,15 @@ uint64_t MultiplyWords(AllocationHeap* heap, const uint32_t* a, uint64_t la, con
   if (la != lb) {
     if (lb < kFftMinWords) return BasecaseMultiplyTruncated(heap, a, la, b, lb, out, t);
     if (lb >= hybridWords) return HybridMultiply(heap, a, la, b, lb, out, t, threadExponent);
-    // A single transform needs tables for the whole product; longer shapes go in chunks.
+    // A single transform needs tables for the whole product; longer shapes go in chunks. Such a
+    // product may be long enough to share among threads; the hybrid transform keeps short ones
+    // on one thread by itself.
     if (la <= 4 * lb && !FftTablesReach(la + lb))
-      return HybridMultiply(heap, a, la, b, lb, out, t, 0);
+      return HybridMultiply(heap, a, la, b, lb, out, t, threadExponent);
   } else {
     if (la < kFftMinWords) return BasecaseMultiplyTruncated(heap, a, la, b, lb, out, t);
     if (la >= hybridWords || !FftTablesReach(2 * la)) {
-      return HybridMultiply(heap, a, la, b, lb, out, t, la >= hybridWords ? threadExponent : 0);
+      return HybridMultiply(heap, a, la, b, lb, out, t, threadExponent);
     }
   }
   // The FFT takes several times the hybrid transform's memory; a heap sized for the latter (a
@@ -62,7 +64,7 @@ uint64_t SquareWords(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32
   const uint64_t hybridWords = HybridFromWords(threadExponent);
   if (n < kFftSquareMinWords) return BasecaseSquareTruncated(heap, a, n, out, t);
   if (n >= hybridWords || !FftTablesReach(2 * n)) {
-    return HybridSquare(heap, a, n, out, t, n >= hybridWords ? threadExponent : 0);
+    return HybridSquare(heap, a, n, out, t, threadExponent);
   }
   if (FftSquare(heap, a, n, out, t) == 0) return 0;
   return HybridSquare(heap, a, n, out, t, 0);
