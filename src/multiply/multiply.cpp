@@ -55,7 +55,8 @@ uint64_t MultiplyWords(AllocationHeap* heap, const uint32_t* a, uint64_t la, con
   }
   // The FFT takes several times the hybrid transform's memory; a heap sized for the latter (a
   // disk-swapping run's) gets the product from it instead of stopping the run.
-  if (FftMultiply(heap, a, la, b, lb, out, t) == 0) return 0;
+  const uint64_t status = FftMultiply(heap, a, la, b, lb, out, t);
+  if (status == 0 || status == kProductCheckFailed) return status;
   return HybridMultiply(heap, a, la, b, lb, out, t, 0);
 }
 
@@ -66,7 +67,8 @@ uint64_t SquareWords(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32
   if (n >= hybridWords || !FftTablesReach(2 * n)) {
     return HybridSquare(heap, a, n, out, t, threadExponent);
   }
-  if (FftSquare(heap, a, n, out, t) == 0) return 0;
+  const uint64_t status = FftSquare(heap, a, n, out, t);
+  if (status == 0 || status == kProductCheckFailed) return status;
   return HybridSquare(heap, a, n, out, t, 0);
 }
 

@@ -32,9 +32,15 @@ bool FftTablesReach(uint64_t productWords);
 // the long one). Tables missing for the transform are built on the way.
 [[nodiscard]] uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la,
                                    const uint32_t* b, uint64_t lb, uint32_t* out, uint64_t t);
-// out gets words t .. 2n − 1 of a²; one forward transform.
+// out gets words t .. 2n − 1 of a²; one forward transform. Both entries check the product against
+// the residues of its operands and return kProductCheckFailed when they disagree.
 [[nodiscard]] uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t* out,
                                  uint64_t t);
+
+#if defined(ZX_TEST_HOOKS)
+// The next `products` checked FFT products each change one digit before the check.
+void FftInjectFaults(uint32_t products);
+#endif
 
 // Heap bytes the entries take.
 uint64_t FftMultiplyScratchBytes(uint64_t la, uint64_t lb, uint64_t t);
