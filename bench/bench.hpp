@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace zx::bench {
 
@@ -25,6 +26,10 @@ struct Command {
 // Seconds per call of body: each measurement repeats body until 0.05 s have passed (at least
 // once), and the median of options.runs measurements is returned.
 double MedianSeconds(const Options& options, const std::function<void()>& body);
+// The middle value (the upper one of an even count).
+double Median(std::vector<double> values);
+// One of those measurements: seconds per call of body over at least 0.05 s.
+double SampleSeconds(const std::function<void()>& body);
 
 // log2 of a power-of-two thread count.
 uint32_t ThreadExponent(uint32_t threads);
@@ -38,6 +43,7 @@ double GmpPiSeconds(uint64_t digits, const std::string& path);
 
 int RunMultiply(const Options& options);
 int RunSquare(const Options& options);
+int RunCrossover(const Options& options);
 int RunConvert(const Options& options);
 int RunPi(const Options& options);
 int RunConstant(const Options& options);

@@ -35,11 +35,6 @@ struct Column {
   std::vector<double> seconds;
 };
 
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
-
 fs::path MakeScratchDirectory() {
   std::error_code error;
   std::string pattern = (fs::temp_directory_path(error) / "zentrix-bench-XXXXXX").string();

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "bench.hpp"
-#include "multiply/fft_mul.hpp"
+#include "multiply/fft/fft_mul.hpp"
 #include "multiply/multiply.hpp"
 #include "radix/base_conversion.hpp"
 #include "shell/console.hpp"

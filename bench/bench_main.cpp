@@ -20,8 +20,15 @@ namespace {
 constexpr uint64_t kMaxDigits = 3220714136;
 
 const Command kCommands[] = {
-    {"mul", "products of random N-word numbers (default: N from 1,000 to 1,000,000)", RunMultiply},
+    {"mul",
+     "products of random N-word numbers beside GMP and FLINT 3, alternating in one series\n"
+     "           (default: N from 10,000 to 10,240,000, doubling)",
+     RunMultiply},
     {"square", "squares of random N-word numbers (same sizes)", RunSquare},
+    {"crossover",
+     "products and squares by the FFT and by the hybrid transform directly, alternating\n"
+     "           (default: N from 8,000 to 500,000, factor 1.41)",
+     RunCrossover},
     {"convert", "decimal conversion of random N-word integers (default N = 1,000,000)", RunConvert},
     {"constant",
      "whole constants (value and digit files) beside FLINT 3 and Arb, alternating in one series",
@@ -67,25 +74,31 @@ bool ParseNumber(const std::string& text, uint64_t limit, uint64_t* value) {
 
 }  // namespace
 
-double MedianSeconds(const Options& options, const std::function<void()>& body) {
+double SampleSeconds(const std::function<void()>& body) {
   using Clock = std::chrono::steady_clock;
+  uint64_t calls = 0;
+  uint64_t batch = 1;
+  const Clock::time_point start = Clock::now();
+  double elapsed = 0;
+  // Batches double while short, so that reading the clock costs nothing next to small bodies.
+  do {
+    for (uint64_t i = 0; i < batch; i++) body();
+    calls += batch;
+    elapsed = std::chrono::duration<double>(Clock::now() - start).count();
+    if (elapsed < 0.005) batch *= 2;
+  } while (elapsed < 0.05);
+  return elapsed / static_cast<double>(calls);
+}
+
+double Median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+double MedianSeconds(const Options& options, const std::function<void()>& body) {
   std::vector<double> samples;
-  for (uint32_t run = 0; run < options.runs; run++) {
-    uint64_t calls = 0;
-    uint64_t batch = 1;
-    const Clock::time_point start = Clock::now();
-    double elapsed = 0;
-    // Batches double while short, so that reading the clock costs nothing next to small bodies.
-    do {
-      for (uint64_t i = 0; i < batch; i++) body();
-      calls += batch;
-      elapsed = std::chrono::duration<double>(Clock::now() - start).count();
-      if (elapsed < 0.005) batch *= 2;
-    } while (elapsed < 0.05);
-    samples.push_back(elapsed / static_cast<double>(calls));
-  }
-  std::sort(samples.begin(), samples.end());
-  return samples[samples.size() / 2];
+  for (uint32_t run = 0; run < options.runs; run++) samples.push_back(SampleSeconds(body));
+  return Median(samples);
 }
 
 uint32_t ThreadExponent(uint32_t threads) {

@@ -75,7 +75,9 @@ ReferenceLibrary Load(const char* label, std::string path) {
                         Resolve(library, "flint_free", &library.free, true) &&
                         Resolve(library, "flint_set_num_threads", &library.setNumThreads, true) &&
                         Resolve(library, "arb_log_ui", &library.logUi, false) &&
-                        Resolve(library, "flint_cleanup", &library.cleanup, false);
+                        Resolve(library, "flint_cleanup", &library.cleanup, false) &&
+                        Resolve(library, "flint_mpn_mul", &library.mpnMul, false) &&
+                        Resolve(library, "flint_mpn_sqr", &library.mpnSqr, false);
   if (!complete) {
     dlclose(library.handle);
     library.handle = nullptr;

@@ -23,6 +23,10 @@ struct ReferenceLibrary {
   void (*free)(void* pointer) = nullptr;
   void (*setNumThreads)(int threads) = nullptr;
   void (*cleanup)() = nullptr;  // absent in some builds: cached constants then stay cached
+  // Products of 64-bit limb arrays (r gets an + bn limbs, an >= bn); absent in Arb.
+  unsigned long (*mpnMul)(unsigned long* r, const unsigned long* a, long an, const unsigned long* b,
+                          long bn) = nullptr;
+  void (*mpnSqr)(unsigned long* r, const unsigned long* a, long n) = nullptr;
 };
 
 // FLINT 3: $ZX_FLINT3_LIB, else the prebuilt copy beside the source tree.

@@ -8,7 +8,7 @@
 #include "constants/memory_estimate.hpp"
 #include "constants/pi.hpp"
 #include "constants/ratio_finish.hpp"
-#include "multiply/swap_memory.hpp"
+#include "multiply/out_of_core/swap_memory.hpp"
 #include "newton/agm.hpp"
 #include "newton/inv_sqrt.hpp"
 #include "newton/reciprocal.hpp"

@@ -7,7 +7,7 @@
 #include "constants/logarithms.hpp"
 #include "constants/memory_estimate.hpp"
 #include "constants/series_sum.hpp"
-#include "multiply/swap_memory.hpp"
+#include "multiply/out_of_core/swap_memory.hpp"
 #include "constants/stage_lines.hpp"
 #include "shell/console.hpp"
 #include "newton/reciprocal.hpp"

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "drivers/run_checks.hpp"
-#include "multiply/fft_mul.hpp"
+#include "multiply/fft/fft_mul.hpp"
 #include "multiply/multiply.hpp"
 #include "radix/digit_writers.hpp"
 #include "runtime/run_record.hpp"

@@ -1,7 +1,7 @@
 #include "menus/run_settings.hpp"
 
 #include "constants/euler.hpp"
-#include "multiply/swap_memory.hpp"
+#include "multiply/out_of_core/swap_memory.hpp"
 
 namespace zx {
 

@@ -7,7 +7,7 @@
 #include "constants/pi.hpp"
 #include "constants/zeta3.hpp"
 #include "mpfr_oracle.hpp"
-#include "multiply/fft_mul.hpp"
+#include "multiply/fft/fft_mul.hpp"
 #include "runtime/run_record.hpp"
 #include "test_support.hpp"
 

@@ -16,7 +16,7 @@
 #include "drivers/constant_runs.hpp"
 #include "drivers/run_driver.hpp"
 #include "menus/dialogues.hpp"
-#include "multiply/swap_memory.hpp"
+#include "multiply/out_of_core/swap_memory.hpp"
 #include "runtime/live_files.hpp"
 
 namespace {

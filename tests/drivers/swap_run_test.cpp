@@ -13,7 +13,7 @@
 #include "drivers/run_checks.hpp"
 #include "drivers/run_driver.hpp"
 #include "menus/dialogues.hpp"
-#include "multiply/swap_memory.hpp"
+#include "multiply/out_of_core/swap_memory.hpp"
 #include "reference_digits.hpp"
 #include "runtime/swap_file.hpp"
 #include "test_support.hpp"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "multiply/negacyclic.hpp"
+#include "multiply/fft/negacyclic.hpp"
 #include "product_oracle.hpp"
 #include "test_support.hpp"
 

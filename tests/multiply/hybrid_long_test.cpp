@@ -6,8 +6,8 @@
 #include <random>
 #include <vector>
 
-#include "multiply/hybrid_mul.hpp"
-#include "multiply/hybrid_tables.hpp"
+#include "multiply/hybrid/hybrid_mul.hpp"
+#include "multiply/hybrid/hybrid_tables.hpp"
 #include "product_oracle.hpp"
 #include "test_support.hpp"
 

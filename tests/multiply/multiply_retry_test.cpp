@@ -1,12 +1,14 @@
 // The front-end's three attempts on products in memory: a product that fails its check once is
 // recomputed as it was, twice through operands shifted one bit (a third failure is among the
-// stops in product_test.cpp). Faults come from the hybrid transform's test hook.
+// stops in product_test.cpp). Faults come from the test hooks of the FFT and of the hybrid
+// transform, which also show where the dispatch hands products to the latter.
 #include <gtest/gtest.h>
 
 #include <random>
 #include <string>
 
-#include "multiply/hybrid_mul.hpp"
+#include "multiply/fft/fft_mul.hpp"
+#include "multiply/hybrid/hybrid_mul.hpp"
 #include "multiply/multiply.hpp"
 #include "product_oracle.hpp"
 #include "test_support.hpp"
@@ -32,7 +34,14 @@ struct RetryCase {
   uint64_t lb;  // 0: square
   uint64_t t;
   uint32_t threads;
+  bool fft = false;  // through the FFT (its tables prepared), else the hybrid transform
 };
+
+// Plants `failures` faults in the path the case takes; 0 clears both hooks.
+void InjectFaults(const RetryCase& c, uint32_t failures) {
+  if (c.fft || failures == 0) FftInjectFaults(failures);
+  if (!c.fft || failures == 0) HybridInjectFaults(failures);
+}
 
 class MultiplyRetry : public ::testing::TestWithParam<RetryCase> {};
 
@@ -46,6 +55,7 @@ TEST_P(MultiplyRetry, RecoversWithTheRightProduct) {
   const Words a = c.t % 2 == 0 ? test::RandomWords(rng, c.la) : test::AllOnes(c.la);
   const Words b = square ? a : test::RandomWords(rng, c.lb);
   const Words exact = test::GmpProduct(a, b);
+  if (c.fft) PrepareFftTablesForProduct(c.la + b.size() + 1);
   for (const uint32_t failures : {1u, 2u}) {
     const std::string what = (square ? "square " : "") + test::Shape(c.la, b.size(), c.t) +
                              " T=" + std::to_string(c.threads) +
@@ -55,13 +65,13 @@ TEST_P(MultiplyRetry, RecoversWithTheRightProduct) {
     BigInt y = Resident(b);
     BigInt out;
     test::ConsoleCapture capture;
-    HybridInjectFaults(failures);
+    InjectFaults(c, failures);
     if (square) {
       BigIntSquare(nullptr, x, out, c.t, 0, c.threads);
     } else {
       BigIntMultiply(nullptr, x, y, out, c.t, 0, c.threads);
     }
-    HybridInjectFaults(0);
+    InjectFaults(c, 0);
     EXPECT_EQ(capture.text(), test::RecoveryText(failures)) << what;
     Words got = WordsOf(out);
     got.resize(exact.size() - c.t, 0);
@@ -78,7 +88,90 @@ INSTANTIATE_TEST_SUITE_P(Shapes, MultiplyRetry,
                                            RetryCase{20000, 13000, 0, 1},
                                            RetryCase{15000, 15000, 9001, 0},
                                            RetryCase{12000, 0, 0, 1},
-                                           RetryCase{14000, 0, 7001, 0}));
+                                           RetryCase{14000, 0, 7001, 0},
+                                           RetryCase{5000, 5000, 0, 0, true},
+                                           RetryCase{9000, 2000, 0, 0, true},
+                                           RetryCase{8000, 8000, 4001, 0, true},
+                                           RetryCase{6000, 0, 0, 0, true},
+                                           RetryCase{7000, 0, 3001, 0, true}));
+
+struct DispatchCase {
+  uint64_t n;
+  bool square;
+  uint32_t threads;
+  bool hybrid;  // the hybrid transform takes it, else the FFT
+};
+
+BigInt ProductOf(AllocationHeap* heap, const Words& a, const Words& b, bool square,
+                 uint32_t threads) {
+  BigInt x = Resident(a);
+  BigInt y = Resident(b);
+  BigInt out;
+  if (square) {
+    BigIntSquare(heap, x, out, 0, 0, threads);
+  } else {
+    BigIntMultiply(heap, x, y, out, 0, 0, threads);
+  }
+  BigIntRelease(y);
+  BigIntRelease(x);
+  return out;
+}
+
+class MultiplyDispatch : public ::testing::TestWithParam<DispatchCase> {};
+
+// With the FFT's tables prepared, only a product that the hybrid transform takes meets the
+// injected fault and prints the retry lines; either way the product is GMP's.
+TEST_P(MultiplyDispatch, TheHybridTransformTakesOverAtItsThreshold) {
+  const DispatchCase& c = GetParam();
+  PrepareFftTables(c.n);
+  std::mt19937_64 rng(test::TestSeed() + c.n);
+  const Words a = test::RandomWords(rng, c.n);
+  const Words b = c.square ? a : test::RandomWords(rng, c.n);
+  test::ConsoleCapture capture;
+  HybridInjectFaults(1);
+  BigInt out = ProductOf(nullptr, a, b, c.square, c.threads);
+  HybridInjectFaults(0);
+  const std::string what = std::to_string(c.n) + (c.square ? " square" : "") +
+                           " T=" + std::to_string(c.threads);
+  EXPECT_EQ(capture.text(), c.hybrid ? test::RecoveryText(1) : "") << what;
+  EXPECT_TRUE(WordsOf(out) == test::GmpProduct(a, b)) << what;
+  BigIntRelease(out);
+}
+
+INSTANTIATE_TEST_SUITE_P(Thresholds, MultiplyDispatch,
+                         ::testing::Values(DispatchCase{kHybridThreadedMinWords - 1, false, 1, false},
+                                           DispatchCase{kHybridThreadedMinWords, false, 1, true},
+                                           DispatchCase{kHybridThreadedMinWords, true, 1, true},
+                                           DispatchCase{kHybridThreadedMinWords, false, 0, false},
+                                           DispatchCase{kHybridMinWords - 1, false, 0, false},
+                                           DispatchCase{kHybridMinWords - 1, true, 0, false},
+                                           DispatchCase{kHybridMinWords, false, 0, true},
+                                           DispatchCase{kHybridMinWords, true, 0, true}));
+
+// A heap with room for the hybrid transform but not for the FFT's arrays, as a disk-swapping
+// run's is, gets the product from the hybrid transform instead of stopping the run.
+TEST(MultiplyDispatchHeap, AHeapTooSmallForTheFftGetsTheHybridProduct) {
+  constexpr uint64_t n = 100000;
+  PrepareFftTables(n);
+  const uint64_t bytes = HybridMultiplyMemoryBytes(n, n, 0, 0) + (2 * n + 2) * sizeof(uint32_t);
+  const uint64_t heapBytes = bytes + (1 << 20);
+  ASSERT_LT(heapBytes, FftMultiplyScratchBytes(n, n, 0));
+  AllocationHeap heap;
+  HeapCreate(nullptr, &heap, heapBytes);
+  std::mt19937_64 rng(test::TestSeed() + 7);
+  const Words a = test::RandomWords(rng, n);
+  const Words b = test::RandomWords(rng, n);
+  for (const bool square : {false, true}) {
+    test::ConsoleCapture capture;
+    HybridInjectFaults(1);
+    BigInt out = ProductOf(&heap, a, b, square, 0);
+    HybridInjectFaults(0);
+    EXPECT_EQ(capture.text(), test::RecoveryText(1)) << square;
+    EXPECT_TRUE(WordsOf(out) == test::GmpProduct(a, square ? a : b)) << square;
+    BigIntRelease(out);
+  }
+  HeapDestroy(&heap);
+}
 
 }  // namespace
 }  // namespace zx

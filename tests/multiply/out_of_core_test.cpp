@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "multiply/hybrid_mul.hpp"
+#include "multiply/hybrid/hybrid_mul.hpp"
 #include "multiply/multiply.hpp"
-#include "multiply/out_of_core.hpp"
+#include "multiply/out_of_core/out_of_core.hpp"
 #include "product_oracle.hpp"
 #include "runtime/allocation_heap.hpp"
 #include "runtime/run_record.hpp"

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "multiply/multiply.hpp"
-#include "multiply/negacyclic.hpp"
+#include "multiply/fft/negacyclic.hpp"
 #include "product_oracle.hpp"
 #include "test_support.hpp"
 

@@ -2,7 +2,7 @@
 
 #include "bignum_oracle.hpp"
 #include "mpfr_oracle.hpp"
-#include "multiply/fft_mul.hpp"
+#include "multiply/fft/fft_mul.hpp"
 #include "newton/agm.hpp"
 #include "test_support.hpp"
 

@@ -7,7 +7,7 @@
 
 #include "bignum_oracle.hpp"
 #include "mpfr_oracle.hpp"
-#include "multiply/fft_mul.hpp"
+#include "multiply/fft/fft_mul.hpp"
 #include "newton/inv_sqrt.hpp"
 #include "newton/reciprocal.hpp"
 #include "runtime/run_record.hpp"

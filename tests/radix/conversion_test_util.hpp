@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "bignum_oracle.hpp"
-#include "multiply/fft_mul.hpp"
+#include "multiply/fft/fft_mul.hpp"
 #include "radix/base_conversion.hpp"
 #include "radix_oracle.hpp"
 #include "runtime/run_record.hpp"

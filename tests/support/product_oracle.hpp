@@ -13,11 +13,11 @@
 #include <vector>
 
 #include "bignum_oracle.hpp"
-#include "multiply/basecase.hpp"
-#include "multiply/fft_mul.hpp"
-#include "multiply/fft_size_table.hpp"
-#include "multiply/hybrid_mul.hpp"
-#include "multiply/hybrid_tables.hpp"
+#include "multiply/basecase/basecase.hpp"
+#include "multiply/fft/fft_mul.hpp"
+#include "multiply/fft/fft_size_table.hpp"
+#include "multiply/hybrid/hybrid_mul.hpp"
+#include "multiply/hybrid/hybrid_tables.hpp"
 #include "test_support.hpp"
 
 namespace zx::test {

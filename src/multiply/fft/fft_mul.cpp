@@ -1,0 +1,261 @@
+// The FFT entries: truncation, the rectangular choice, the chunked routine and the tables.
+// Cost of one product of N points: three transforms of about 4.25·(N/2)·log2(N/2) flops each,
+// two for a square, plus linear packing and carrying; memory: WorkspaceBytes(L) from the heap.
+#include "multiply/fft/fft_mul.hpp"
+
+#include <algorithm>
+#include <atomic>
+
+#include "multiply/basecase/basecase.hpp"
+#include "multiply/basecase/basecase_ops.hpp"
+#include "multiply/fft/fft_convolve.hpp"
+#include "multiply/fft/fft_points.hpp"
+#include "multiply/fft/fft_size_table.hpp"
+#include "multiply/fft/fft_twiddles.hpp"
+#include "multiply/hybrid/hybrid_mul.hpp"
+#include "shell/fatal.hpp"
+
+namespace zx {
+namespace {
+
+// The self-check: residues modulo the Mersenne prime M = 2^61 − 1, where 2^k ≡ 2^(k mod 61), so
+// a number in digits of any width reduces with additions and one shift per digit class. A product
+// whose residue differs from its operands' was miscomputed (a rounding the size table did not
+// foresee, or the hardware), and the front-end computes it again. It costs one pass over the
+// operands and the points, a few percent of a transform.
+constexpr uint64_t kResidueModulus = (uint64_t{1} << 61) - 1;
+constexpr uint32_t kResidueBits = 61;
+
+uint64_t FoldResidue(WordPair2 x) {
+  uint64_t r = static_cast<uint64_t>(x & kResidueModulus) +
+               static_cast<uint64_t>((x >> kResidueBits) & kResidueModulus) +
+               static_cast<uint64_t>(x >> (2 * kResidueBits));
+  r = (r & kResidueModulus) + (r >> kResidueBits);
+  return r >= kResidueModulus ? r - kResidueModulus : r;
+}
+
+uint64_t MulResidues(uint64_t x, uint64_t y) {
+  return FoldResidue(static_cast<WordPair2>(x) * y);
+}
+
+// Σ digit_i·2^(bits·i) mod M. The weights repeat every 61 digits, so the digits are summed by
+// class first (at most 2^32 digits of 32 bits per class stay within 64 bits).
+uint64_t Residue(const uint32_t* digits, uint64_t count, uint32_t bits) {
+  uint64_t sums[kResidueBits] = {};
+  uint64_t i = 0;
+  for (; i + kResidueBits <= count; i += kResidueBits) {
+    for (uint32_t j = 0; j < kResidueBits; ++j) sums[j] += digits[i + j];
+  }
+  for (uint32_t j = 0; i + j < count; ++j) sums[j] += digits[i + j];
+  WordPair2 total = 0;
+  for (uint32_t j = 0; j < kResidueBits; ++j) {
+    const uint32_t shift = static_cast<uint32_t>((uint64_t{bits} * j) % kResidueBits);
+    total += static_cast<WordPair2>(sums[j] % kResidueModulus) << shift;
+  }
+  return FoldResidue(total);
+}
+
+#if defined(ZX_TEST_HOOKS)
+std::atomic<uint32_t> gFaultsLeft{0};
+
+// A planted fault: one digit of the next checked product changes.
+void MaybeCorrupt(uint32_t* digits) {
+  uint32_t left = gFaultsLeft.load();
+  while (left != 0 && !gFaultsLeft.compare_exchange_weak(left, left - 1)) {
+  }
+  if (left != 0) digits[0] ^= 1;
+}
+#else
+void MaybeCorrupt(uint32_t*) {}
+#endif
+
+// kProductCheckFailed unless the digits (of `bits` bits) hold a residue of expected.
+uint64_t CheckResidue(uint32_t* digits, uint64_t count, uint32_t bits, uint64_t expected) {
+  MaybeCorrupt(digits);
+  return Residue(digits, count, bits) == expected ? 0 : kProductCheckFailed;
+}
+
+FftSize SizeFor(uint64_t productBits) {
+  FftSize size;
+  if (!ChooseFftSize(productBits, &size)) FftSizeExceeded();
+  return size;
+}
+
+using Operands = TruncatedProduct;
+
+// The operands after truncation, the longer one first.
+Operands Truncate(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t lb, uint64_t t) {
+  if (la < lb) {
+    std::swap(a, b);
+    std::swap(la, lb);
+  }
+  return SkipTruncatedWords(a, la, b, lb, t);
+}
+
+bool Chunked(const Operands& o) {
+  return o.la > 4 * o.lb;
+}
+
+// The chunked routine's plan: one transform when the balanced row of the short operand is also
+// the row of the whole product; else pieces of the long operand as long as that row allows.
+struct ChunkPlan {
+  FftSize size;
+  bool whole;
+  uint64_t pieceWords;
+};
+
+ChunkPlan PlanChunks(uint64_t la, uint64_t lb) {
+  ChunkPlan plan{SizeFor(64 * lb), false, 0};
+  FftSize whole;
+  if (ChooseFftSize(32 * (la + lb), &whole) && whole.points == plan.size.points) {
+    plan.size = whole;
+    plan.whole = true;
+  }
+  plan.pieceWords = plan.size.points * plan.size.pointBits / 32 - lb;
+  return plan;
+}
+
+uint64_t ChunkedScratchBytes(uint64_t la, uint64_t lb) {
+  if (lb < kFftChunkMinWords) return RectangularScratchWords(la, lb) * sizeof(uint32_t);
+  return fft::WorkspaceBytes(PlanChunks(la, lb).size.points);
+}
+
+void EnsureTables(uint64_t points) {
+  if (!FftTwiddlesReach(points)) PrepareFftTwiddles(points);
+}
+
+// product[0..la+lb) = a·b, la > 4·lb, in memory of ChunkedScratchBytes(la, lb).
+void MultiplyChunked(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t lb,
+                     uint32_t* product, void* memory) {
+  if (lb < kFftChunkMinWords) {
+    MulRectangular(a, la, b, lb, product, static_cast<uint32_t*>(memory));
+    return;
+  }
+  const ChunkPlan plan = PlanChunks(la, lb);
+  EnsureTables(plan.size.points);
+  const fft::Workspace workspace = fft::CarveWorkspace(memory, plan.size.points);
+  const uint64_t total = la + lb;
+  if (plan.whole) {
+    [[maybe_unused]] const uint32_t top = fft::ConvolveWords(plan.size, a, la, b, lb, workspace);
+    ZX_ASSERT(top == 0);
+    fft::UnpackPoints(workspace.points, plan.size.points, plan.size.pointBits, 0, product, total);
+    return;
+  }
+  fft::TransformOperand(plan.size, b, lb, workspace.first, workspace.points);
+  ClearWords(product, total);
+  // The second array is free once a piece's points are carried: it holds the piece's words.
+  uint32_t* piece = reinterpret_cast<uint32_t*>(workspace.second);
+  for (uint64_t offset = 0; offset < la;) {
+    const uint64_t length = std::min(plan.pieceWords, la - offset);
+    if (length < kFftChunkMinWords) {
+      MulRectangular(a + offset, length, b, lb, piece, piece + length + lb);
+    } else {
+      [[maybe_unused]] const uint32_t top =
+          fft::ConvolveWithSpectrum(plan.size, a + offset, length, workspace.first, workspace);
+      ZX_ASSERT(top == 0);
+      fft::UnpackPoints(workspace.points, plan.size.points, plan.size.pointBits, 0, piece,
+                        length + lb);
+    }
+    AddWordsInto(product + offset, total - offset, piece, length + lb);
+    offset += length;
+  }
+}
+
+}  // namespace
+
+#if defined(ZX_TEST_HOOKS)
+void FftInjectFaults(uint32_t products) { gFaultsLeft.store(products); }
+#endif
+
+void PrepareFftTables(uint64_t sizeWords) {
+  PrepareFftTablesForProduct(2 * std::min(std::max<uint64_t>(sizeWords, 1), kFftTableMaxWords));
+}
+
+void PrepareFftTablesForProduct(uint64_t productWords) {
+  PrepareFftTwiddles(SizeFor(32 * productWords).points);
+}
+
+void ReleaseFftTables() {
+  ReleaseFftTwiddles();
+}
+
+bool FftTablesReach(uint64_t productWords) {
+  FftSize size;
+  return ChooseFftSize(32 * productWords, &size) && FftTwiddlesReach(size.points);
+}
+
+uint64_t FftMultiplyScratchBytes(uint64_t la, uint64_t lb, uint64_t t) {
+  if (t >= la + lb) return 0;
+  const Operands o = Truncate(nullptr, la, nullptr, lb, t);
+  if (!Chunked(o)) return fft::WorkspaceBytes(SizeFor(32 * (o.la + o.lb)).points);
+  const uint64_t productBytes = o.t > 0 ? (o.la + o.lb) * sizeof(uint32_t) : 0;
+  return productBytes + ChunkedScratchBytes(o.la, o.lb);
+}
+
+uint64_t FftSquareScratchBytes(uint64_t n, uint64_t t) {
+  if (t >= 2 * n) return 0;
+  const TruncatedShape shape = TruncateOperands(n, n, t);
+  return fft::SquareWorkspaceBytes(SizeFor(64 * (n - shape.dropA)).points);
+}
+
+uint64_t FftMemoryBytes(uint64_t n) {
+  if (n < kFftChunkMinWords) return 8 * n + BasecaseScratchBytes(n, n);
+  return 8 * n + fft::WorkspaceBytes(SizeFor(64 * n).points);
+}
+
+uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const uint32_t* b,
+                     uint64_t lb, uint32_t* out, uint64_t t) {
+  if (t >= la + lb) return 0;
+  const Operands o = Truncate(a, la, b, lb, t);
+  const uint64_t bytes = FftMultiplyScratchBytes(la, lb, t);
+  void* memory = AllocAligned16(heap, bytes);
+  if (memory == nullptr) return bytes;
+  const uint64_t total = o.la + o.lb;
+  const uint64_t expected = MulResidues(Residue(o.a, o.la, 32), Residue(o.b, o.lb, 32));
+  uint64_t status = 0;
+  if (Chunked(o)) {
+    uint32_t* product = out;
+    void* work = memory;
+    if (o.t > 0) {
+      product = static_cast<uint32_t*>(memory);
+      work = product + total;
+    }
+    MultiplyChunked(o.a, o.la, o.b, o.lb, product, work);
+    status = CheckResidue(product, total, 32, expected);
+    if (o.t > 0) CopyWords(out, product + o.t, total - o.t);
+  } else {
+    const FftSize size = SizeFor(32 * total);
+    EnsureTables(size.points);
+    const fft::Workspace workspace = fft::CarveWorkspace(memory, size.points);
+    [[maybe_unused]] const uint32_t top = fft::ConvolveWords(size, o.a, o.la, o.b, o.lb, workspace);
+    ZX_ASSERT(top == 0);
+    status = CheckResidue(workspace.points, size.points, size.pointBits, expected);
+    fft::UnpackPoints(workspace.points, size.points, size.pointBits, o.t, out, total - o.t);
+  }
+  Release(memory);
+  return status;
+}
+
+uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t* out, uint64_t t) {
+  if (t >= 2 * n) return 0;
+  const TruncatedShape shape = TruncateOperands(n, n, t);
+  const uint64_t kept = n - shape.dropA;
+  const uint64_t bytes = FftSquareScratchBytes(n, t);
+  void* memory = AllocAligned16(heap, bytes);
+  if (memory == nullptr) return bytes;
+  const FftSize size = SizeFor(64 * kept);
+  EnsureTables(size.points);
+  const fft::Workspace workspace = fft::CarveSquareWorkspace(memory, size.points);
+  [[maybe_unused]] const uint32_t top =
+      fft::ConvolveWords(size, a + shape.dropA, kept, nullptr, 0, workspace);
+  ZX_ASSERT(top == 0);
+  const uint64_t root = Residue(a + shape.dropA, kept, 32);
+  const uint64_t status =
+      CheckResidue(workspace.points, size.points, size.pointBits, MulResidues(root, root));
+  fft::UnpackPoints(workspace.points, size.points, size.pointBits, shape.t, out,
+                    2 * kept - shape.t);
+  Release(memory);
+  return status;
+}
+
+}  // namespace zx

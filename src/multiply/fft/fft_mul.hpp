@@ -1,0 +1,53 @@
+// Products by the floating-point FFT: the entries for equal and different lengths and squares,
+// with truncation, the choice among the rectangular methods, and the process-wide twiddle tables
+// they read. Each entry takes its memory from the heap in one piece before the work and returns 0,
+// or the bytes it could not get; it never fails its own product (its safety rests on the size
+// table), and sizes beyond the table stop the program with "Maximum FFT size Exceeded.".
+#pragma once
+
+#include <cstdint>
+
+#include "runtime/allocation_heap.hpp"
+
+namespace zx {
+
+// Operands above this many words prepare no larger tables (they go to the hybrid transform).
+inline constexpr uint64_t kFftTableMaxWords = 500000;
+// Shorter operands of the chunked routine go to the basecase.
+inline constexpr uint64_t kFftChunkMinWords = 58;
+
+// Tables for the transform that a product of two operands of min(sizeWords, 500000) words needs.
+// Allocation failure: "Allocation Failure", pause, exit 1.
+void PrepareFftTables(uint64_t sizeWords);
+// Tables for a product of productWords words, however large (benchmarks).
+void PrepareFftTablesForProduct(uint64_t productWords);
+void ReleaseFftTables();
+// The prepared tables cover the transform of a productWords-word product.
+bool FftTablesReach(uint64_t productWords);
+
+// out gets words t .. la + lb − 1 of a·b (nothing when t ≥ la + lb); la, lb ≥ 1. Operand words
+// that only feed dropped words are skipped first (TruncateOperands), so with t > min(la, lb) the
+// kept value may fall up to 2 below the exact one. Equal lengths, and ratios up to 4, take one
+// transform; longer ratios the chunked routine (the short operand's spectrum reused for pieces of
+// the long one). Tables missing for the transform are built on the way.
+[[nodiscard]] uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la,
+                                   const uint32_t* b, uint64_t lb, uint32_t* out, uint64_t t);
+// out gets words t .. 2n − 1 of a²; one forward transform. Both entries check the product against
+// the residues of its operands and return kProductCheckFailed when they disagree.
+[[nodiscard]] uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t* out,
+                                 uint64_t t);
+
+#if defined(ZX_TEST_HOOKS)
+// The next `products` checked FFT products each change one digit before the check.
+void FftInjectFaults(uint32_t products);
+#endif
+
+// Heap bytes the entries take.
+uint64_t FftMultiplyScratchBytes(uint64_t la, uint64_t lb, uint64_t t);
+uint64_t FftSquareScratchBytes(uint64_t n, uint64_t t);
+// Estimate for a balanced n-word product: n·8 bytes of product plus 20·L bytes of transform
+// arrays and 64 bytes of alignment slack, L from the row holding 64·n bits; below 58 words the
+// product plus the basecase's scratch.
+uint64_t FftMemoryBytes(uint64_t n);
+
+}  // namespace zx

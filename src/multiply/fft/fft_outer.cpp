@@ -1,0 +1,171 @@
+// Outer pass kernels. Per vector v the four lanes are the inputs of one radix-4 butterfly; it runs
+// as two radix-2 levels across lanes (halves swapped, then neighbours swapped), which leaves the
+// outputs k in lane order 0, 2, 1, 3; the outer twiddle table is stored in that order. The weights
+// ζ^(l·N/4 + v) factor into lane constants e^(iπl/8), applied before the butterfly, and ζ^v, merged
+// into the twiddles after it.
+#include "multiply/fft/fft_outer.hpp"
+
+#include <cmath>
+#include <cstring>
+
+#include "multiply/fft/fft_twiddles.hpp"
+#include "multiply/fft/fft_vector.hpp"
+
+namespace zx::fft {
+namespace {
+
+constexpr double kCos8 = 0.92387953251128675612818318939679;  // cos(π/8)
+constexpr double kSin8 = 0.38268343236508977172845998403040;  // sin(π/8)
+constexpr double kRootHalf = 0.70710678118654752440084436210485;
+
+const V4 kLaneRe = {1.0, kCos8, kRootHalf, kSin8};
+const V4 kLaneIm = {0.0, kSin8, kRootHalf, kCos8};
+const V4 kHalvesSign = {1.0, 1.0, -1.0, -1.0};
+const V4 kPairsSign = {1.0, -1.0, 1.0, -1.0};
+
+// The carry (0 or 1) that balancing from point 0 brings into point `index`: a field of 2^(b−1)
+// or more sends one, a field below 2^(b−1) − 1 none, and 2^(b−1) − 1 passes on what it got.
+int32_t BalancedCarryInto(const uint32_t* fields, uint64_t index, uint32_t pointBits) {
+  const uint32_t half = 1u << (pointBits - 1);
+  for (uint64_t j = index; j-- > 0;) {
+    if (fields[j] >= half) return 1;
+    if (fields[j] != half - 1) return 0;
+  }
+  return 0;
+}
+
+// One radix-2 level across lanes: pairs two apart (halves swapped) or neighbours.
+inline V4 HalvesLevel(V4 v) {
+  return ZX_SHUFFLE(v, v, 2, 3, 0, 1) + kHalvesSign * v;
+}
+inline V4 PairsLevel(V4 v) {
+  return ZX_SHUFFLE(v, v, 1, 0, 3, 2) + kPairsSign * v;
+}
+
+// y_k = Σ_l w_l·(−i)^(lk), lanes out in order 0, 2, 1, 3.
+inline CV4 LaneButterfly(const CV4& w) {
+  const V4 re = HalvesLevel(w.re);
+  const V4 im = HalvesLevel(w.im);
+  // Lane 3 holds w1 − w3, which the second level needs times −i.
+  const V4 negRe = -re;
+  return CV4{PairsLevel(ZX_SHUFFLE(re, im, 0, 1, 2, 7)),
+             PairsLevel(ZX_SHUFFLE(im, negRe, 0, 1, 2, 7))};
+}
+
+// 4·w from the butterfly's outputs (lane order 0, 2, 1, 3): the two levels undone in reverse.
+inline CV4 LaneButterflyInverse(const CV4& y) {
+  const V4 re = PairsLevel(y.re);
+  const V4 im = PairsLevel(y.im);
+  const V4 negIm = -im;
+  return CV4{HalvesLevel(ZX_SHUFFLE(re, negIm, 0, 1, 2, 7)),
+             HalvesLevel(ZX_SHUFFLE(im, re, 0, 1, 2, 7))};
+}
+
+}  // namespace
+
+void OuterForward(double* x, const uint32_t* fields, uint64_t n, uint32_t pointBits,
+                  bool halfZero) {
+  const uint64_t m = n / 4;
+  const double* twiddles = OuterTwiddles(n);
+  const CV4 lanes{kLaneRe, kLaneIm};
+  const int32_t half = int32_t{1} << (pointBits - 1);
+  // Lane c runs the chain of the c-th eighth of the points (lanes 4..7 are the imaginary inputs),
+  // started with the carry that eighth receives from below; the chain step is integer work of
+  // three instructions.
+  I32x8 carry;
+  for (int c = 0; c < 8; c++) {
+    carry[c] = halfZero && c >= 4 ? 0 : BalancedCarryInto(fields, c * m, pointBits);
+  }
+  const uint64_t low = OuterLowCount(m);
+  for (uint64_t v = 0; v < m; v += 4) {
+    I32x8 points[4];
+    LoadColumns8x4(fields + v, m, halfZero, points);
+    for (int i = 0; i < 4; i++) {
+      const I32x8 value = points[i] + carry;
+      carry = (value + half) >> pointBits;
+      points[i] = value - (carry << pointBits);
+    }
+    // The top point keeps its carry (a field up to 2^b): nothing lies above it to take it.
+    if (!halfZero && v + 4 == m) points[3][7] += carry[7] << pointBits;
+    const CV4 high = LoadC(twiddles + 8 * (low + v / low));
+    for (int i = 0; i < 4; i++) {
+      const V4 re = LowToDouble(points[i]);
+      const CV4 weighted =
+          halfZero ? CV4{re * kLaneRe, re * kLaneIm} : Mul(CV4{re, HighToDouble(points[i])}, lanes);
+      const CV4 lowPart = LoadC(twiddles + 8 * ((v + i) % low));
+      // With one high entry (m = S) that entry is 1.
+      const CV4 twiddle = m == low ? lowPart : Mul(high, lowPart);
+      StoreC(x + 8 * (v + i), Mul(LaneButterfly(weighted), twiddle));
+    }
+  }
+}
+
+int64_t OuterInverseCarry(const double* x, uint32_t* points, uint64_t n, uint32_t pointBits) {
+  const uint64_t m = n / 4;
+  const double* twiddles = OuterTwiddles(n);
+  const double scale = 1.0 / static_cast<double>(n);
+  const CV4 lanes{kLaneRe * scale, kLaneIm * scale};
+  const V4 half = Splat(0.5);
+  const int64_t mask = (int64_t{1} << pointBits) - 1;
+  // Arithmetic shifts of 64-bit lanes by way of a bias: |sum| < 2^62 keeps sum + 2^62 positive.
+  const int64_t bias = int64_t{1} << 62;
+  const int64_t biasShifted = bias >> pointBits;
+  // Lanes 0..3 of carryRe are chains 0..3 (points below N), of carryIm chains 4..7.
+  I64x4 carryRe = {};
+  I64x4 carryIm = {};
+  const uint64_t low = OuterLowCount(m);
+  for (uint64_t v = 0; v < m; v += 4) {
+    I32x8 columns[4];
+    const CV4 high = LoadC(twiddles + 8 * (low + v / low));
+    for (int i = 0; i < 4; i++) {
+      const CV4 lowPart = LoadC(twiddles + 8 * ((v + i) % low));
+      // With one high entry (m = S) that entry is 1.
+      const CV4 twiddle = m == low ? lowPart : Mul(high, lowPart);
+      const CV4 spectrum = MulConj(LoadC(x + 8 * (v + i)), twiddle);
+      const CV4 value = MulConj(LaneButterflyInverse(spectrum), lanes);
+      // Round half up, then carry in integers: the chain step is an add and a shift.
+      const I64x4 sumRe = IntegralToInt64(Floor(value.re + half)) + carryRe;
+      const I64x4 sumIm = IntegralToInt64(Floor(value.im + half)) + carryIm;
+      carryRe = Reinterpret<I64x4>(Reinterpret<U64x4>(sumRe + bias) >> pointBits) - biasShifted;
+      carryIm = Reinterpret<I64x4>(Reinterpret<U64x4>(sumIm + bias) >> pointBits) - biasShifted;
+      columns[i] =
+          __builtin_shufflevector(Reinterpret<I32x8>(sumRe & mask),
+                                  Reinterpret<I32x8>(sumIm & mask), 0, 2, 4, 6, 8, 10, 12, 14);
+    }
+    StoreColumns8x4(points + v, m, columns);
+  }
+  // Chain c began with no carry; its true carry-in enters at its first point and may run on.
+  int64_t pending = 0;
+  for (int chain = 0; chain < 8; chain++) {
+    uint32_t* start = points + chain * m;
+    for (uint64_t i = 0; i < m && pending != 0; i++) {
+      const int64_t sum = start[i] + pending;
+      start[i] = static_cast<uint32_t>(sum & mask);
+      pending = sum >> pointBits;
+    }
+    pending += chain < 4 ? carryRe[chain] : carryIm[chain - 4];
+  }
+  return pending;
+}
+
+// Adds `pending` at point 0 and carries upward; returns what leaves the top point.
+int64_t CarryIn(uint32_t* points, uint64_t count, uint32_t pointBits, int64_t pending) {
+  const int64_t mask = (int64_t{1} << pointBits) - 1;
+  for (uint64_t i = 0; i < count && pending != 0; i++) {
+    const int64_t sum = points[i] + pending;
+    points[i] = static_cast<uint32_t>(sum & mask);
+    pending = sum >> pointBits;
+  }
+  return pending;
+}
+
+uint32_t ReduceNegacyclic(uint32_t* points, uint64_t count, uint32_t pointBits, int64_t topCarry) {
+  // h = what leaves the top after −carry enters the bottom; h·2^(Lb) ≡ −h, |h| ≤ 1.
+  const int64_t high = CarryIn(points, count, pointBits, -topCarry);
+  if (high == 0 || CarryIn(points, count, pointBits, -high) == 0) return 0;
+  // The value ran from 0 down to −1, or from 2^(Lb) − 1 up to 2^(Lb): both are 2^(Lb) itself.
+  std::memset(points, 0, count * sizeof(uint32_t));
+  return 1;
+}
+
+}  // namespace zx::fft

@@ -1,0 +1,183 @@
+// Word ↔ point packers: one accumulator loop, instantiated for the fast widths with the width and
+// the group length as constants so that the compiler unrolls a whole group into shifts and masks.
+#include "multiply/fft/fft_points.hpp"
+
+#include <cstring>
+
+namespace zx::fft {
+namespace {
+
+// Words per group for the fast widths (0: no fast path); a group holds a whole number of points.
+constexpr uint64_t GroupWords(uint32_t bits) {
+  return bits == 8 || bits == 16 ? 1 : bits == 12 ? 3 : bits == 10 ? 5 : bits == 14 ? 7 : 0;
+}
+
+// Packs whole groups; returns the points written.
+template <uint32_t kBits>
+uint64_t PackGroups(const uint32_t* words, uint64_t count, uint32_t* points) {
+  constexpr uint64_t kGroup = GroupWords(kBits);
+  constexpr uint64_t kPoints = kGroup * 32 / kBits;
+  constexpr uint64_t kMask = (uint64_t{1} << kBits) - 1;
+  const uint64_t groups = count / kGroup;
+  for (uint64_t g = 0; g < groups; g++) {
+    const uint32_t* in = words + g * kGroup;
+    uint32_t* out = points + g * kPoints;
+    uint64_t accumulator = 0;
+    uint32_t held = 0;
+    uint64_t k = 0;
+#pragma GCC unroll 8
+    for (uint64_t w = 0; w < kGroup; w++) {
+      accumulator |= static_cast<uint64_t>(in[w]) << held;
+      held += 32;
+#pragma GCC unroll 4
+      while (held >= kBits) {
+        out[k++] = static_cast<uint32_t>(accumulator & kMask);
+        accumulator >>= kBits;
+        held -= kBits;
+      }
+    }
+  }
+  return groups * kPoints;
+}
+
+// General bit walker from word `start` (a point boundary) to the end of the operand.
+uint64_t PackRest(const uint32_t* words, uint64_t start, uint64_t count, uint32_t bits,
+                  uint32_t* points) {
+  const uint64_t mask = (uint64_t{1} << bits) - 1;
+  uint64_t accumulator = 0;
+  uint32_t held = 0;
+  uint64_t k = 0;
+  for (uint64_t w = start; w < count; w++) {
+    accumulator |= static_cast<uint64_t>(words[w]) << held;
+    held += 32;
+    while (held >= bits) {
+      points[k++] = static_cast<uint32_t>(accumulator & mask);
+      accumulator >>= bits;
+      held -= bits;
+    }
+  }
+  if (held > 0) points[k++] = static_cast<uint32_t>(accumulator);
+  return k;
+}
+
+// Unpacks whole groups of points starting at a group boundary; returns the words written.
+template <uint32_t kBits>
+uint64_t UnpackGroups(const uint32_t* points, uint64_t pointCount, uint32_t* words,
+                      uint64_t count) {
+  constexpr uint64_t kGroup = GroupWords(kBits);
+  constexpr uint64_t kPoints = kGroup * 32 / kBits;
+  uint64_t groups = count / kGroup;
+  if (groups > pointCount / kPoints) groups = pointCount / kPoints;
+  for (uint64_t g = 0; g < groups; g++) {
+    const uint32_t* in = points + g * kPoints;
+    uint32_t* out = words + g * kGroup;
+    uint64_t accumulator = 0;
+    uint32_t held = 0;
+    uint64_t k = 0;
+#pragma GCC unroll 16
+    for (uint64_t p = 0; p < kPoints; p++) {
+      accumulator |= static_cast<uint64_t>(in[p]) << held;
+      held += kBits;
+      if (held >= 32) {
+        out[k++] = static_cast<uint32_t>(accumulator);
+        accumulator >>= 32;
+        held -= 32;
+      }
+    }
+  }
+  return groups * kGroup;
+}
+
+// General walker: words from bit 32·firstWord on.
+void UnpackRest(const uint32_t* points, uint64_t pointCount, uint32_t bits, uint64_t firstWord,
+                uint32_t* words, uint64_t count) {
+  const uint64_t firstBit = 32 * firstWord;
+  uint64_t j = firstBit / bits;
+  const uint32_t skip = static_cast<uint32_t>(firstBit - j * bits);
+  uint64_t accumulator = j < pointCount ? points[j] >> skip : 0;
+  uint32_t held = bits - skip;
+  j++;
+  for (uint64_t k = 0; k < count; k++) {
+    while (held < 32) {
+      const uint64_t point = j < pointCount ? points[j] : 0;
+      accumulator |= point << held;
+      held += bits;
+      j++;
+    }
+    words[k] = static_cast<uint32_t>(accumulator);
+    accumulator >>= 32;
+    held -= 32;
+  }
+}
+
+template <uint32_t kBits>
+void Unpack(const uint32_t* points, uint64_t pointCount, uint64_t firstWord, uint32_t* words,
+            uint64_t count) {
+  constexpr uint64_t kGroup = GroupWords(kBits);
+  constexpr uint64_t kPoints = kGroup * 32 / kBits;
+  // The walker runs up to a group boundary, the groups follow, the walker takes the rest.
+  uint64_t lead = (kGroup - firstWord % kGroup) % kGroup;
+  if (lead > count) lead = count;
+  UnpackRest(points, pointCount, kBits, firstWord, words, lead);
+  const uint64_t start = firstWord + lead;
+  const uint64_t firstPoint = start / kGroup * kPoints;
+  const uint64_t done = firstPoint < pointCount
+                            ? UnpackGroups<kBits>(points + firstPoint, pointCount - firstPoint,
+                                                  words + lead, count - lead)
+                            : 0;
+  UnpackRest(points, pointCount, kBits, start + done, words + lead + done, count - lead - done);
+}
+
+}  // namespace
+
+uint64_t FieldCount(uint64_t count, uint32_t pointBits) {
+  return (32 * count + pointBits - 1) / pointBits;
+}
+
+void PackPoints(const uint32_t* words, uint64_t count, uint32_t pointBits, uint32_t* points,
+                uint64_t pointCount) {
+  uint64_t done = 0;
+  switch (pointBits) {
+    case 8:
+      done = PackGroups<8>(words, count, points);
+      break;
+    case 10:
+      done = PackGroups<10>(words, count, points);
+      break;
+    case 12:
+      done = PackGroups<12>(words, count, points);
+      break;
+    case 14:
+      done = PackGroups<14>(words, count, points);
+      break;
+    case 16:
+      done = PackGroups<16>(words, count, points);
+      break;
+    default:
+      break;
+  }
+  // Whole groups end on a point boundary, so the walker resumes exactly there.
+  const uint64_t startWord = done * pointBits / 32;
+  done += PackRest(words, startWord, count, pointBits, points + done);
+  if (pointCount > done) std::memset(points + done, 0, (pointCount - done) * sizeof(uint32_t));
+}
+
+void UnpackPoints(const uint32_t* points, uint64_t pointCount, uint32_t pointBits,
+                  uint64_t firstWord, uint32_t* words, uint64_t count) {
+  switch (pointBits) {
+    case 8:
+      return Unpack<8>(points, pointCount, firstWord, words, count);
+    case 10:
+      return Unpack<10>(points, pointCount, firstWord, words, count);
+    case 12:
+      return Unpack<12>(points, pointCount, firstWord, words, count);
+    case 14:
+      return Unpack<14>(points, pointCount, firstWord, words, count);
+    case 16:
+      return Unpack<16>(points, pointCount, firstWord, words, count);
+    default:
+      return UnpackRest(points, pointCount, pointBits, firstWord, words, count);
+  }
+}
+
+}  // namespace zx::fft

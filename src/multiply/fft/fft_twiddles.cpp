@@ -1,0 +1,224 @@
+// Construction and lookup of the prepared twiddle tables.
+#include "multiply/fft/fft_twiddles.hpp"
+
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include "shell/fatal.hpp"
+
+namespace zx {
+namespace {
+
+constexpr int kLevels = 40;
+// The butterfly stores its outputs k in lane order 0, 2, 1, 3 (see fft_outer.cpp).
+constexpr int kLaneOrder[4] = {0, 2, 1, 3};
+
+struct Family {
+  uint64_t base;                         // 1 or 3
+  std::atomic<double*> radix4[kLevels];  // level i: q = base·2^i vectors
+  std::atomic<double*> outer[kLevels];   // level i: n = base·2^i complex points
+  uint64_t reachPoints;                  // largest N prepared, 0 for none
+};
+
+Family gFamilies[2] = {{1, {}, {}, 0}, {3, {}, {}, 0}};
+std::mutex gPrepareMutex;
+std::atomic<uint64_t> gReachPoints{0};  // largest L covered
+
+Family& FamilyOf(uint64_t size) {
+  return gFamilies[size % 3 == 0 ? 1 : 0];
+}
+
+int LevelOf(const Family& family, uint64_t size) {
+  int level = 0;
+  for (uint64_t rest = size / family.base; rest > 1; rest >>= 1) level++;
+  return level;
+}
+
+double* AllocTable(uint64_t doubles) {
+  void* memory = std::aligned_alloc(64, ((doubles * sizeof(double) + 63) / 64) * 64);
+  if (memory == nullptr) FatalAllocation();
+  return static_cast<double*>(memory);
+}
+
+// e^(2πi·a/D) for 0 ≤ a < D, from the first octant: the quadrant is an exact rotation by i^q and
+// the upper half of each quadrant an exact swap of cosine and sine. The octant is computed in
+// extended precision (every 64th entry directly, the others as one extended product of that
+// entry and a small rotation, which errs far below a double's last bit) and rounded once, so
+// every factor is within about half an ulp.
+struct Circle {
+  int64_t denominator;  // D, a multiple of 8
+  double* cosSin;       // (cos, sin) of 2π·r/D for 0 ≤ r ≤ D/8
+
+  explicit Circle(int64_t d) : denominator(d), cosSin(AllocTable(2 * (d / 8 + 1))) {
+    constexpr int64_t kStride = 64;
+    const long double turn = 2.0L * 3.141592653589793238462643383279502884L / d;
+    long double stepCos[kStride];
+    long double stepSin[kStride];
+    for (int64_t j = 0; j < kStride; j++) {
+      stepCos[j] = std::cos(turn * j);
+      stepSin[j] = std::sin(turn * j);
+    }
+    for (int64_t base = 0; base <= d / 8; base += kStride) {
+      const long double baseCos = std::cos(turn * base);
+      const long double baseSin = std::sin(turn * base);
+      for (int64_t j = 0; j < kStride && base + j <= d / 8; j++) {
+        cosSin[2 * (base + j)] = static_cast<double>(baseCos * stepCos[j] - baseSin * stepSin[j]);
+        cosSin[2 * (base + j) + 1] =
+            static_cast<double>(baseSin * stepCos[j] + baseCos * stepSin[j]);
+      }
+    }
+  }
+  ~Circle() { std::free(cosSin); }
+  Circle(const Circle&) = delete;
+  Circle& operator=(const Circle&) = delete;
+
+  void Root(int64_t a, double* out) const {
+    const int64_t quarter = denominator / 4;
+    int64_t quadrant = 0;
+    while (a >= quarter) {
+      a -= quarter;
+      quadrant++;
+    }
+    double c;
+    double s;
+    if (a <= denominator / 8) {
+      c = cosSin[2 * a];
+      s = cosSin[2 * a + 1];
+    } else {
+      s = cosSin[2 * (quarter - a)];
+      c = cosSin[2 * (quarter - a) + 1];
+    }
+    for (int64_t i = 0; i < quadrant; i++) {
+      const double rotated = -s;
+      s = c;
+      c = rotated;
+    }
+    out[0] = c;
+    out[1] = s;
+  }
+};
+
+// index + step reduced into [0, d), for |step| < d.
+inline int64_t Advance(int64_t index, int64_t step, int64_t d) {
+  index += step;
+  if (index < 0) index += d;
+  if (index >= d) index -= d;
+  return index;
+}
+
+// Outer factors of one level (m vectors) from a circle of 4·n·stride parts: per lane the angle
+// index stride·v·(1 − 4k), low entries for v < S, high entries for v = u·S.
+void FillOuter(const Circle& circle, int64_t stride, uint64_t m, double* table) {
+  const uint64_t low = fft::OuterLowCount(m);
+  const int64_t d = circle.denominator;
+  auto fill = [&](uint64_t entry, int64_t v) {
+    for (int lane = 0; lane < 4; lane++) {
+      int64_t index = (stride * v * (1 - 4 * kLaneOrder[lane])) % d;
+      if (index < 0) index += d;
+      double root[2];
+      circle.Root(index, root);
+      table[8 * entry + lane] = root[0];
+      table[8 * entry + 4 + lane] = root[1];
+    }
+  };
+  for (uint64_t v = 0; v < low; v++) fill(v, static_cast<int64_t>(v));
+  for (uint64_t u = 0; u < m / low; u++) fill(low + u, static_cast<int64_t>(u * low));
+}
+
+uint64_t OuterDoubles(uint64_t m) {
+  return 8 * (fft::OuterLowCount(m) + m / fft::OuterLowCount(m));
+}
+
+// The largest level of a family for n complex points (n = 4m): its radix-4 factors (the smaller
+// levels copy every second entry), and the outer factors of every level not built yet, all from
+// one circle of 4n parts.
+void BuildFamily(Family& family, uint64_t n) {
+  const uint64_t m = n / 4;
+  const int64_t d = static_cast<int64_t>(4 * n);
+  const Circle circle(d);
+  const int topLevel = LevelOf(family, n);
+  double* top = AllocTable(6 * (m / 4 > 0 ? m / 4 : 1));
+  // w_m^(jk) = e^(−2πi·jk/m) = e^(2πi·(−16jk)/(4n)).
+  int64_t powers[3] = {0, 0, 0};
+  for (uint64_t j = 0; j < m / 4; j++) {
+    for (int k = 1; k <= 3; k++) {
+      circle.Root(powers[k - 1], top + 6 * j + 2 * (k - 1));
+      powers[k - 1] = Advance(powers[k - 1], -16 * k, d);
+    }
+  }
+  family.radix4[topLevel - 2].store(top, std::memory_order_release);
+  const double* above = top;
+  for (int level = topLevel - 3; level >= 0; level--) {
+    const uint64_t q = family.base << level;
+    if (q < 4 || q % 4 != 0 || family.radix4[level].load() != nullptr) break;
+    double* radix4 = AllocTable(6 * (q / 4));
+    for (uint64_t j = 0; j < q / 4; j++) std::memcpy(radix4 + 6 * j, above + 12 * j, 48);
+    family.radix4[level].store(radix4, std::memory_order_release);
+    above = radix4;
+  }
+  for (int level = topLevel; level >= 0; level--) {
+    const uint64_t levelN = family.base << level;
+    if (levelN < 32 || levelN / 4 % 4 != 0 || family.outer[level].load() != nullptr) break;
+    double* outer = AllocTable(OuterDoubles(levelN / 4));
+    FillOuter(circle, static_cast<int64_t>(n / levelN), levelN / 4, outer);
+    family.outer[level].store(outer, std::memory_order_release);
+  }
+}
+
+void PrepareFamily(Family& family, uint64_t n) {
+  if (n <= family.reachPoints || n < 32) return;
+  BuildFamily(family, n);
+  family.reachPoints = n;
+}
+
+}  // namespace
+
+void PrepareFftTwiddles(uint64_t points) {
+  if (FftTwiddlesReach(points)) return;
+  std::lock_guard<std::mutex> lock(gPrepareMutex);
+  const uint64_t n = points / 2;
+  PrepareFamily(FamilyOf(n), n);
+  // The other family up to its largest length below n: 3n/4 below 2^i, 2n/3 below 3·2^i.
+  PrepareFamily(gFamilies[n % 3 == 0 ? 0 : 1], n % 3 == 0 ? n / 3 * 2 : n / 4 * 3);
+  if (points > gReachPoints.load()) gReachPoints.store(points, std::memory_order_release);
+}
+
+bool FftTwiddlesReach(uint64_t points) {
+  return points <= gReachPoints.load(std::memory_order_acquire);
+}
+
+void ReleaseFftTwiddles() {
+  std::lock_guard<std::mutex> lock(gPrepareMutex);
+  for (Family& family : gFamilies) {
+    for (int level = 0; level < kLevels; level++) {
+      std::free(family.radix4[level].exchange(nullptr));
+      std::free(family.outer[level].exchange(nullptr));
+    }
+    family.reachPoints = 0;
+  }
+  gReachPoints.store(0);
+}
+
+namespace fft {
+
+uint64_t OuterLowCount(uint64_t m) {
+  // A power of two that divides m (m = 2^i or 3·2^i), so that the high part is m / S exactly.
+  const uint64_t powerOfTwo = m & (~m + 1);
+  return powerOfTwo < kOuterLowEntries ? powerOfTwo : kOuterLowEntries;
+}
+
+const double* Radix4Twiddles(uint64_t q) {
+  const Family& family = FamilyOf(q);
+  return family.radix4[LevelOf(family, q)].load(std::memory_order_acquire);
+}
+
+const double* OuterTwiddles(uint64_t n) {
+  const Family& family = FamilyOf(n);
+  return family.outer[LevelOf(family, n)].load(std::memory_order_acquire);
+}
+
+}  // namespace fft
+}  // namespace zx
