@@ -1,7 +1,5 @@
-// The front-end's three attempts on products in memory: a product that fails its check once is
-// recomputed as it was, twice through operands shifted one bit (a third failure is among the
-// stops in product_test.cpp). Faults come from the test hooks of the FFT and of the hybrid
-// transform, which also show where the dispatch hands products to the latter.
+// The front-end's three attempts: a product failing its check is recomputed as it was, then from
+// shifted operands (a third failure is among product_test's stops); faults from the test hooks.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -45,8 +43,7 @@ void InjectFaults(const RetryCase& c, uint32_t failures) {
 
 class MultiplyRetry : public ::testing::TestWithParam<RetryCase> {};
 
-// One and two failed checks: the exact console lines and the product of the unchanged operands,
-// which are themselves left as they were.
+// One and two failed checks: the exact lines, the right product, the operands unchanged.
 TEST_P(MultiplyRetry, RecoversWithTheRightProduct) {
   const RetryCase& c = GetParam();
   const bool square = c.lb == 0;
@@ -66,11 +63,8 @@ TEST_P(MultiplyRetry, RecoversWithTheRightProduct) {
     BigInt out;
     test::ConsoleCapture capture;
     InjectFaults(c, failures);
-    if (square) {
-      BigIntSquare(nullptr, x, out, c.t, 0, c.threads);
-    } else {
-      BigIntMultiply(nullptr, x, y, out, c.t, 0, c.threads);
-    }
+    square ? BigIntSquare(nullptr, x, out, c.t, 0, c.threads)
+           : BigIntMultiply(nullptr, x, y, out, c.t, 0, c.threads);
     InjectFaults(c, 0);
     EXPECT_EQ(capture.text(), test::RecoveryText(failures)) << what;
     Words got = WordsOf(out);
@@ -83,95 +77,69 @@ TEST_P(MultiplyRetry, RecoversWithTheRightProduct) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Shapes, MultiplyRetry,
-                         ::testing::Values(RetryCase{12000, 12000, 0, 0},
-                                           RetryCase{20000, 13000, 0, 1},
-                                           RetryCase{15000, 15000, 9001, 0},
-                                           RetryCase{12000, 0, 0, 1},
-                                           RetryCase{14000, 0, 7001, 0},
-                                           RetryCase{5000, 5000, 0, 0, true},
-                                           RetryCase{9000, 2000, 0, 0, true},
-                                           RetryCase{8000, 8000, 4001, 0, true},
-                                           RetryCase{6000, 0, 0, 0, true},
-                                           RetryCase{7000, 0, 3001, 0, true}));
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, MultiplyRetry,
+    ::testing::Values(RetryCase{12000, 12000, 0, 0}, RetryCase{20000, 13000, 0, 1},
+                      RetryCase{15000, 15000, 9001, 0}, RetryCase{12000, 0, 0, 1},
+                      RetryCase{14000, 0, 7001, 0}, RetryCase{5000, 5000, 0, 0, true},
+                      RetryCase{9000, 2000, 0, 0, true}, RetryCase{8000, 8000, 4001, 0, true},
+                      RetryCase{6000, 0, 0, 0, true}, RetryCase{7000, 0, 3001, 0, true}));
 
 struct DispatchCase {
   uint64_t n;
   bool square;
   uint32_t threads;
-  bool hybrid;  // the hybrid transform takes it, else the FFT
+  bool hybrid;      // the hybrid transform takes it, else the FFT
+  bool smallHeap;   // a heap with room for the hybrid transform only, as a disk-swapping run's
 };
-
-BigInt ProductOf(AllocationHeap* heap, const Words& a, const Words& b, bool square,
-                 uint32_t threads) {
-  BigInt x = Resident(a);
-  BigInt y = Resident(b);
-  BigInt out;
-  if (square) {
-    BigIntSquare(heap, x, out, 0, 0, threads);
-  } else {
-    BigIntMultiply(heap, x, y, out, 0, 0, threads);
-  }
-  BigIntRelease(y);
-  BigIntRelease(x);
-  return out;
-}
 
 class MultiplyDispatch : public ::testing::TestWithParam<DispatchCase> {};
 
-// With the FFT's tables prepared, only a product that the hybrid transform takes meets the
-// injected fault and prints the retry lines; either way the product is GMP's.
-TEST_P(MultiplyDispatch, TheHybridTransformTakesOverAtItsThreshold) {
+// Only a product the hybrid transform takes meets its injected fault; either way it is GMP's.
+TEST_P(MultiplyDispatch, TheHybridTransformTakesOverAtItsThresholdOrInASmallHeap) {
   const DispatchCase& c = GetParam();
   PrepareFftTables(c.n);
+  AllocationHeap heap;
+  if (c.smallHeap) {
+    const uint64_t heapBytes = HybridMultiplyMemoryBytes(c.n, c.n, 0, 0) + 8 * c.n + (1 << 20);
+    ASSERT_LT(heapBytes, FftMultiplyScratchBytes(c.n, c.n, 0));
+    HeapCreate(nullptr, &heap, heapBytes);
+  }
   std::mt19937_64 rng(test::TestSeed() + c.n);
   const Words a = test::RandomWords(rng, c.n);
   const Words b = c.square ? a : test::RandomWords(rng, c.n);
+  BigInt x = Resident(a);
+  BigInt y = Resident(b);
+  BigInt out;
+  AllocationHeap* const at = c.smallHeap ? &heap : nullptr;
   test::ConsoleCapture capture;
   HybridInjectFaults(1);
-  BigInt out = ProductOf(nullptr, a, b, c.square, c.threads);
+  c.square ? BigIntSquare(at, x, out, 0, 0, c.threads)
+           : BigIntMultiply(at, x, y, out, 0, 0, c.threads);
   HybridInjectFaults(0);
   const std::string what = std::to_string(c.n) + (c.square ? " square" : "") +
                            " T=" + std::to_string(c.threads);
   EXPECT_EQ(capture.text(), c.hybrid ? test::RecoveryText(1) : "") << what;
   EXPECT_TRUE(WordsOf(out) == test::GmpProduct(a, b)) << what;
   BigIntRelease(out);
+  BigIntRelease(y);
+  BigIntRelease(x);
+  if (c.smallHeap) HeapDestroy(&heap);
 }
 
-INSTANTIATE_TEST_SUITE_P(Thresholds, MultiplyDispatch,
-                         ::testing::Values(DispatchCase{kHybridThreadedMinWords - 1, false, 1, false},
-                                           DispatchCase{kHybridThreadedMinWords, false, 1, true},
-                                           DispatchCase{kHybridThreadedMinWords, true, 1, true},
-                                           DispatchCase{kHybridThreadedMinWords, false, 0, false},
-                                           DispatchCase{kHybridMinWords - 1, false, 0, false},
-                                           DispatchCase{kHybridMinWords - 1, true, 0, false},
-                                           DispatchCase{kHybridMinWords, false, 0, true},
-                                           DispatchCase{kHybridMinWords, true, 0, true}));
-
-// A heap with room for the hybrid transform but not for the FFT's arrays, as a disk-swapping
-// run's is, gets the product from the hybrid transform instead of stopping the run.
-TEST(MultiplyDispatchHeap, AHeapTooSmallForTheFftGetsTheHybridProduct) {
-  constexpr uint64_t n = 100000;
-  PrepareFftTables(n);
-  const uint64_t bytes = HybridMultiplyMemoryBytes(n, n, 0, 0) + (2 * n + 2) * sizeof(uint32_t);
-  const uint64_t heapBytes = bytes + (1 << 20);
-  ASSERT_LT(heapBytes, FftMultiplyScratchBytes(n, n, 0));
-  AllocationHeap heap;
-  HeapCreate(nullptr, &heap, heapBytes);
-  std::mt19937_64 rng(test::TestSeed() + 7);
-  const Words a = test::RandomWords(rng, n);
-  const Words b = test::RandomWords(rng, n);
-  for (const bool square : {false, true}) {
-    test::ConsoleCapture capture;
-    HybridInjectFaults(1);
-    BigInt out = ProductOf(&heap, a, b, square, 0);
-    HybridInjectFaults(0);
-    EXPECT_EQ(capture.text(), test::RecoveryText(1)) << square;
-    EXPECT_TRUE(WordsOf(out) == test::GmpProduct(a, square ? a : b)) << square;
-    BigIntRelease(out);
-  }
-  HeapDestroy(&heap);
-}
+constexpr uint64_t kThreaded = kHybridThreadedMinWords;
+INSTANTIATE_TEST_SUITE_P(
+    Thresholds, MultiplyDispatch,
+    ::testing::Values(DispatchCase{kThreaded - 1, false, 1, false, false},
+                      DispatchCase{kThreaded, false, 1, true, false},
+                      DispatchCase{kThreaded, true, 1, true, false},
+                      DispatchCase{kThreaded, false, 0, false, false},
+                      DispatchCase{kHybridMinWords - 1, false, 0, false, false},
+                      DispatchCase{kHybridMinWords - 1, true, 0, false, false},
+                      DispatchCase{kHybridMinWords, false, 0, true, false},
+                      DispatchCase{kHybridMinWords, true, 0, true, false},
+                      DispatchCase{100000, false, 0, true, true},
+                      DispatchCase{100000, true, 0, true, true}));
 
 }  // namespace
 }  // namespace zx
