@@ -164,5 +164,48 @@ TEST(EulerMascheroni, RowsAgreeWithMpfrInsideTheEstimate) {
   }
 }
 
+// With n = 2^e small, γ is far off but the sums are exact: A/B − e·ln 2 against the same sums
+// in MPFR (e = 0 has no logarithm, e = 1 uses Log(2) as it is). Where e^(−4n) is below the
+// precision the refinement is skipped and the result is the plain method's, word for word.
+TEST(EulerMascheroni, SmallExponentsAndTheSkippedRefinement) {
+  const uint64_t words = 12;
+  for (const uint32_t e : {0u, 1u, 3u}) {
+    mpfr_t a, b, term, harmonic, x;
+    for (mpfr_ptr v : {a, b, term, harmonic, x}) mpfr_init2(v, 32 * 40);
+    for (mpfr_ptr v : {a, harmonic}) mpfr_set_ui(v, 0, MPFR_RNDN);
+    for (mpfr_ptr v : {b, term}) mpfr_set_ui(v, 1, MPFR_RNDN);
+    const unsigned long n = 1ul << e;
+    for (unsigned long k = 1; k < 400; ++k) {  // (n^k/k!)² past 2^(−1280)
+      mpfr_mul_ui(term, term, n * n, MPFR_RNDN);
+      mpfr_div_ui(term, term, k * k, MPFR_RNDN);
+      mpfr_set_ui(x, 1, MPFR_RNDN);
+      mpfr_div_ui(x, x, k, MPFR_RNDN);
+      mpfr_add(harmonic, harmonic, x, MPFR_RNDN);
+      mpfr_add(b, b, term, MPFR_RNDN);
+      mpfr_mul(x, term, harmonic, MPFR_RNDN);
+      mpfr_add(a, a, x, MPFR_RNDN);
+    }
+    mpfr_div(a, a, b, MPFR_RNDN);
+    mpfr_const_log2(x, MPFR_RNDN);
+    mpfr_mul_ui(x, x, e, MPFR_RNDN);
+    mpfr_sub(a, a, x, MPFR_RNDN);
+    BigFloat plain;
+    EulerBrentMcMillan(nullptr, plain, nullptr, e, words, 0, 0);
+    EXPECT_GE(test::AgreeingWords(nullptr, plain, a), static_cast<double>(words)) << "e = " << e;
+    BigFloatRelease(plain);
+    for (mpfr_ptr v : {a, b, term, harmonic, x}) mpfr_clear(v);
+  }
+  // n = 1024: e^(−4n) is 187 words down, below a 12-word result.
+  BigFloat plain, refined;
+  test::ConsoleCapture output;
+  EulerBrentMcMillan(nullptr, plain, nullptr, 10, words, 1, 0);
+  output.Take();
+  EulerBrentMcMillanRefined(nullptr, refined, nullptr, 10, words, 1, 0);
+  EXPECT_NE(output.text().find("\nSeries C:\nSeries C not needed\n"), std::string::npos);
+  EXPECT_EQ(BigFloatCompareMagnitude(nullptr, plain, refined), 0);
+  BigFloatRelease(plain);
+  BigFloatRelease(refined);
+}
+
 }  // namespace
 }  // namespace zx

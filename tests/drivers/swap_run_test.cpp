@@ -1,8 +1,7 @@
 // Disk-swapping runs: the same digit files as in memory, whatever the number of disks, no swap
-// file left behind, and a clean stop when a swap disk fails under the run.
+// file left behind (a swap disk failing under the run is among the stopped runs), and the checks
+// before a run.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -13,7 +12,7 @@
 #include "drivers/run_checks.hpp"
 #include "drivers/run_driver.hpp"
 #include "menus/dialogues.hpp"
-#include "multiply/out_of_core/swap_memory.hpp"
+#include "menus/run_settings.hpp"
 #include "reference_digits.hpp"
 #include "runtime/swap_file.hpp"
 #include "test_support.hpp"
@@ -23,28 +22,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// The settings the menu makes for digits (a size-table constant: its row).
 RunSettings SettingsFor(uint64_t digits, uint32_t threads, uint32_t mode, const DiskList* disks,
                         const ConstantRun& run = kPiRun, int algorithm = 0) {
-  const auto swapBytes = run.swapEstimate != nullptr ? run.swapEstimate : SwapModeMemoryBytes;
-  RunSettings settings;
-  if (run.sizeTableMenu) {
-    const EulerSize size = EulerSizeOfRow(static_cast<uint32_t>(digits));
-    settings.sizeTableRow = static_cast<uint32_t>(digits);
-    settings.decimalDigits = size.decimalDigits;
-    settings.hexDigits = size.hexDigits;
-    settings.precisionWords = size.words;
-  } else {
-    settings.decimalDigits = digits;
-    settings.hexDigits = HexDigitsFor(digits);
-    settings.precisionWords = WordsFor(settings.hexDigits);
-  }
-  digits = settings.decimalDigits;
-  settings.threadExponent = threads;
-  settings.mode = mode;
+  const auto row = static_cast<uint32_t>(run.sizeTableMenu ? digits : 0);
+  DigitSettings digitSettings = row != 0 ? DigitSettingsForRow(row) : DigitSettingsFor(digits);
+  digitSettings.threadExponent = threads;
+  RunSettings settings = RunSettingsFor(run, algorithm, digitSettings, row, mode);
   settings.disks = disks;
-  settings.memoryBytes = mode == kModeDiskSwapping
-                             ? swapBytes(digits, threads) + 0x100000
-                             : run.algorithms[algorithm].memoryEstimate(settings.precisionWords, threads);
   return settings;
 }
 
@@ -159,43 +144,6 @@ INSTANTIATE_TEST_SUITE_P(
                       SwapCase{"EulerRefinedRow21", &kEulerRun, 0, "euler", 21, 1, 2, 2},
                       SwapCase{"EulerPlainRow21", &kEulerRun, 1, "euler", 21, 1, 2, 2}),
     SwapCaseName);
-
-// Files may grow to sizeBytes only: the first larger swap file finds the disk full.
-void LimitFileSize(rlim_t sizeBytes) {
-  signal(SIGXFSZ, SIG_IGN);
-  rlimit limit{};
-  limit.rlim_cur = sizeBytes;
-  limit.rlim_max = sizeBytes;
-  setrlimit(RLIMIT_FSIZE, &limit);
-}
-
-// A swap disk that cannot take the run's files ends the run with the swap file error and exit
-// code 1 before any digit is written.
-class SwapFailureTest : public SwapRunTest {
- protected:
-  void SetUp() override {
-    SwapRunTest::SetUp();
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    test::FeedStdin("");  // every retry pause meets the end of input
-  }
-};
-
-TEST_F(SwapFailureTest, AFullDiskStopsTheRun) {
-  const std::string disk = test::MakeTempDir("fulldisk");
-  DiskList disks;
-  AddDiskPath(disks, disk);
-  const RunSettings settings = SettingsFor(300000, 0, kModeDiskSwapping, &disks);
-  EXPECT_EXIT(
-      {
-        dup2(STDERR_FILENO, STDOUT_FILENO);
-        LimitFileSize(65536);
-        RunCompute(kPiRun, 0, settings);
-      },
-      ::testing::ExitedWithCode(1), "Swap File Error");
-  EXPECT_FALSE(fs::exists(work_ + "/Pi - Dec - Chudnovsky.txt"));
-  test::RemoveTree(disk);
-}
-
 
 // What a run checks before it starts: each row one shortfall and its line, or none.
 TEST_F(SwapRunTest, RoomIsCheckedBeforeTheRun) {
