@@ -9,6 +9,7 @@
 #include "drivers/constant_runs.hpp"
 #include "drivers/run_driver.hpp"
 #include "menus/dialogues.hpp"
+#include "menus/run_settings.hpp"
 #include "shell/console.hpp"
 
 namespace zx::bench {
@@ -42,9 +43,8 @@ namespace {
 
 // The first row of the size table with at least digits decimal digits (the last row if none).
 uint32_t RowFor(uint64_t digits) {
-  uint32_t row = kEulerFirstRow;
-  while (row < EulerLastRow() && EulerSizeOfRow(row).decimalDigits < digits) ++row;
-  return row;
+  const uint32_t row = EulerRowForDigits(digits);
+  return row != 0 ? row : EulerLastRow();
 }
 
 }  // namespace
@@ -56,23 +56,11 @@ uint64_t ZentrixDigitsNear(const BenchConstant& constant, uint64_t digits) {
 
 double ZentrixConstantSeconds(const BenchConstant& constant, uint64_t digits,
                               uint32_t threadExponent, uint64_t* estimateBytes) {
-  RunSettings settings;
-  if (constant.zentrixRun->sizeTableMenu) {
-    const uint32_t row = RowFor(digits);
-    const EulerSize size = EulerSizeOfRow(row);
-    settings.sizeTableRow = row;
-    settings.decimalDigits = size.decimalDigits;
-    settings.hexDigits = size.hexDigits;
-    settings.precisionWords = size.words;
-  } else {
-    settings.decimalDigits = digits;
-    settings.hexDigits = HexDigitsFor(digits);
-    settings.precisionWords = WordsFor(settings.hexDigits);
-  }
-  settings.threadExponent = threadExponent;
-  const MemoryEstimateFn estimate =
-      constant.zentrixRun->algorithms[constant.zentrixAlgorithm].memoryEstimate;
-  settings.memoryBytes = estimate(settings.precisionWords, threadExponent);
+  const uint32_t row = constant.zentrixRun->sizeTableMenu ? RowFor(digits) : 0;
+  DigitSettings sizes = row != 0 ? DigitSettingsForRow(row) : DigitSettingsFor(digits);
+  sizes.threadExponent = threadExponent;
+  const RunSettings settings = RunSettingsFor(*constant.zentrixRun, constant.zentrixAlgorithm,
+                                              sizes, row, kModeRamOnly);
   *estimateBytes = settings.memoryBytes;
   std::string transcript;
   ConsoleCaptureTo(&transcript);

@@ -8,7 +8,6 @@
 #include "constants/memory_estimate.hpp"
 #include "constants/pi.hpp"
 #include "constants/ratio_finish.hpp"
-#include "multiply/out_of_core/swap_memory.hpp"
 #include "newton/agm.hpp"
 #include "newton/inv_sqrt.hpp"
 #include "newton/reciprocal.hpp"
@@ -223,11 +222,6 @@ uint64_t CatalanLogSeriesMemory(uint64_t precisionWords, uint32_t threadExponent
   const uint64_t p = precisionWords;
   return std::max(BaseMemoryBytes(p, threadExponent, 1) + 48 * p,
                   LogMemory(p + 6, threadExponent) + 16 * (p + 8));
-}
-
-uint64_t CatalanSwapMemory(uint64_t decimalDigits, uint32_t threadExponent) {
-  const uint64_t bytes = SwapModeMemoryBytes(decimalDigits, threadExponent);
-  return bytes + bytes / 2;
 }
 
 uint64_t CatalanVerifyMemory(uint64_t precisionWords, uint32_t threadExponent) {

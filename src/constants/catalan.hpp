@@ -51,8 +51,5 @@ void ComputeCatalanLogSeriesSwap(AllocationHeap* heap, BigFloat& result, uint64_
 uint64_t CatalanLupasMemory(uint64_t precisionWords, uint32_t threadExponent);
 uint64_t CatalanLogSeriesMemory(uint64_t precisionWords, uint32_t threadExponent);
 uint64_t CatalanVerifyMemory(uint64_t precisionWords, uint32_t threadExponent);
-// Disk-swapping mode: the AGM of the second algorithm keeps its pair, their sum, a product and
-// an inverse square root's working numbers in memory at once, half as much again as a Pi run.
-uint64_t CatalanSwapMemory(uint64_t decimalDigits, uint32_t threadExponent);
 
 }  // namespace zx

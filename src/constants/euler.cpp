@@ -7,7 +7,6 @@
 #include "constants/logarithms.hpp"
 #include "constants/memory_estimate.hpp"
 #include "constants/series_sum.hpp"
-#include "multiply/out_of_core/swap_memory.hpp"
 #include "constants/stage_lines.hpp"
 #include "shell/console.hpp"
 #include "newton/reciprocal.hpp"
@@ -427,11 +426,6 @@ uint64_t EulerMemory(uint64_t precisionWords, uint32_t threadExponent) {
 
 uint64_t EulerVerifyMemory(uint64_t precisionWords, uint32_t threadExponent) {
   return BaseMemoryBytes(precisionWords, threadExponent, 2) + 76 * precisionWords;
-}
-
-uint64_t EulerSwapMemory(uint64_t decimalDigits, uint32_t threadExponent) {
-  const uint64_t bytes = SwapModeMemoryBytes(decimalDigits, threadExponent);
-  return bytes + bytes / 2;
 }
 
 EulerSize EulerSizeOfRow(uint32_t row) {

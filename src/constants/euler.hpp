@@ -83,10 +83,6 @@ void EulerBrentMcMillanRefinedSwap(AllocationHeap* heap, BigFloat& result, BigFl
 // base(p, k, 2) + 64·p; the verify run keeps a result and the Log(2) beside the second: + 76·p.
 uint64_t EulerMemory(uint64_t precisionWords, uint32_t threadExponent);
 uint64_t EulerVerifyMemory(uint64_t precisionWords, uint32_t threadExponent);
-// Disk-swapping mode: a merge of two segments of series A and B holds the in-memory segment's four
-// parts and the products of full-precision parts at once; runs at 7,286,243 digits peaked at 1.17
-// times the common model, so the heap is half as large again.
-uint64_t EulerSwapMemory(uint64_t decimalDigits, uint32_t threadExponent);
 
 // The size table of the Euler-Mascheroni menu: row k computes to x = 2^(k+3) − 20 nats.
 inline constexpr uint32_t kEulerFirstRow = 10;

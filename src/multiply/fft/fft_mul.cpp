@@ -12,7 +12,7 @@
 #include "multiply/fft/fft_points.hpp"
 #include "multiply/fft/fft_size_table.hpp"
 #include "multiply/fft/fft_twiddles.hpp"
-#include "multiply/hybrid/hybrid_mul.hpp"
+#include "multiply/product_check.hpp"
 #include "shell/fatal.hpp"
 
 namespace zx {
@@ -60,10 +60,7 @@ std::atomic<uint32_t> gFaultsLeft{0};
 
 // A planted fault: one digit of the next checked product changes.
 void MaybeCorrupt(uint32_t* digits) {
-  uint32_t left = gFaultsLeft.load();
-  while (left != 0 && !gFaultsLeft.compare_exchange_weak(left, left - 1)) {
-  }
-  if (left != 0) digits[0] ^= 1;
+  if (TakePlantedFault(gFaultsLeft)) digits[0] ^= 1;
 }
 #else
 void MaybeCorrupt(uint32_t*) {}

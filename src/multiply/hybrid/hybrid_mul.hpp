@@ -7,11 +7,10 @@
 
 #include <cstdint>
 
+#include "multiply/product_check.hpp"
 #include "runtime/allocation_heap.hpp"
 
 namespace zx {
-
-inline constexpr uint64_t kProductCheckFailed = ~uint64_t{0};
 
 // out gets la + lb − t words (truncation as for the FFT: low operand words that only feed
 // dropped words are skipped). Returns 0, kProductCheckFailed (a coefficient failed its check),

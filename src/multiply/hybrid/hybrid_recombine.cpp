@@ -175,12 +175,7 @@ bool SumRange(const HybridRecombineJob& job, uint64_t j0, uint64_t j1, uint32_t 
 
 }  // namespace
 
-bool HybridTakeFault() {
-  uint32_t left = gFaultsLeft.load();
-  while (left > 0 && !gFaultsLeft.compare_exchange_weak(left, left - 1)) {
-  }
-  return left > 0;
-}
+bool HybridTakeFault() { return TakePlantedFault(gFaultsLeft); }
 
 #if defined(ZX_TEST_HOOKS)
 void HybridSetFaults(uint32_t products) { gFaultsLeft.store(products); }

@@ -44,4 +44,9 @@ uint64_t SwapModeMemoryBytes(uint64_t decimalDigits, uint32_t threadExponent) {
   return std::max(fullProduct, staged) + kSlackBytes;
 }
 
+uint64_t SwapModeMemoryBytesHalfAgain(uint64_t decimalDigits, uint32_t threadExponent) {
+  const uint64_t bytes = SwapModeMemoryBytes(decimalDigits, threadExponent);
+  return bytes + bytes / 2;
+}
+
 }  // namespace zx

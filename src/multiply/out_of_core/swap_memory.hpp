@@ -11,5 +11,9 @@ namespace zx {
 // Bytes of heap for a disk-swapping run of decimalDigits digits with 2^k threads (before the
 // dialogue's extra megabyte).
 uint64_t SwapModeMemoryBytes(uint64_t decimalDigits, uint32_t threadExponent);
+// Half as much again, for computations that hold more full-precision numbers in memory at once
+// than a product and its operands (an AGM's pair, their sum and an inverse square root's working
+// numbers; a merge of four-part series nodes and their products).
+uint64_t SwapModeMemoryBytesHalfAgain(uint64_t decimalDigits, uint32_t threadExponent);
 
 }  // namespace zx
