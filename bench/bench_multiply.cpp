@@ -235,8 +235,8 @@ int MeasureCrossover(const Options& options, bool square) {
     AllocationHeap* heap = BenchHeap(std::max(FftMemoryBytes(n), MultiplyMemoryBytes(n, exponent)));
     uint64_t failures = 0;
     const auto fft = [&] {
-      failures += square ? FftSquare(heap, a.data(), n, fftOut.data(), 0)
-                         : FftMultiply(heap, a.data(), n, b.data(), n, fftOut.data(), 0);
+      failures += square ? FftSquare(heap, a.data(), n, fftOut.data(), 0, exponent)
+                         : FftMultiply(heap, a.data(), n, b.data(), n, fftOut.data(), 0, exponent);
     };
     const auto hybrid = [&] {
       failures +=

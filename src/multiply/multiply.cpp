@@ -31,17 +31,11 @@ constexpr uint64_t kSmallPiecesBytes = 64 << 10;
 // Pi runs up to 2^4 threads.
 constexpr uint64_t kSplitLevelWordsPerWord = 5;
 
-// The smallest operand length the hybrid transform takes with 2^threadExponent threads.
-uint64_t HybridFromWords(uint32_t threadExponent) {
-  return threadExponent == 0 ? kHybridMinWords : kHybridThreadedMinWords;
-}
-
 uint64_t MultiplyWords(AllocationHeap* heap, const uint32_t* a, uint64_t la, const uint32_t* b,
                        uint64_t lb, uint32_t* out, uint64_t t, uint32_t threadExponent) {
-  const uint64_t hybridWords = HybridFromWords(threadExponent);
   if (la != lb) {
     if (lb < kFftMinWords) return BasecaseMultiplyTruncated(heap, a, la, b, lb, out, t);
-    if (lb >= hybridWords) return HybridMultiply(heap, a, la, b, lb, out, t, threadExponent);
+    if (lb >= kHybridMinWords) return HybridMultiply(heap, a, la, b, lb, out, t, threadExponent);
     // A single transform needs tables for the whole product; longer shapes go in chunks. Such a
     // product may be long enough to share among threads; the hybrid transform keeps short ones
     // on one thread by itself.
@@ -49,25 +43,24 @@ uint64_t MultiplyWords(AllocationHeap* heap, const uint32_t* a, uint64_t la, con
       return HybridMultiply(heap, a, la, b, lb, out, t, threadExponent);
   } else {
     if (la < kFftMinWords) return BasecaseMultiplyTruncated(heap, a, la, b, lb, out, t);
-    if (la >= hybridWords || !FftTablesReach(2 * la)) {
+    if (la >= kHybridMinWords || !FftTablesReach(2 * la)) {
       return HybridMultiply(heap, a, la, b, lb, out, t, threadExponent);
     }
   }
   // The FFT takes several times the hybrid transform's memory; a heap sized for the latter (a
   // disk-swapping run's) gets the product from it instead of stopping the run.
-  const uint64_t status = FftMultiply(heap, a, la, b, lb, out, t);
+  const uint64_t status = FftMultiply(heap, a, la, b, lb, out, t, threadExponent);
   if (status == 0 || status == kProductCheckFailed) return status;
   return HybridMultiply(heap, a, la, b, lb, out, t, 0);
 }
 
 uint64_t SquareWords(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t* out, uint64_t t,
                      uint32_t threadExponent) {
-  const uint64_t hybridWords = HybridFromWords(threadExponent);
   if (n < kFftSquareMinWords) return BasecaseSquareTruncated(heap, a, n, out, t);
-  if (n >= hybridWords || !FftTablesReach(2 * n)) {
+  if (n >= kHybridMinWords || !FftTablesReach(2 * n)) {
     return HybridSquare(heap, a, n, out, t, threadExponent);
   }
-  const uint64_t status = FftSquare(heap, a, n, out, t);
+  const uint64_t status = FftSquare(heap, a, n, out, t, threadExponent);
   if (status == 0 || status == kProductCheckFailed) return status;
   return HybridSquare(heap, a, n, out, t, 0);
 }
@@ -263,7 +256,7 @@ uint64_t MultiplyMemoryBytes(uint64_t lengthWords, uint32_t threadExponent) {
   uint64_t algorithmBytes = 0;
   if (n < kFftMinWords) {
     algorithmBytes = BasecaseScratchBytes(n, n);
-  } else if (n < HybridFromWords(threadExponent)) {
+  } else if (n < kHybridMinWords) {
     algorithmBytes = FftMemoryBytes(n);
   } else {
     algorithmBytes = HybridMemoryEnvelopeBytes(2 * n, threadExponent);

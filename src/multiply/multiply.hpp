@@ -13,11 +13,11 @@ namespace zx {
 // Operand lengths at which the algorithms take over. The FFT took 0.3 to 0.5 of the hybrid
 // transform's time from 8,000 to 360,000 words on one thread (zentrix-bench crossover), so the
 // hybrid transform starts where the FFT's prepared tables end; past them its memory is a fraction
-// of the FFT's. With threads the hybrid transform shares the work and takes over earlier.
+// of the FFT's. Both share a product between two threads, the FFT at 0.4 to 0.6 of the hybrid
+// transform's time up to 362,000 words, so the switch does not depend on threads.
 inline constexpr uint64_t kFftMinWords = 58;
 inline constexpr uint64_t kFftSquareMinWords = 54;
 inline constexpr uint64_t kHybridMinWords = 500000;
-inline constexpr uint64_t kHybridThreadedMinWords = 250000;
 
 // min(threadExponent, the run's multiply-thread cap): the thread parameter callers pass to
 // products.

@@ -153,6 +153,37 @@ void ForkFlat(uint32_t count, const std::function<uint32_t(uint32_t part)>& body
   CheckExitCode(lastCode);
 }
 
+bool RunPairTogether(const std::function<uint32_t(uint32_t half)>& body) {
+  WorkerThread worker;
+  if (!StartThread(worker, [&body] { return body(0); })) {
+    Warn("Warning: Unable to create thread.\n");
+    return false;
+  }
+  const uint32_t code = body(1);
+  JoinThread(worker);
+  CheckExitCode(code);
+  return true;
+}
+
+void ArriveAndWait(PairBarrier& barrier) {
+  const uint32_t generation = barrier.generation.load(std::memory_order_acquire);
+  if (barrier.arrived.fetch_add(1, std::memory_order_acq_rel) == 1) {
+    barrier.arrived.store(0, std::memory_order_relaxed);
+    barrier.generation.store(generation + 1, std::memory_order_release);
+    return;
+  }
+  for (uint32_t spins = 0; barrier.generation.load(std::memory_order_acquire) == generation;
+       ++spins) {
+    if (spins >= 4096) {
+      std::this_thread::yield();
+    } else {
+#if defined(__x86_64__)
+      __builtin_ia32_pause();
+#endif
+    }
+  }
+}
+
 void FailNextThreadStarts(uint32_t failCount) {
   gFailingStarts.store(failCount);
 }

@@ -4,6 +4,7 @@
 // inline after a warning, so the result never depends on how many threads were had.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <utility>
@@ -39,6 +40,20 @@ void ForkJoin(AllocationHeap* heap, uint32_t splitThreads,
 // Runs parts 0..count−1, one thread each but the last, which runs on the calling thread; started
 // threads get raised priority and are joined in order.
 void ForkFlat(uint32_t count, const std::function<uint32_t(uint32_t part)>& body);
+
+// Runs body(0) on a new thread and body(1) on this one, for halves that wait for each other
+// between their steps and so cannot run one after the other. When the thread cannot be started,
+// "Warning: Unable to create thread.\n" is printed and nothing runs: the caller does the work
+// alone. A non-zero result ends the process as in ForkJoin.
+bool RunPairTogether(const std::function<uint32_t(uint32_t half)>& body);
+
+// Two threads meeting between the steps of shared work. Waiting spins briefly, then yields, so a
+// step that ends unevenly costs no system call while an oversubscribed machine still progresses.
+struct PairBarrier {
+  std::atomic<uint32_t> arrived{0};
+  std::atomic<uint32_t> generation{0};
+};
+void ArriveAndWait(PairBarrier& barrier);
 
 // Test hooks: make the next failCount thread starts fail, and count threads started so far.
 void FailNextThreadStarts(uint32_t failCount);

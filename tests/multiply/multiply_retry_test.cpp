@@ -83,7 +83,8 @@ INSTANTIATE_TEST_SUITE_P(
                       RetryCase{15000, 15000, 9001, 0}, RetryCase{12000, 0, 0, 1},
                       RetryCase{14000, 0, 7001, 0}, RetryCase{5000, 5000, 0, 0, true},
                       RetryCase{9000, 2000, 0, 0, true}, RetryCase{8000, 8000, 4001, 0, true},
-                      RetryCase{6000, 0, 0, 0, true}, RetryCase{7000, 0, 3001, 0, true}));
+                      RetryCase{6000, 0, 0, 0, true}, RetryCase{7000, 0, 3001, 0, true},
+                      RetryCase{20000, 20000, 0, 1, true}, RetryCase{30000, 0, 20001, 1, true}));
 
 struct DispatchCase {
   uint64_t n;
@@ -127,13 +128,10 @@ TEST_P(MultiplyDispatch, TheHybridTransformTakesOverAtItsThresholdOrInASmallHeap
   if (c.smallHeap) HeapDestroy(&heap);
 }
 
-constexpr uint64_t kThreaded = kHybridThreadedMinWords;
 INSTANTIATE_TEST_SUITE_P(
     Thresholds, MultiplyDispatch,
-    ::testing::Values(DispatchCase{kThreaded - 1, false, 1, false, false},
-                      DispatchCase{kThreaded, false, 1, true, false},
-                      DispatchCase{kThreaded, true, 1, true, false},
-                      DispatchCase{kThreaded, false, 0, false, false},
+    ::testing::Values(DispatchCase{kHybridMinWords - 1, false, 1, false, false},
+                      DispatchCase{kHybridMinWords, true, 1, true, false},
                       DispatchCase{kHybridMinWords - 1, false, 0, false, false},
                       DispatchCase{kHybridMinWords - 1, true, 0, false, false},
                       DispatchCase{kHybridMinWords, false, 0, true, false},

@@ -80,6 +80,15 @@ std::vector<ProductCase> ProductCases() {
     }
   }
   cases.push_back({P::kFft, 60, 0, 61, 0});
+  // Two threads sharing one transform: its smallest length, a long operand that fills more than
+  // half the points, truncation inside the top half, and the square.
+  for (ProductCase c : std::vector<ProductCase>{{P::kFft, 9000, 9000, 0, 1},
+                                                {P::kFft, 40000, 10000, 0, 1},
+                                                {P::kFft, 30000, 30000, 31000, 2},
+                                                {P::kFft, 12000, 0, 0, 1},
+                                                {P::kFft, 50001, 0, 99000, 1}}) {
+    cases.push_back(c);
+  }
   // Hybrid: its entry, a row's exact capacity (24544 words), ratios beyond 3, truncation, and
   // every thread budget on products whose passes, pointwise products and recombination split.
   for (ProductCase c : std::vector<ProductCase>{{P::kHybrid, 12000, 12000, 0, 0},

@@ -106,8 +106,9 @@ inline void CheckProduct(ProductPath path, const Words& a, const Words* b, uint6
                           : BasecaseMultiplyTruncated(nullptr, a.data(), la, other.data(), lb,
                                                       out.data(), t);
   } else if (path == ProductPath::kFft) {
-    status = b == nullptr ? FftSquare(nullptr, a.data(), la, out.data(), t)
-                          : FftMultiply(nullptr, a.data(), la, other.data(), lb, out.data(), t);
+    status = b == nullptr
+                 ? FftSquare(nullptr, a.data(), la, out.data(), t, threads)
+                 : FftMultiply(nullptr, a.data(), la, other.data(), lb, out.data(), t, threads);
   } else {
     status = b == nullptr
                  ? HybridSquare(nullptr, a.data(), la, out.data(), t, threads)

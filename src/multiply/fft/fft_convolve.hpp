@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 #include "multiply/fft/fft_size_table.hpp"
 
@@ -38,5 +39,13 @@ uint32_t ConvolveWithSpectrum(const FftSize& size, const uint32_t* words, uint64
 // workspace.points ← a·b modulo 2^(L·b) + 1 (b null: a²); returns the top as above.
 uint32_t ConvolveWords(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
                        uint64_t lb, const Workspace& workspace);
+
+// ConvolveWords on two threads (L ≥ 2^14 points): every pass shared by ranges, the quarters of the
+// lane transforms two each, the threads meeting between passes. finish(half) then runs on both
+// threads with the points final and *top set. False, with nothing done, when the second thread
+// could not be started.
+bool ConvolveWordsOnPair(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
+                         uint64_t lb, const Workspace& workspace, uint32_t* top,
+                         const std::function<void(uint32_t half)>& finish);
 
 }  // namespace zx::fft

@@ -72,6 +72,51 @@ uint64_t CheckResidue(uint32_t* digits, uint64_t count, uint32_t bits, uint64_t 
   return Residue(digits, count, bits) == expected ? 0 : kProductCheckFailed;
 }
 
+// r·2^k modulo M: the residue of a digit range that starts k bits up.
+uint64_t ShiftResidue(uint64_t r, uint64_t k) {
+  return MulResidues(r, uint64_t{1} << (k % kResidueBits));
+}
+
+// Below this many points a second thread costs more than it saves (a thread start and a dozen
+// meetings against a transform of about 0.3 ms).
+constexpr uint64_t kPairMinPoints = uint64_t{1} << 15;
+
+// A balanced product (b null: the square of a) of `size` on two threads, words t .. t + count − 1
+// into out, the residues of the operands and the points taken on the way by whichever half is
+// free. Returns false, with nothing done, when no second thread could be started.
+bool ProductOnPair(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
+                   uint64_t lb, const fft::Workspace& workspace, uint64_t t, uint32_t* out,
+                   uint64_t count, uint64_t* status) {
+  uint64_t operandResidue[2] = {0, 0};
+  uint64_t pointsResidue[2] = {0, 0};
+  uint32_t top = 0;
+  const uint64_t pointsMiddle = size.points / 2;
+  const uint64_t wordsMiddle = count / 2;
+  const auto finish = [&](uint32_t half) {
+    if (half == 0) {
+      operandResidue[0] = Residue(a, la, 32);
+      MaybeCorrupt(workspace.points);
+    } else if (b != nullptr) {
+      operandResidue[1] = Residue(b, lb, 32);
+    }
+    const uint64_t first = half == 0 ? 0 : pointsMiddle;
+    const uint64_t last = half == 0 ? pointsMiddle : size.points;
+    pointsResidue[half] = ShiftResidue(
+        Residue(workspace.points + first, last - first, size.pointBits), first * size.pointBits);
+    const uint64_t from = half == 0 ? 0 : wordsMiddle;
+    const uint64_t to = half == 0 ? wordsMiddle : count;
+    fft::UnpackPoints(workspace.points, size.points, size.pointBits, t + from, out + from,
+                      to - from);
+  };
+  if (!fft::ConvolveWordsOnPair(size, a, la, b, lb, workspace, &top, finish)) return false;
+  ZX_ASSERT(top == 0);
+  const uint64_t expected = MulResidues(operandResidue[0], b == nullptr ? operandResidue[0]
+                                                                          : operandResidue[1]);
+  const uint64_t got = (pointsResidue[0] + pointsResidue[1]) % kResidueModulus;
+  *status = got == expected ? 0 : kProductCheckFailed;
+  return true;
+}
+
 FftSize SizeFor(uint64_t productBits) {
   FftSize size;
   if (!ChooseFftSize(productBits, &size)) FftSizeExceeded();
@@ -201,15 +246,26 @@ uint64_t FftMemoryBytes(uint64_t n) {
 }
 
 uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const uint32_t* b,
-                     uint64_t lb, uint32_t* out, uint64_t t) {
+                     uint64_t lb, uint32_t* out, uint64_t t, uint32_t threadExponent) {
   if (t >= la + lb) return 0;
   const Operands o = Truncate(a, la, b, lb, t);
   const uint64_t bytes = FftMultiplyScratchBytes(la, lb, t);
   void* memory = AllocAligned16(heap, bytes);
   if (memory == nullptr) return bytes;
   const uint64_t total = o.la + o.lb;
-  const uint64_t expected = MulResidues(Residue(o.a, o.la, 32), Residue(o.b, o.lb, 32));
   uint64_t status = 0;
+  if (!Chunked(o) && threadExponent > 0) {
+    const FftSize size = SizeFor(32 * total);
+    if (size.points >= kPairMinPoints) {
+      EnsureTables(size.points);
+      if (ProductOnPair(size, o.a, o.la, o.b, o.lb, fft::CarveWorkspace(memory, size.points), o.t,
+                        out, total - o.t, &status)) {
+        Release(memory);
+        return status;
+      }
+    }
+  }
+  const uint64_t expected = MulResidues(Residue(o.a, o.la, 32), Residue(o.b, o.lb, 32));
   if (Chunked(o)) {
     uint32_t* product = out;
     void* work = memory;
@@ -233,7 +289,8 @@ uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const
   return status;
 }
 
-uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t* out, uint64_t t) {
+uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t* out, uint64_t t,
+                   uint32_t threadExponent) {
   if (t >= 2 * n) return 0;
   const TruncatedShape shape = TruncateOperands(n, n, t);
   const uint64_t kept = n - shape.dropA;
@@ -243,11 +300,18 @@ uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t
   const FftSize size = SizeFor(64 * kept);
   EnsureTables(size.points);
   const fft::Workspace workspace = fft::CarveSquareWorkspace(memory, size.points);
+  uint64_t status = 0;
+  if (threadExponent > 0 && size.points >= kPairMinPoints &&
+      ProductOnPair(size, a + shape.dropA, kept, nullptr, 0, workspace, shape.t, out,
+                    2 * kept - shape.t, &status)) {
+    Release(memory);
+    return status;
+  }
   [[maybe_unused]] const uint32_t top =
       fft::ConvolveWords(size, a + shape.dropA, kept, nullptr, 0, workspace);
   ZX_ASSERT(top == 0);
   const uint64_t root = Residue(a + shape.dropA, kept, 32);
-  const uint64_t status =
+  status =
       CheckResidue(workspace.points, size.points, size.pointBits, MulResidues(root, root));
   fft::UnpackPoints(workspace.points, size.points, size.pointBits, shape.t, out,
                     2 * kept - shape.t);

@@ -30,12 +30,14 @@ bool FftTablesReach(uint64_t productWords);
 // kept value may fall up to 2 below the exact one. Equal lengths, and ratios up to 4, take one
 // transform; longer ratios the chunked routine (the short operand's spectrum reused for pieces of
 // the long one). Tables missing for the transform are built on the way.
+// With a thread exponent above 0, products of one transform from 2^15 points run on two threads.
 [[nodiscard]] uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la,
-                                   const uint32_t* b, uint64_t lb, uint32_t* out, uint64_t t);
+                                   const uint32_t* b, uint64_t lb, uint32_t* out, uint64_t t,
+                                   uint32_t threadExponent);
 // out gets words t .. 2n − 1 of a²; one forward transform. Both entries check the product against
 // the residues of its operands and return kProductCheckFailed when they disagree.
 [[nodiscard]] uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t* out,
-                                 uint64_t t);
+                                 uint64_t t, uint32_t threadExponent);
 
 #if defined(ZX_TEST_HOOKS)
 // The next `products` checked FFT products each change one digit before the check.

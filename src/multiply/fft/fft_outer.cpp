@@ -65,19 +65,24 @@ inline CV4 LaneButterflyInverse(const CV4& y) {
 
 void OuterForward(double* x, const uint32_t* fields, uint64_t n, uint32_t pointBits,
                   bool halfZero) {
+  OuterForwardRange(x, fields, n, pointBits, halfZero, 0, n / 4);
+}
+
+void OuterForwardRange(double* x, const uint32_t* fields, uint64_t n, uint32_t pointBits,
+                       bool halfZero, uint64_t from, uint64_t to) {
   const uint64_t m = n / 4;
   const double* twiddles = OuterTwiddles(n);
   const CV4 lanes{kLaneRe, kLaneIm};
   const int32_t half = int32_t{1} << (pointBits - 1);
   // Lane c runs the chain of the c-th eighth of the points (lanes 4..7 are the imaginary inputs),
-  // started with the carry that eighth receives from below; the chain step is integer work of
-  // three instructions.
+  // started with the carry its part of that eighth receives from below; the chain step is integer
+  // work of three instructions.
   I32x8 carry;
   for (int c = 0; c < 8; c++) {
-    carry[c] = halfZero && c >= 4 ? 0 : BalancedCarryInto(fields, c * m, pointBits);
+    carry[c] = halfZero && c >= 4 ? 0 : BalancedCarryInto(fields, c * m + from, pointBits);
   }
   const uint64_t low = OuterLowCount(m);
-  for (uint64_t v = 0; v < m; v += 4) {
+  for (uint64_t v = from; v < to; v += 4) {
     I32x8 points[4];
     LoadColumns8x4(fields + v, m, halfZero, points);
     for (int i = 0; i < 4; i++) {
@@ -101,6 +106,13 @@ void OuterForward(double* x, const uint32_t* fields, uint64_t n, uint32_t pointB
 }
 
 int64_t OuterInverseCarry(const double* x, uint32_t* points, uint64_t n, uint32_t pointBits) {
+  ChainCarries carries;
+  OuterInverseRange(x, points, n, pointBits, 0, n / 4, &carries);
+  return JoinChains(points, n, pointBits, &carries, 1);
+}
+
+void OuterInverseRange(const double* x, uint32_t* points, uint64_t n, uint32_t pointBits,
+                       uint64_t from, uint64_t to, ChainCarries* carries) {
   const uint64_t m = n / 4;
   const double* twiddles = OuterTwiddles(n);
   const double scale = 1.0 / static_cast<double>(n);
@@ -114,7 +126,7 @@ int64_t OuterInverseCarry(const double* x, uint32_t* points, uint64_t n, uint32_
   I64x4 carryRe = {};
   I64x4 carryIm = {};
   const uint64_t low = OuterLowCount(m);
-  for (uint64_t v = 0; v < m; v += 4) {
+  for (uint64_t v = from; v < to; v += 4) {
     I32x8 columns[4];
     const CV4 high = LoadC(twiddles + 8 * (low + v / low));
     for (int i = 0; i < 4; i++) {
@@ -134,16 +146,32 @@ int64_t OuterInverseCarry(const double* x, uint32_t* points, uint64_t n, uint32_
     }
     StoreColumns8x4(points + v, m, columns);
   }
-  // Chain c began with no carry; its true carry-in enters at its first point and may run on.
+  carries->from = from;
+  carries->to = to;
+  for (int chain = 0; chain < 4; chain++) {
+    carries->out[chain] = carryRe[chain];
+    carries->out[chain + 4] = carryIm[chain];
+  }
+}
+
+int64_t JoinChains(uint32_t* points, uint64_t n, uint32_t pointBits, const ChainCarries* ranges,
+                   uint32_t count) {
+  const uint64_t m = n / 4;
+  const int64_t mask = (int64_t{1} << pointBits) - 1;
+  // Every part of a chain began with no carry; its true carry-in enters at its first point and
+  // may run on.
   int64_t pending = 0;
   for (int chain = 0; chain < 8; chain++) {
-    uint32_t* start = points + chain * m;
-    for (uint64_t i = 0; i < m && pending != 0; i++) {
-      const int64_t sum = start[i] + pending;
-      start[i] = static_cast<uint32_t>(sum & mask);
-      pending = sum >> pointBits;
+    for (uint32_t r = 0; r < count; r++) {
+      uint32_t* start = points + chain * m + ranges[r].from;
+      const uint64_t length = ranges[r].to - ranges[r].from;
+      for (uint64_t i = 0; i < length && pending != 0; i++) {
+        const int64_t sum = start[i] + pending;
+        start[i] = static_cast<uint32_t>(sum & mask);
+        pending = sum >> pointBits;
+      }
+      pending += ranges[r].out[chain];
     }
-    pending += chain < 4 ? carryRe[chain] : carryIm[chain - 4];
   }
   return pending;
 }

@@ -32,6 +32,23 @@ void OuterForward(double* x, const uint32_t* fields, uint64_t n, uint32_t pointB
 // the signed carry out of the top point.
 int64_t OuterInverseCarry(const double* x, uint32_t* points, uint64_t n, uint32_t pointBits);
 
+// The passes for vectors [from, to) of the N/4 (multiples of 4), so that threads can share them:
+// the forward pass starts each chain with the carry its range receives, which the fields below
+// decide; the inverse pass leaves the carries out of its part of each chain, which JoinChains
+// then carries through the later parts in order.
+void OuterForwardRange(double* x, const uint32_t* fields, uint64_t n, uint32_t pointBits,
+                       bool halfZero, uint64_t from, uint64_t to);
+struct ChainCarries {
+  uint64_t from = 0;
+  uint64_t to = 0;
+  int64_t out[8] = {};
+};
+void OuterInverseRange(const double* x, uint32_t* points, uint64_t n, uint32_t pointBits,
+                       uint64_t from, uint64_t to, ChainCarries* carries);
+// Returns the signed carry out of the top point, like OuterInverseCarry; ranges in order of from.
+int64_t JoinChains(uint32_t* points, uint64_t n, uint32_t pointBits, const ChainCarries* ranges,
+                   uint32_t count);
+
 // Folds a carry out of the top point back in, 2^(L·b) ≡ −1: afterwards the points hold the value
 // reduced modulo 2^(L·b) + 1, except that 2^(L·b) itself comes back as zero points and 1.
 uint32_t ReduceNegacyclic(uint32_t* points, uint64_t count, uint32_t pointBits, int64_t topCarry);

@@ -37,12 +37,13 @@ inline void Butterfly(CV4& a, CV4& b, CV4& c, CV4& d) {
 constexpr auto ForwardButterfly = Butterfly<false>;
 constexpr auto InverseButterfly = Butterfly<true>;
 
-void Radix4Forward(double* x, uint64_t q, const double* twiddles) {
+// Butterflies j in [from, to) of the pass; a whole pass runs them all.
+void Radix4Forward(double* x, uint64_t q, const double* twiddles, uint64_t from, uint64_t to) {
   const uint64_t s = q / 4;
   double* x1 = x + kVectorDoubles * s;
   double* x2 = x1 + kVectorDoubles * s;
   double* x3 = x2 + kVectorDoubles * s;
-  for (uint64_t j = 0; j < s; j++) {
+  for (uint64_t j = from; j < to; j++) {
     CV4 a = At(x, j);
     CV4 b = At(x1, j);
     CV4 c = At(x2, j);
@@ -56,12 +57,12 @@ void Radix4Forward(double* x, uint64_t q, const double* twiddles) {
   }
 }
 
-void Radix4Inverse(double* x, uint64_t q, const double* twiddles) {
+void Radix4Inverse(double* x, uint64_t q, const double* twiddles, uint64_t from, uint64_t to) {
   const uint64_t s = q / 4;
   double* x1 = x + kVectorDoubles * s;
   double* x2 = x1 + kVectorDoubles * s;
   double* x3 = x2 + kVectorDoubles * s;
-  for (uint64_t j = 0; j < s; j++) {
+  for (uint64_t j = from; j < to; j++) {
     const double* w = twiddles + 6 * j;
     CV4 a = At(x, j);
     CV4 b = MulScalarConj(At(x1, j), w[0], w[1]);
@@ -161,7 +162,7 @@ void ForwardBlock(double* x, uint64_t m) {
     }
     const double* twiddles = Radix4Twiddles(q);
     for (uint64_t block = 0; block < m; block += q) {
-      Radix4Forward(x + kVectorDoubles * block, q, twiddles);
+      Radix4Forward(x + kVectorDoubles * block, q, twiddles, 0, q / 4);
     }
   }
   if (q == 2) Radix2Groups(x, m);
@@ -181,7 +182,7 @@ void InverseBlock(double* x, uint64_t m) {
     }
     const double* twiddles = Radix4Twiddles(q);
     for (uint64_t block = 0; block < m; block += q) {
-      Radix4Inverse(x + kVectorDoubles * block, q, twiddles);
+      Radix4Inverse(x + kVectorDoubles * block, q, twiddles, 0, q / 4);
     }
   }
 }
@@ -200,7 +201,7 @@ void LaneForward(double* x, uint64_t m) {
     ForwardBlock(x, m);
     return;
   }
-  Radix4Forward(x, m, Radix4Twiddles(m));
+  Radix4Forward(x, m, Radix4Twiddles(m), 0, m / 4);
   const uint64_t quarter = m / 4;
   for (int k = 0; k < 4; k++) LaneForward(x + kVectorDoubles * quarter * k, quarter);
 }
@@ -212,7 +213,7 @@ void LaneInverse(double* x, uint64_t m) {
   }
   const uint64_t quarter = m / 4;
   for (int k = 0; k < 4; k++) LaneInverse(x + kVectorDoubles * quarter * k, quarter);
-  Radix4Inverse(x, m, Radix4Twiddles(m));
+  Radix4Inverse(x, m, Radix4Twiddles(m), 0, m / 4);
 }
 
 void LaneConvolve(double* x, const double* y, uint64_t m) {
@@ -223,13 +224,21 @@ void LaneConvolve(double* x, const double* y, uint64_t m) {
     return;
   }
   const double* twiddles = Radix4Twiddles(m);
-  Radix4Forward(x, m, twiddles);
+  Radix4Forward(x, m, twiddles, 0, m / 4);
   const uint64_t quarter = m / 4;
   for (int k = 0; k < 4; k++) {
     const uint64_t offset = kVectorDoubles * quarter * k;
     LaneConvolve(x + offset, y == nullptr ? nullptr : y + offset, quarter);
   }
-  Radix4Inverse(x, m, twiddles);
+  Radix4Inverse(x, m, twiddles, 0, m / 4);
+}
+
+void LaneForwardTop(double* x, uint64_t m, uint64_t from, uint64_t to) {
+  Radix4Forward(x, m, Radix4Twiddles(m), from, to);
+}
+
+void LaneInverseTop(double* x, uint64_t m, uint64_t from, uint64_t to) {
+  Radix4Inverse(x, m, Radix4Twiddles(m), from, to);
 }
 
 }  // namespace zx::fft

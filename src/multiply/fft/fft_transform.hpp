@@ -22,4 +22,11 @@ void LaneInverse(double* x, uint64_t m);
 // the forward and inverse passes of each leaf block run back to back while it is in cache.
 void LaneConvolve(double* x, const double* y, uint64_t m);
 
+// The first radix-4 pass of an m-vector transform (m > kLaneLeafVectors) for butterflies
+// [from, to) of its m/4, and its inverse: after the forward pass the four quarters of m/4
+// vectors are independent transforms, so threads may share the pass by ranges and then take
+// quarters each; the inverse pass joins them again.
+void LaneForwardTop(double* x, uint64_t m, uint64_t from, uint64_t to);
+void LaneInverseTop(double* x, uint64_t m, uint64_t from, uint64_t to);
+
 }  // namespace zx::fft
