@@ -185,9 +185,11 @@ INSTANTIATE_TEST_SUITE_P(Methods, BasecaseMethodTest, ::testing::ValuesIn(kMetho
 
 TEST(FftSizeTable, ChoosesTheFirstRowThatHoldsTheProduct) {
   // {bits, points, point bits}: 58 × 58 words fit 3·2^6 points of 20 bits; 84 words exactly
-  // fill 2^8 points of 21 bits; the last row holds 9663676416 bits and no more.
-  const uint64_t rows[][3] = {
-      {1, 64, 22}, {3712, 192, 20}, {5376, 256, 21}, {5377, 384, 20}, {9663676416u, 1u << 30, 9}};
+  // fill 2^8 points of 21 bits, one bit more takes 5·2^6 points of 20; 7·2^13 points of 17 bits
+  // are full at 974848 bits; the last row holds 9663676416 bits and no more.
+  const uint64_t rows[][3] = {{1, 64, 22},     {3712, 192, 20},         {5376, 256, 21},
+                              {5377, 320, 20}, {974848, 7u << 13, 17},  {974849, 1u << 16, 16},
+                              {9663676416u, 1u << 30, 9}};
   for (const auto& row : rows) {
     FftSize size;
     ASSERT_TRUE(ChooseFftSize(row[0], &size)) << row[0];
@@ -196,7 +198,7 @@ TEST(FftSizeTable, ChoosesTheFirstRowThatHoldsTheProduct) {
   }
   FftSize size;
   EXPECT_FALSE(ChooseFftSize(9663676417u, &size));
-  test::CheckFullFftRows(0, 16);
+  test::CheckFullFftRows(0, 31);
 }
 
 // Reduced ring elements of n + 1 words: 2^bit (bit < 32n), plus `low` in the lowest word.

@@ -1,7 +1,7 @@
-// The transform sizes of the floating-point FFT: 48 rows of a length L = m·2^k real points (m = 1
-// or 3) and a point width b, in ascending order of capacity L·b bits. Each row's b keeps the
-// rounding error of a product of two full operands safely below one half, so the table is the
-// only safety of this path: there is no run-time error test.
+// The transform sizes of the floating-point FFT: 94 rows of a length L = m·2^k real points (m = 1,
+// 3, 5 or 7) and a point width b, in ascending order of capacity L·b bits. Each row's b keeps the
+// rounding error of a product of two full operands safely below one half; the residue check of
+// every product is the second line of defence.
 #pragma once
 
 #include <cstdint>
@@ -11,14 +11,14 @@ namespace zx {
 struct FftSize {
   uint64_t points;      // L
   uint32_t pointBits;   // b
-  uint32_t lengthCode;  // 4k for L = 2^k, 4(k + 1) + 2 for L = 3·2^k
+  uint32_t lengthCode;  // FftCodeFromLength(L)
 };
 
-inline constexpr int kFftSizeRows = 48;
+inline constexpr int kFftSizeRows = 94;
 
 // L from a length code: c AND 3 selects 2^(c/4), 3·2^(c/4 − 1), 5·2^(c/4 − 2) or 7·2^(c/4 − 2).
 uint64_t FftLengthFromCode(uint32_t code);
-uint32_t FftCodeFromLength(uint64_t points);  // L = 2^k or 3·2^k
+uint32_t FftCodeFromLength(uint64_t points);  // L = 2^k, 3·2^k, 5·2^k or 7·2^k
 
 // Row r of the table, 0 ≤ r < kFftSizeRows (b as in the table, before the even-width rule).
 FftSize FftSizeRow(int row);

@@ -1,5 +1,5 @@
-// Lane transform kernels: radix-4 passes with table twiddles, and the closing radix-2, radix-3 or
-// radix-6 blocks (no twiddles beyond constants) that finish lengths 2·4^a, 3·4^a and 6·4^a.
+// Lane transform kernels: radix-4 passes with table twiddles, and the closing blocks of 2, 3, 5, 7
+// points or twice an odd count (no twiddles beyond constants) that finish lengths c·4^a.
 // A forward radix-4 pass at level q (span s = q/4) turns x[j + l·s] into quarter k's
 // y_k = Σ_l x[j + l·s]·(−i)^(lk), times w^(jk); the inverse pass undoes it with conjugates.
 #include "multiply/fft/fft_transform.hpp"
@@ -11,7 +11,6 @@ namespace zx::fft {
 namespace {
 
 constexpr uint64_t kVectorDoubles = 8;
-constexpr double kHalfRootThree = 0.86602540378443864676372317075294;
 
 inline CV4 At(const double* x, uint64_t i) {
   return LoadC(x + kVectorDoubles * i);
@@ -101,53 +100,125 @@ void Radix2Groups(double* x, uint64_t count) {
   }
 }
 
-// Three-point DFT of x[i], x[i + stride], x[i + 2·stride]; forward uses w3 = e^(−2πi/3).
-inline void Radix3(double* x, uint64_t i, uint64_t stride, bool inverse) {
-  const CV4 a = At(x, i);
-  const CV4 b = At(x, i + stride);
-  const CV4 c = At(x, i + 2 * stride);
-  const CV4 t = b + c;
-  const V4 half = Splat(0.5);
-  const CV4 middle{a.re - half * t.re, a.im - half * t.im};
-  const V4 h = Splat(inverse ? -kHalfRootThree : kHalfRootThree);
-  const CV4 u = MulMinusI(b - c);
-  const CV4 rotated{h * u.re, h * u.im};
-  Put(x, i, a + t);
-  Put(x, i + stride, middle + rotated);
-  Put(x, i + 2 * stride, middle - rotated);
-}
+// The factors of an odd-length DFT, R = 3, 5 or 7: cos and sin of 2π·jk/R for j, k < R/2 + 1, and
+// e^(−2πij/(2R)) for j < R, the twiddles of the radix-2 pass that doubles it. Computed once in
+// extended precision and rounded, like the tables.
+template <int R>
+struct OddFactors {
+  double cosine[R / 2 + 1][R / 2 + 1];
+  double sine[R / 2 + 1][R / 2 + 1];
+  double doubled[R][2];
 
-void Radix3Groups(double* x, uint64_t count, bool inverse) {
-  for (uint64_t g = 0; g < count; g += 3) Radix3(x, g, 1, inverse);
-}
-
-// Six points as a radix-2 pass (span 3, twiddles e^(−2πij/6)) and two three-point DFTs.
-void Radix6Groups(double* x, uint64_t count, bool inverse) {
-  static const double kSixth[3][2] = {{1.0, 0.0}, {0.5, -kHalfRootThree}, {-0.5, -kHalfRootThree}};
-  for (uint64_t g = 0; g < count; g += 6) {
-    double* block = x + kVectorDoubles * g;
-    if (!inverse) {
-      for (uint64_t j = 0; j < 3; j++) {
-        const CV4 a = At(block, j);
-        const CV4 b = At(block, j + 3);
-        Put(block, j, a + b);
-        Put(block, j + 3, MulScalar(a - b, kSixth[j][0], kSixth[j][1]));
+  OddFactors() {
+    const long double turn = 2.0L * 3.141592653589793238462643383279502884L / R;
+    for (int k = 1; k <= R / 2; k++) {
+      for (int j = 1; j <= R / 2; j++) {
+        cosine[k][j] = static_cast<double>(std::cos(turn * j * k));
+        sine[k][j] = static_cast<double>(std::sin(turn * j * k));
       }
     }
-    Radix3(block, 0, 1, inverse);
-    Radix3(block, 3, 1, inverse);
-    if (inverse) {
-      for (uint64_t j = 0; j < 3; j++) {
+    for (int j = 0; j < R; j++) {
+      doubled[j][0] = static_cast<double>(std::cos(turn * j / 2));
+      doubled[j][1] = static_cast<double>(-std::sin(turn * j / 2));
+    }
+  }
+};
+
+template <int R>
+const OddFactors<R>& FactorsOf() {
+  static const OddFactors<R> factors;
+  return factors;
+}
+
+// R-point DFT of x[i + l·stride], forward with w = e^(−2πi/R): the inputs pair up as sums and
+// differences of l and R − l, so each output pair k, R − k shares one real combination of the
+// sums and one of the differences, which the direction only rotates by ∓i.
+template <int R>
+inline void OddDft(double* x, uint64_t i, uint64_t stride, bool inverse, const OddFactors<R>& f) {
+  constexpr int kHalf = R / 2;
+  const CV4 a0 = At(x, i);
+  CV4 sum[kHalf + 1];
+  CV4 difference[kHalf + 1];
+  CV4 total = a0;
+  for (int j = 1; j <= kHalf; j++) {
+    const CV4 low = At(x, i + j * stride);
+    const CV4 high = At(x, i + (R - j) * stride);
+    sum[j] = low + high;
+    difference[j] = low - high;
+    total = total + sum[j];
+  }
+  for (int k = 1; k <= kHalf; k++) {
+    CV4 even = a0;
+    CV4 odd{Splat(0.0), Splat(0.0)};
+    for (int j = 1; j <= kHalf; j++) {
+      const V4 c = Splat(f.cosine[k][j]);
+      const V4 s = Splat(f.sine[k][j]);
+      even = CV4{even.re + c * sum[j].re, even.im + c * sum[j].im};
+      odd = CV4{odd.re + s * difference[j].re, odd.im + s * difference[j].im};
+    }
+    const CV4 turned = inverse ? MulI(odd) : MulMinusI(odd);
+    Put(x, i + k * stride, even + turned);
+    Put(x, i + (R - k) * stride, even - turned);
+  }
+  Put(x, i, total);
+}
+
+template <int R>
+void OddGroups(double* x, uint64_t count, bool inverse) {
+  const OddFactors<R>& f = FactorsOf<R>();
+  for (uint64_t g = 0; g < count; g += R) OddDft<R>(x, g, 1, inverse, f);
+}
+
+// 2R points as a radix-2 pass (span R, twiddles e^(−2πij/(2R))) and two R-point DFTs.
+template <int R>
+void DoubledOddGroups(double* x, uint64_t count, bool inverse) {
+  const OddFactors<R>& f = FactorsOf<R>();
+  for (uint64_t g = 0; g < count; g += 2 * R) {
+    double* block = x + kVectorDoubles * g;
+    if (!inverse) {
+      for (uint64_t j = 0; j < R; j++) {
         const CV4 a = At(block, j);
-        const CV4 b = MulScalarConj(At(block, j + 3), kSixth[j][0], kSixth[j][1]);
+        const CV4 b = At(block, j + R);
         Put(block, j, a + b);
-        Put(block, j + 3, a - b);
+        Put(block, j + R, MulScalar(a - b, f.doubled[j][0], f.doubled[j][1]));
+      }
+    }
+    OddDft<R>(block, 0, 1, inverse, f);
+    OddDft<R>(block, R, 1, inverse, f);
+    if (inverse) {
+      for (uint64_t j = 0; j < R; j++) {
+        const CV4 a = At(block, j);
+        const CV4 b = MulScalarConj(At(block, j + R), f.doubled[j][0], f.doubled[j][1]);
+        Put(block, j, a + b);
+        Put(block, j + R, a - b);
       }
     }
   }
 }
 
-// The closing block length after the radix-4 levels: 1, 2, 3 or 6.
+// The closing blocks: lengths 2, 3, 6, 5, 10, 7 and 14 (1 needs none).
+void ClosingGroups(double* x, uint64_t m, uint64_t closing, bool inverse) {
+  switch (closing) {
+    case 2:
+      return Radix2Groups(x, m);
+    case 3:
+      return OddGroups<3>(x, m, inverse);
+    case 6:
+      return DoubledOddGroups<3>(x, m, inverse);
+    case 5:
+      return OddGroups<5>(x, m, inverse);
+    case 10:
+      return DoubledOddGroups<5>(x, m, inverse);
+    case 7:
+      return OddGroups<7>(x, m, inverse);
+    case 14:
+      return DoubledOddGroups<7>(x, m, inverse);
+    default:
+      return;
+  }
+}
+
+// The closing block length after the radix-4 levels: 1, 2, 3, 6, 5, 10, 7 or 14.
 uint64_t ClosingLength(uint64_t m) {
   while (m % 4 == 0) m /= 4;
   return m;
@@ -165,16 +236,12 @@ void ForwardBlock(double* x, uint64_t m) {
       Radix4Forward(x + kVectorDoubles * block, q, twiddles, 0, q / 4);
     }
   }
-  if (q == 2) Radix2Groups(x, m);
-  if (q == 3) Radix3Groups(x, m, false);
-  if (q == 6) Radix6Groups(x, m, false);
+  ClosingGroups(x, m, q, false);
 }
 
 void InverseBlock(double* x, uint64_t m) {
   const uint64_t closing = ClosingLength(m);
-  if (closing == 2) Radix2Groups(x, m);
-  if (closing == 3) Radix3Groups(x, m, true);
-  if (closing == 6) Radix6Groups(x, m, true);
+  ClosingGroups(x, m, closing, true);
   for (uint64_t q = closing * 4; q <= m; q *= 4) {
     if (q == 4) {
       Radix4Groups<InverseButterfly>(x, m);

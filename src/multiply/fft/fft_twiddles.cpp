@@ -17,18 +17,18 @@ constexpr int kLevels = 40;
 constexpr int kLaneOrder[4] = {0, 2, 1, 3};
 
 struct Family {
-  uint64_t base;                         // 1 or 3
+  uint64_t base;                         // the length's odd factor: 1, 3, 5 or 7
   std::atomic<double*> radix4[kLevels];  // level i: q = base·2^i vectors
   std::atomic<double*> outer[kLevels];   // level i: n = base·2^i complex points
   uint64_t reachPoints;                  // largest N prepared, 0 for none
 };
 
-Family gFamilies[2] = {{1, {}, {}, 0}, {3, {}, {}, 0}};
+Family gFamilies[4] = {{1, {}, {}, 0}, {3, {}, {}, 0}, {5, {}, {}, 0}, {7, {}, {}, 0}};
 std::mutex gPrepareMutex;
 std::atomic<uint64_t> gReachPoints{0};  // largest L covered
 
 Family& FamilyOf(uint64_t size) {
-  return gFamilies[size % 3 == 0 ? 1 : 0];
+  return gFamilies[size % 3 == 0 ? 1 : size % 5 == 0 ? 2 : size % 7 == 0 ? 3 : 0];
 }
 
 int LevelOf(const Family& family, uint64_t size) {
@@ -180,9 +180,12 @@ void PrepareFftTwiddles(uint64_t points) {
   if (FftTwiddlesReach(points)) return;
   std::lock_guard<std::mutex> lock(gPrepareMutex);
   const uint64_t n = points / 2;
-  PrepareFamily(FamilyOf(n), n);
-  // The other family up to its largest length below n: 3n/4 below 2^i, 2n/3 below 3·2^i.
-  PrepareFamily(gFamilies[n % 3 == 0 ? 0 : 1], n % 3 == 0 ? n / 3 * 2 : n / 4 * 3);
+  // Every family up to its longest length not above n, so that every shorter row is covered.
+  for (Family& family : gFamilies) {
+    uint64_t length = family.base;
+    while (2 * length <= n) length *= 2;
+    PrepareFamily(family, length);
+  }
   if (points > gReachPoints.load()) gReachPoints.store(points, std::memory_order_release);
 }
 
@@ -205,7 +208,8 @@ void ReleaseFftTwiddles() {
 namespace fft {
 
 uint64_t OuterLowCount(uint64_t m) {
-  // A power of two that divides m (m = 2^i or 3·2^i), so that the high part is m / S exactly.
+  // A power of two that divides m (m = 2^i times 1, 3, 5 or 7), so that the high part is m / S
+  // exactly.
   const uint64_t powerOfTwo = m & (~m + 1);
   return powerOfTwo < kOuterLowEntries ? powerOfTwo : kOuterLowEntries;
 }
