@@ -17,7 +17,7 @@ namespace zx {
 // transform's time up to 362,000 words, so the switch does not depend on threads.
 inline constexpr uint64_t kFftMinWords = 58;
 inline constexpr uint64_t kFftSquareMinWords = 54;
-inline constexpr uint64_t kHybridMinWords = 500000;
+inline constexpr uint64_t kHybridMinWords = 1000000;
 
 // min(threadExponent, the run's multiply-thread cap): the thread parameter callers pass to
 // products.

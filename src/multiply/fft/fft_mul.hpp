@@ -12,7 +12,7 @@
 namespace zx {
 
 // Operands above this many words prepare no larger tables (they go to the hybrid transform).
-inline constexpr uint64_t kFftTableMaxWords = 500000;
+inline constexpr uint64_t kFftTableMaxWords = 1000000;
 // Shorter operands of the chunked routine go to the basecase.
 inline constexpr uint64_t kFftChunkMinWords = 58;
 
