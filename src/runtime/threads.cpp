@@ -153,7 +153,64 @@ void ForkFlat(uint32_t count, const std::function<uint32_t(uint32_t part)>& body
   CheckExitCode(lastCode);
 }
 
-bool RunPairTogether(const std::function<uint32_t(uint32_t half)>& body) {
+namespace {
+
+// Waits until `value` moves off `seen`: a short spin first, since the other side usually answers
+// within microseconds, then a sleep in the kernel.
+void AwaitChange(const std::atomic<uint32_t>& value, uint32_t seen) {
+  for (uint32_t spins = 0; spins < 1u << 10; ++spins) {
+    if (value.load(std::memory_order_acquire) != seen) return;
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#endif
+  }
+  while (value.load(std::memory_order_acquire) == seen) value.wait(seen, std::memory_order_acquire);
+}
+
+// The partner of RunPairTogether: one thread kept for the life of the process, so that a product
+// shared by two threads pays a wake-up instead of a thread start. It is never stopped; the process
+// ends around it.
+struct Partner {
+  std::atomic<uint32_t> posted{0};
+  std::atomic<uint32_t> finished{0};
+  const std::function<uint32_t(uint32_t)>* job = nullptr;
+  uint32_t exitCode = 0;
+};
+
+std::mutex gPartnerMutex;
+Partner* gPartner = nullptr;
+
+void PartnerLoop(Partner* partner) {
+  uint32_t seen = 0;
+  for (;;) {
+    AwaitChange(partner->posted, seen);
+    seen = partner->posted.load(std::memory_order_acquire);
+    partner->exitCode = (*partner->job)(0);
+    partner->finished.store(seen, std::memory_order_release);
+    partner->finished.notify_one();
+  }
+}
+
+// The partner, started on first use; null when no thread can be had (or test hooks make starts
+// fail, which only the per-call threads honour).
+Partner* PartnerOrNull() {
+  if (gPartner != nullptr) return gPartner;
+  if (gFailingStarts.load() != 0) return nullptr;
+  auto* partner = new (std::nothrow) Partner;
+  if (partner == nullptr) return nullptr;
+  try {
+    std::thread(PartnerLoop, partner).detach();
+  } catch (const std::exception&) {
+    delete partner;
+    return nullptr;
+  }
+  gStartedThreads.fetch_add(1);
+  gPartner = partner;
+  return partner;
+}
+
+// One half on a thread of its own, for callers that find the partner busy.
+bool RunPairOnNewThread(const std::function<uint32_t(uint32_t half)>& body) {
   WorkerThread worker;
   if (!StartThread(worker, [&body] { return body(0); })) {
     Warn("Warning: Unable to create thread.\n");
@@ -161,6 +218,24 @@ bool RunPairTogether(const std::function<uint32_t(uint32_t half)>& body) {
   }
   const uint32_t code = body(1);
   JoinThread(worker);
+  CheckExitCode(code);
+  return true;
+}
+
+}  // namespace
+
+bool RunPairTogether(const std::function<uint32_t(uint32_t half)>& body) {
+  std::unique_lock<std::mutex> lock(gPartnerMutex, std::try_to_lock);
+  Partner* partner = lock.owns_lock() ? PartnerOrNull() : nullptr;
+  if (partner == nullptr) return RunPairOnNewThread(body);
+  partner->job = &body;
+  const uint32_t ticket = partner->posted.load(std::memory_order_relaxed) + 1;
+  const uint32_t before = partner->finished.load(std::memory_order_relaxed);
+  partner->posted.store(ticket, std::memory_order_release);
+  partner->posted.notify_one();
+  const uint32_t code = body(1);
+  AwaitChange(partner->finished, before);
+  CheckExitCode(partner->exitCode);
   CheckExitCode(code);
   return true;
 }

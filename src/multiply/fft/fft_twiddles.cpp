@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <vector>
 
 #include "shell/fatal.hpp"
 
@@ -44,36 +45,37 @@ double* AllocTable(uint64_t doubles) {
 }
 
 // e^(2πi·a/D) for 0 ≤ a < D, from the first octant: the quadrant is an exact rotation by i^q and
-// the upper half of each quadrant an exact swap of cosine and sine. The octant is computed in
-// extended precision (every 64th entry directly, the others as one extended product of that
-// entry and a small rotation, which errs far below a double's last bit) and rounded once, so
-// every factor is within about half an ulp.
+// the upper half of each quadrant an exact swap of cosine and sine. An octant entry is one extended
+// product of a coarse entry (every 64th, computed directly) and a small rotation, which errs far
+// below a double's last bit, rounded once, so every factor is within about half an ulp. Entries
+// are formed only when asked for: the tables read a sixteenth of the circle or less.
 struct Circle {
   int64_t denominator;  // D, a multiple of 8
-  double* cosSin;       // (cos, sin) of 2π·r/D for 0 ≤ r ≤ D/8
+  static constexpr int64_t kStride = 64;
+  std::vector<long double> coarse;  // (cos, sin) of 2π·64c/D for 64c ≤ D/8 + 63
+  long double stepCos[kStride];
+  long double stepSin[kStride];
 
-  explicit Circle(int64_t d) : denominator(d), cosSin(AllocTable(2 * (d / 8 + 1))) {
-    constexpr int64_t kStride = 64;
+  explicit Circle(int64_t d) : denominator(d), coarse(2 * (d / 8 / kStride + 2)) {
     const long double turn = 2.0L * 3.141592653589793238462643383279502884L / d;
-    long double stepCos[kStride];
-    long double stepSin[kStride];
     for (int64_t j = 0; j < kStride; j++) {
       stepCos[j] = std::cos(turn * j);
       stepSin[j] = std::sin(turn * j);
     }
-    for (int64_t base = 0; base <= d / 8; base += kStride) {
-      const long double baseCos = std::cos(turn * base);
-      const long double baseSin = std::sin(turn * base);
-      for (int64_t j = 0; j < kStride && base + j <= d / 8; j++) {
-        cosSin[2 * (base + j)] = static_cast<double>(baseCos * stepCos[j] - baseSin * stepSin[j]);
-        cosSin[2 * (base + j) + 1] =
-            static_cast<double>(baseSin * stepCos[j] + baseCos * stepSin[j]);
-      }
+    for (uint64_t c = 0; 2 * c < coarse.size(); c++) {
+      coarse[2 * c] = std::cos(turn * static_cast<long double>(c * kStride));
+      coarse[2 * c + 1] = std::sin(turn * static_cast<long double>(c * kStride));
     }
   }
-  ~Circle() { std::free(cosSin); }
-  Circle(const Circle&) = delete;
-  Circle& operator=(const Circle&) = delete;
+
+  // (cos, sin) of 2π·r/D for 0 ≤ r ≤ D/8.
+  void Octant(int64_t r, double* c, double* s) const {
+    const long double baseCos = coarse[2 * (r / kStride)];
+    const long double baseSin = coarse[2 * (r / kStride) + 1];
+    const int64_t j = r % kStride;
+    *c = static_cast<double>(baseCos * stepCos[j] - baseSin * stepSin[j]);
+    *s = static_cast<double>(baseSin * stepCos[j] + baseCos * stepSin[j]);
+  }
 
   void Root(int64_t a, double* out) const {
     const int64_t quarter = denominator / 4;
@@ -85,11 +87,9 @@ struct Circle {
     double c;
     double s;
     if (a <= denominator / 8) {
-      c = cosSin[2 * a];
-      s = cosSin[2 * a + 1];
+      Octant(a, &c, &s);
     } else {
-      s = cosSin[2 * (quarter - a)];
-      c = cosSin[2 * (quarter - a) + 1];
+      Octant(quarter - a, &s, &c);
     }
     for (int64_t i = 0; i < quadrant; i++) {
       const double rotated = -s;
