@@ -1,5 +1,5 @@
-// Word ↔ point packers: one accumulator loop, instantiated for the fast widths with the width and
-// the group length as constants so that the compiler unrolls a whole group into shifts and masks.
+// Word ↔ point packers: one accumulator loop, instantiated for every width the size table uses, so
+// that the compiler unrolls a whole group into shifts and masks.
 #include "multiply/fft/fft_points.hpp"
 
 #include <cstring>
@@ -7,9 +7,15 @@
 namespace zx::fft {
 namespace {
 
-// Words per group for the fast widths (0: no fast path); a group holds a whole number of points.
+// Words per group: the fewest that hold a whole number of points, b / gcd(b, 32).
 constexpr uint64_t GroupWords(uint32_t bits) {
-  return bits == 8 || bits == 16 ? 1 : bits == 12 ? 3 : bits == 10 ? 5 : bits == 14 ? 7 : 0;
+  uint32_t common = 32;
+  for (uint32_t r = bits; r != 0;) {
+    const uint32_t next = common % r;
+    common = r;
+    r = next;
+  }
+  return bits / common;
 }
 
 // Packs whole groups; returns the points written.
@@ -25,11 +31,11 @@ uint64_t PackGroups(const uint32_t* words, uint64_t count, uint32_t* points) {
     uint64_t accumulator = 0;
     uint32_t held = 0;
     uint64_t k = 0;
-#pragma GCC unroll 8
+#pragma GCC unroll 32
     for (uint64_t w = 0; w < kGroup; w++) {
       accumulator |= static_cast<uint64_t>(in[w]) << held;
       held += 32;
-#pragma GCC unroll 4
+#pragma GCC unroll 32
       while (held >= kBits) {
         out[k++] = static_cast<uint32_t>(accumulator & kMask);
         accumulator >>= kBits;
@@ -74,7 +80,7 @@ uint64_t UnpackGroups(const uint32_t* points, uint64_t pointCount, uint32_t* wor
     uint64_t accumulator = 0;
     uint32_t held = 0;
     uint64_t k = 0;
-#pragma GCC unroll 16
+#pragma GCC unroll 32
     for (uint64_t p = 0; p < kPoints; p++) {
       accumulator |= static_cast<uint64_t>(in[p]) << held;
       held += kBits;
@@ -128,6 +134,31 @@ void Unpack(const uint32_t* points, uint64_t pointCount, uint64_t firstWord, uin
   UnpackRest(points, pointCount, kBits, start + done, words + lead + done, count - lead - done);
 }
 
+// Widths 8 to 22 run with the width known to the compiler.
+template <template <uint32_t> class Fn, uint32_t kBits = 8>
+auto ForWidth(uint32_t bits, auto&&... args) {
+  if constexpr (kBits < 22) {
+    if (bits != kBits) return ForWidth<Fn, kBits + 1>(bits, args...);
+  }
+  return Fn<kBits>::Run(args...);
+}
+
+template <uint32_t kBits>
+struct PackWith {
+  static uint64_t Run(const uint32_t* words, uint64_t count, uint32_t* points) {
+    return PackGroups<kBits>(words, count, points);
+  }
+};
+
+template <uint32_t kBits>
+struct UnpackWith {
+  static int Run(const uint32_t* points, uint64_t pointCount, uint64_t firstWord, uint32_t* words,
+                 uint64_t count) {
+    Unpack<kBits>(points, pointCount, firstWord, words, count);
+    return 0;
+  }
+};
+
 }  // namespace
 
 uint64_t FieldCount(uint64_t count, uint32_t pointBits) {
@@ -136,47 +167,22 @@ uint64_t FieldCount(uint64_t count, uint32_t pointBits) {
 
 void PackPoints(const uint32_t* words, uint64_t count, uint32_t pointBits, uint32_t* points,
                 uint64_t pointCount) {
-  uint64_t done = 0;
-  switch (pointBits) {
-    case 8:
-      done = PackGroups<8>(words, count, points);
-      break;
-    case 10:
-      done = PackGroups<10>(words, count, points);
-      break;
-    case 12:
-      done = PackGroups<12>(words, count, points);
-      break;
-    case 14:
-      done = PackGroups<14>(words, count, points);
-      break;
-    case 16:
-      done = PackGroups<16>(words, count, points);
-      break;
-    default:
-      break;
-  }
+  const uint64_t done =
+      pointBits >= 8 && pointBits <= 22 ? ForWidth<PackWith>(pointBits, words, count, points) : 0;
   // Whole groups end on a point boundary, so the walker resumes exactly there.
   const uint64_t startWord = done * pointBits / 32;
-  done += PackRest(words, startWord, count, pointBits, points + done);
-  if (pointCount > done) std::memset(points + done, 0, (pointCount - done) * sizeof(uint32_t));
+  const uint64_t rest = PackRest(words, startWord, count, pointBits, points + done);
+  if (pointCount > done + rest) {
+    std::memset(points + done + rest, 0, (pointCount - done - rest) * sizeof(uint32_t));
+  }
 }
 
 void UnpackPoints(const uint32_t* points, uint64_t pointCount, uint32_t pointBits,
                   uint64_t firstWord, uint32_t* words, uint64_t count) {
-  switch (pointBits) {
-    case 8:
-      return Unpack<8>(points, pointCount, firstWord, words, count);
-    case 10:
-      return Unpack<10>(points, pointCount, firstWord, words, count);
-    case 12:
-      return Unpack<12>(points, pointCount, firstWord, words, count);
-    case 14:
-      return Unpack<14>(points, pointCount, firstWord, words, count);
-    case 16:
-      return Unpack<16>(points, pointCount, firstWord, words, count);
-    default:
-      return UnpackRest(points, pointCount, pointBits, firstWord, words, count);
+  if (pointBits >= 8 && pointBits <= 22) {
+    ForWidth<UnpackWith>(pointBits, points, pointCount, firstWord, words, count);
+  } else {
+    UnpackRest(points, pointCount, pointBits, firstWord, words, count);
   }
 }
 

@@ -1,8 +1,9 @@
 // Packers between words and the b-bit points of a transform. Points are consecutive b-bit fields
-// of the number, least significant first. Widths 8, 10, 12, 14 and 16 take whole groups of 1, 5, 3,
-// 7 and 1 words at a time with the width known to the compiler, so a group compiles to straight
-// shifts and masks; other widths use the general bit walker. Both directions run one 64-bit
-// accumulator, which never holds more than b + 31 bits. (The outer pass balances the fields.)
+// of the number, least significant first. Widths 8 to 22 take whole groups of b / gcd(b, 32) words
+// at a time with the width known to the compiler, so a group compiles to straight shifts and
+// masks; other widths, and the ends of an operand, use the general bit walker. Both directions
+// run one 64-bit accumulator, which never holds more than b + 31 bits. (The outer pass balances
+// the fields.)
 #pragma once
 
 #include <cstdint>
