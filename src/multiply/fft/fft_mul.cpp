@@ -72,6 +72,19 @@ uint64_t CheckResidue(uint32_t* digits, uint64_t count, uint32_t bits, uint64_t 
   return Residue(digits, count, bits) == expected ? 0 : kProductCheckFailed;
 }
 
+// Unpacks words t .. t + count − 1 of the product and checks it: on the words themselves when the
+// whole product is kept (a quarter of the points' bytes), else on the points.
+uint64_t UnpackChecked(const FftSize& size, uint32_t* points, uint64_t t, uint32_t* out,
+                       uint64_t count, uint64_t expected) {
+  if (t > 0) {
+    const uint64_t status = CheckResidue(points, size.points, size.pointBits, expected);
+    fft::UnpackPoints(points, size.points, size.pointBits, t, out, count);
+    return status;
+  }
+  fft::UnpackPoints(points, size.points, size.pointBits, 0, out, count);
+  return CheckResidue(out, count, 32, expected);
+}
+
 // r·2^k modulo M: the residue of a digit range that starts k bits up.
 uint64_t ShiftResidue(uint64_t r, uint64_t k) {
   return MulResidues(r, uint64_t{1} << (k % kResidueBits));
@@ -82,37 +95,44 @@ uint64_t ShiftResidue(uint64_t r, uint64_t k) {
 constexpr uint64_t kPairMinPoints = uint64_t{1} << 15;
 
 // A balanced product (b null: the square of a) of `size` on two threads, words t .. t + count − 1
-// into out, the residues of the operands and the points taken on the way by whichever half is
-// free. Returns false, with nothing done, when no second thread could be started.
+// into out, the residues of the operands and of the product (as UnpackChecked takes it) formed on
+// the way by whichever half is free. Returns false, with nothing done, when no second thread could be started.
 bool ProductOnPair(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
                    uint64_t lb, const fft::Workspace& workspace, uint64_t t, uint32_t* out,
                    uint64_t count, uint64_t* status) {
   uint64_t operandResidue[2] = {0, 0};
-  uint64_t pointsResidue[2] = {0, 0};
+  uint64_t productResidue[2] = {0, 0};
   uint32_t top = 0;
   const uint64_t pointsMiddle = size.points / 2;
   const uint64_t wordsMiddle = count / 2;
   const auto finish = [&](uint32_t half) {
     if (half == 0) {
       operandResidue[0] = Residue(a, la, 32);
-      MaybeCorrupt(workspace.points);
     } else if (b != nullptr) {
       operandResidue[1] = Residue(b, lb, 32);
     }
-    const uint64_t first = half == 0 ? 0 : pointsMiddle;
-    const uint64_t last = half == 0 ? pointsMiddle : size.points;
-    pointsResidue[half] = ShiftResidue(
-        Residue(workspace.points + first, last - first, size.pointBits), first * size.pointBits);
     const uint64_t from = half == 0 ? 0 : wordsMiddle;
     const uint64_t to = half == 0 ? wordsMiddle : count;
+    if (t > 0) {
+      if (half == 0) MaybeCorrupt(workspace.points);
+      const uint64_t first = half == 0 ? 0 : pointsMiddle;
+      const uint64_t last = half == 0 ? pointsMiddle : size.points;
+      productResidue[half] =
+          ShiftResidue(Residue(workspace.points + first, last - first, size.pointBits),
+                       first * size.pointBits);
+    }
     fft::UnpackPoints(workspace.points, size.points, size.pointBits, t + from, out + from,
                       to - from);
+    if (t == 0) {
+      if (half == 0) MaybeCorrupt(out);
+      productResidue[half] = ShiftResidue(Residue(out + from, to - from, 32), 32 * from);
+    }
   };
   if (!fft::ConvolveWordsOnPair(size, a, la, b, lb, workspace, &top, finish)) return false;
   ZX_ASSERT(top == 0);
   const uint64_t expected = MulResidues(operandResidue[0], b == nullptr ? operandResidue[0]
                                                                           : operandResidue[1]);
-  const uint64_t got = (pointsResidue[0] + pointsResidue[1]) % kResidueModulus;
+  const uint64_t got = (productResidue[0] + productResidue[1]) % kResidueModulus;
   *status = got == expected ? 0 : kProductCheckFailed;
   return true;
 }
@@ -282,8 +302,7 @@ uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const
     const fft::Workspace workspace = fft::CarveWorkspace(memory, size.points);
     [[maybe_unused]] const uint32_t top = fft::ConvolveWords(size, o.a, o.la, o.b, o.lb, workspace);
     ZX_ASSERT(top == 0);
-    status = CheckResidue(workspace.points, size.points, size.pointBits, expected);
-    fft::UnpackPoints(workspace.points, size.points, size.pointBits, o.t, out, total - o.t);
+    status = UnpackChecked(size, workspace.points, o.t, out, total - o.t, expected);
   }
   Release(memory);
   return status;
@@ -311,10 +330,8 @@ uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t
       fft::ConvolveWords(size, a + shape.dropA, kept, nullptr, 0, workspace);
   ZX_ASSERT(top == 0);
   const uint64_t root = Residue(a + shape.dropA, kept, 32);
-  status =
-      CheckResidue(workspace.points, size.points, size.pointBits, MulResidues(root, root));
-  fft::UnpackPoints(workspace.points, size.points, size.pointBits, shape.t, out,
-                    2 * kept - shape.t);
+  status = UnpackChecked(size, workspace.points, shape.t, out, 2 * kept - shape.t,
+                         MulResidues(root, root));
   Release(memory);
   return status;
 }
