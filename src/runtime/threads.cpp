@@ -155,47 +155,66 @@ void ForkFlat(uint32_t count, const std::function<uint32_t(uint32_t part)>& body
 
 namespace {
 
-// Waits until `value` moves off `seen`: a short spin first, since the other side usually answers
-// within microseconds, then a sleep in the kernel.
-void AwaitChange(const std::atomic<uint32_t>& value, uint32_t seen) {
-  for (uint32_t spins = 0; spins < 1u << 10; ++spins) {
-    if (value.load(std::memory_order_acquire) != seen) return;
-#if defined(__x86_64__)
-    __builtin_ia32_pause();
-#endif
-  }
-  while (value.load(std::memory_order_acquire) == seen) value.wait(seen, std::memory_order_acquire);
-}
-
-// The partner of RunPairTogether: one thread kept for the life of the process, so that a product
-// shared by two threads pays a wake-up instead of a thread start. It is never stopped; the process
-// ends around it.
+// The partner of shared steps: one thread kept for the life of the process, so that a product
+// shared by two threads pays no thread start. It is never stopped; the process ends around it.
+// The claim word holds the step's number (16 bits), its chunk count (16 bits) and the next chunk
+// to hand out (32 bits), so one atomic add both claims a chunk and says which step it belongs to.
 struct Partner {
-  std::atomic<uint32_t> posted{0};
-  std::atomic<uint32_t> finished{0};
-  const std::function<uint32_t(uint32_t)>* job = nullptr;
-  uint32_t exitCode = 0;
+  std::atomic<uint64_t> claim{0};
+  std::atomic<uint32_t> finished{0};  // chunks of the current step completed
+  std::atomic<uint32_t> posted{0};    // bumped for every piece of shared work, to wake the partner
+  const std::function<void(uint32_t chunk)>* body = nullptr;
+  std::mutex busy;  // one caller at a time
 };
 
-std::mutex gPartnerMutex;
 Partner* gPartner = nullptr;
+std::mutex gPartnerStart;
 
+constexpr uint32_t ClaimIndex(uint64_t claim) {
+  return static_cast<uint32_t>(claim);
+}
+constexpr uint32_t ClaimChunks(uint64_t claim) {
+  return static_cast<uint32_t>(claim >> 32) & 0xFFFF;
+}
+
+// Claims and runs one chunk of whatever step is current; false when none was left.
+bool RunOneChunk(Partner& partner) {
+  const uint64_t claim = partner.claim.fetch_add(1, std::memory_order_acq_rel);
+  if (ClaimIndex(claim) >= ClaimChunks(claim)) return false;
+  (*partner.body)(ClaimIndex(claim));
+  partner.finished.fetch_add(1, std::memory_order_acq_rel);
+  return true;
+}
+
+void SpinPause() {
+#if defined(__x86_64__)
+  __builtin_ia32_pause();
+#endif
+}
+
+// Takes chunks while there are any; between pieces of work it spins for a while (the next step
+// or product usually follows within microseconds), then sleeps until new work is posted.
 void PartnerLoop(Partner* partner) {
-  uint32_t seen = 0;
   for (;;) {
-    AwaitChange(partner->posted, seen);
-    seen = partner->posted.load(std::memory_order_acquire);
-    partner->exitCode = (*partner->job)(0);
-    partner->finished.store(seen, std::memory_order_release);
-    partner->finished.notify_one();
+    const uint32_t posted = partner->posted.load(std::memory_order_acquire);
+    for (uint32_t idle = 0; idle < 1u << 12; ++idle) {
+      const uint64_t claim = partner->claim.load(std::memory_order_acquire);
+      if (ClaimIndex(claim) < ClaimChunks(claim) && RunOneChunk(*partner)) {
+        idle = 0;
+      } else {
+        SpinPause();
+      }
+    }
+    partner->posted.wait(posted, std::memory_order_acquire);
   }
 }
 
-// The partner, started on first use; null when no thread can be had (or test hooks make starts
-// fail, which only the per-call threads honour).
+// The partner, started on first use; null when no thread can be had (test hooks that make starts
+// fail count here too).
 Partner* PartnerOrNull() {
+  std::lock_guard<std::mutex> lock(gPartnerStart);
   if (gPartner != nullptr) return gPartner;
-  if (gFailingStarts.load() != 0) return nullptr;
+  if (TakeInjectedFailure()) return nullptr;
   auto* partner = new (std::nothrow) Partner;
   if (partner == nullptr) return nullptr;
   try {
@@ -209,54 +228,47 @@ Partner* PartnerOrNull() {
   return partner;
 }
 
-// One half on a thread of its own, for callers that find the partner busy.
-bool RunPairOnNewThread(const std::function<uint32_t(uint32_t half)>& body) {
-  WorkerThread worker;
-  if (!StartThread(worker, [&body] { return body(0); })) {
-    Warn("Warning: Unable to create thread.\n");
-    return false;
-  }
-  const uint32_t code = body(1);
-  JoinThread(worker);
-  CheckExitCode(code);
-  return true;
-}
-
 }  // namespace
 
-bool RunPairTogether(const std::function<uint32_t(uint32_t half)>& body) {
-  std::unique_lock<std::mutex> lock(gPartnerMutex, std::try_to_lock);
-  Partner* partner = lock.owns_lock() ? PartnerOrNull() : nullptr;
-  if (partner == nullptr) return RunPairOnNewThread(body);
-  partner->job = &body;
-  const uint32_t ticket = partner->posted.load(std::memory_order_relaxed) + 1;
-  const uint32_t before = partner->finished.load(std::memory_order_relaxed);
-  partner->posted.store(ticket, std::memory_order_release);
+SharedSteps BeginSharedSteps() {
+  SharedSteps steps;
+  Partner* partner = PartnerOrNull();
+  if (partner == nullptr) {
+    Warn("Warning: Unable to create thread.\n");
+    return steps;
+  }
+  if (!partner->busy.try_lock()) return steps;
+  steps.partner = partner;
+  partner->posted.fetch_add(1, std::memory_order_release);
   partner->posted.notify_one();
-  const uint32_t code = body(1);
-  AwaitChange(partner->finished, before);
-  CheckExitCode(partner->exitCode);
-  CheckExitCode(code);
-  return true;
+  return steps;
 }
 
-void ArriveAndWait(PairBarrier& barrier) {
-  const uint32_t generation = barrier.generation.load(std::memory_order_acquire);
-  if (barrier.arrived.fetch_add(1, std::memory_order_acq_rel) == 1) {
-    barrier.arrived.store(0, std::memory_order_relaxed);
-    barrier.generation.store(generation + 1, std::memory_order_release);
+void RunSharedStep(SharedSteps& steps, uint32_t chunks,
+                   const std::function<void(uint32_t chunk)>& body) {
+  auto* partner = static_cast<Partner*>(steps.partner);
+  if (partner == nullptr) {
+    for (uint32_t chunk = 0; chunk < chunks; ++chunk) body(chunk);
     return;
   }
-  for (uint32_t spins = 0; barrier.generation.load(std::memory_order_acquire) == generation;
-       ++spins) {
-    if (spins >= 4096) {
-      std::this_thread::yield();
-    } else {
-#if defined(__x86_64__)
-      __builtin_ia32_pause();
-#endif
-    }
+  ZX_ASSERT(chunks <= 0xFFFF);
+  steps.step = (steps.step + 1) & 0xFFFF;
+  partner->body = &body;
+  partner->finished.store(0, std::memory_order_relaxed);
+  partner->claim.store((uint64_t{steps.step} << 48) | (uint64_t{chunks} << 32),
+                       std::memory_order_release);
+  while (RunOneChunk(*partner)) {
   }
+  // Only chunks the partner has already claimed are waited for, never its arrival.
+  while (partner->finished.load(std::memory_order_acquire) != chunks) SpinPause();
+}
+
+void EndSharedSteps(SharedSteps& steps) {
+  auto* partner = static_cast<Partner*>(steps.partner);
+  if (partner == nullptr) return;
+  partner->claim.store(0, std::memory_order_release);
+  partner->busy.unlock();
+  steps.partner = nullptr;
 }
 
 void FailNextThreadStarts(uint32_t failCount) {

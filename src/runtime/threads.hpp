@@ -4,7 +4,6 @@
 // inline after a warning, so the result never depends on how many threads were had.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <utility>
@@ -41,19 +40,20 @@ void ForkJoin(AllocationHeap* heap, uint32_t splitThreads,
 // threads get raised priority and are joined in order.
 void ForkFlat(uint32_t count, const std::function<uint32_t(uint32_t part)>& body);
 
-// Runs body(0) on a new thread and body(1) on this one, for halves that wait for each other
-// between their steps and so cannot run one after the other. When the thread cannot be started,
-// "Warning: Unable to create thread.\n" is printed and nothing runs: the caller does the work
-// alone. A non-zero result ends the process as in ForkJoin.
-bool RunPairTogether(const std::function<uint32_t(uint32_t half)>& body);
-
-// Two threads meeting between the steps of shared work. Waiting spins briefly, then yields, so a
-// step that ends unevenly costs no system call while an oversubscribed machine still progresses.
-struct PairBarrier {
-  std::atomic<uint32_t> arrived{0};
-  std::atomic<uint32_t> generation{0};
+// Work shared with one partner thread when it is free: the caller runs steps one after another,
+// each cut into chunks that the caller and the partner, if it comes, claim one at a time. The
+// caller never waits for the partner to arrive, only for chunks it has claimed to finish, so a
+// slow wake-up costs nothing and the result never depends on who ran what. The partner is started
+// on first use and kept; when it cannot be started, or another caller has it, every chunk runs on
+// the calling thread. Bodies must not fail.
+struct SharedSteps {
+  void* partner = nullptr;  // null: the caller runs everything
+  uint32_t step = 0;
 };
-void ArriveAndWait(PairBarrier& barrier);
+SharedSteps BeginSharedSteps();
+void RunSharedStep(SharedSteps& steps, uint32_t chunks,
+                   const std::function<void(uint32_t chunk)>& body);
+void EndSharedSteps(SharedSteps& steps);
 
 // Test hooks: make the next failCount thread starts fail, and count threads started so far.
 void FailNextThreadStarts(uint32_t failCount);

@@ -1,6 +1,8 @@
 // The product pipeline on a workspace.
 #include "multiply/fft/fft_convolve.hpp"
 
+#include <algorithm>
+
 #include "multiply/fft/fft_outer.hpp"
 #include "multiply/fft/fft_points.hpp"
 #include "multiply/fft/fft_transform.hpp"
@@ -27,81 +29,95 @@ void LoadOperand(const FftSize& size, const uint32_t* words, uint64_t count, dou
   OuterForward(into, points, n, size.pointBits, halfZero);
 }
 
-// Part `half` of [0, count) with inner boundaries rounded down to multiples of `align`.
-struct Range {
-  uint64_t from;
-  uint64_t to;
-};
-
-Range HalfOf(uint64_t count, uint32_t half, uint64_t align) {
-  const uint64_t middle = count / 2 / align * align;
-  return half == 0 ? Range{0, middle} : Range{middle, count};
+// Points [from, to) of an operand's pointCount (fields, then zeros): a point boundary that is a
+// multiple of 32 / gcd(b, 32) points is also a word boundary, so chunks pack whole fields.
+void PackChunk(const uint32_t* words, uint64_t count, uint32_t pointBits, uint32_t* points,
+               uint64_t pointCount, uint32_t chunk) {
+  const Range part = ChunkOf(pointCount, chunk, kShareChunks, PointsPerGroup(pointBits));
+  const uint64_t first = std::min(count, part.from * pointBits / 32);
+  const uint64_t last = std::min(count, part.to * pointBits / 32);
+  PackPoints(words + first, last - first, pointBits, points + part.from, part.to - part.from);
 }
 
-// The packing of one operand shared by halves: a word boundary that is a multiple of
-// b / gcd(b, 32) words is also a point boundary, so each half packs whole fields of its own.
-void PackHalf(const uint32_t* words, uint64_t count, uint32_t pointBits, uint32_t* points,
-              uint64_t pointCount, uint32_t half) {
+}  // namespace
+
+Range ChunkOf(uint64_t count, uint32_t chunk, uint32_t chunks, uint64_t align) {
+  const auto boundary = [&](uint32_t c) {
+    return c == chunks ? count : count * c / chunks / align * align;
+  };
+  return Range{boundary(chunk), boundary(chunk + 1)};
+}
+
+uint64_t PointsPerGroup(uint32_t pointBits) {
   uint32_t common = 32;
   for (uint32_t r = pointBits; r != 0;) {
     const uint32_t next = common % r;
     common = r;
     r = next;
   }
-  const Range part = HalfOf(count, half, pointBits / common);
-  const uint64_t first = 32 * part.from / pointBits;
-  const uint64_t last = half == 0 ? 32 * part.to / pointBits : pointCount;
-  PackPoints(words + part.from, part.to - part.from, pointBits, points + first, last - first);
+  return 32 / common;
 }
 
-}  // namespace
-
-bool ConvolveWordsOnPair(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
-                         uint64_t lb, const Workspace& workspace, uint32_t* top,
-                         const std::function<void(uint32_t half)>& finish) {
+uint32_t ConvolveWordsShared(const FftSize& size, const uint32_t* a, uint64_t la,
+                             const uint32_t* b, uint64_t lb, const Workspace& workspace,
+                             SharedSteps& steps) {
   const uint64_t n = size.points / 2;
   const uint64_t m = n / 4;
   const uint64_t quarter = m / 4;
   const uint32_t bits = size.pointBits;
-  double* x = workspace.second;
   const bool square = b == nullptr;
-  PairBarrier barrier;
-  ChainCarries carries[2];
-  const auto body = [&](uint32_t half) -> uint32_t {
-    const Range vectors = HalfOf(m, half, 4);
-    const Range butterflies = HalfOf(m / 4, half, 1);
-    // Packing, the outer pass and the first lane pass of an operand; the points array is free
-    // again once every half is past the outer pass.
-    const auto load = [&](const uint32_t* words, uint64_t count, double* into) {
-      const bool halfZero = FieldCount(count, bits) + 1 <= n;
-      PackHalf(words, count, bits, workspace.points, halfZero ? n : size.points, half);
-      ArriveAndWait(barrier);
-      OuterForwardRange(into, workspace.points, n, bits, halfZero, vectors.from, vectors.to);
-      ArriveAndWait(barrier);
-      LaneForwardTop(into, m, butterflies.from, butterflies.to);
-    };
-    if (!square) load(a, la, workspace.first);
-    load(square ? a : b, square ? la : lb, x);
-    ArriveAndWait(barrier);
-    for (uint32_t k = 2 * half; k < 2 * half + 2; k++) {
-      const uint64_t offset = 8 * quarter * k;
-      if (!square) LaneForward(workspace.first + offset, quarter);
-      LaneConvolve(x + offset, square ? nullptr : workspace.first + offset, quarter);
-    }
-    ArriveAndWait(barrier);
-    LaneInverseTop(x, m, butterflies.from, butterflies.to);
-    ArriveAndWait(barrier);
-    OuterInverseRange(x, workspace.points, n, bits, vectors.from, vectors.to, &carries[half]);
-    ArriveAndWait(barrier);
-    if (half == 0) {
-      const int64_t carry = JoinChains(workspace.points, n, bits, carries, 2);
-      *top = ReduceNegacyclic(workspace.points, size.points, bits, carry);
-    }
-    ArriveAndWait(barrier);
-    finish(half);
-    return 0;
+  double* x = workspace.second;
+  const auto vectors = [&](uint32_t chunk) { return ChunkOf(m, chunk, kShareChunks, 4); };
+  const auto butterflies = [&](uint32_t chunk) { return ChunkOf(m / 4, chunk, kShareChunks, 1); };
+  const auto halfZero = [&](uint64_t count) { return FieldCount(count, bits) + 1 <= n; };
+  const uint64_t firstCount = square ? la : lb;
+  const uint32_t* firstWords = square ? a : b;
+  // The operand transformed into x packs last, beside the first lane pass of the other one: the
+  // points array is free once the other's outer pass is done.
+  const auto pack = [&](const uint32_t* words, uint64_t count, uint32_t chunk) {
+    PackChunk(words, count, bits, workspace.points, halfZero(count) ? n : size.points, chunk);
   };
-  return RunPairTogether(body);
+  const auto outer = [&](uint64_t count, double* into) {
+    RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
+      const Range r = vectors(chunk);
+      OuterForwardRange(into, workspace.points, n, bits, halfZero(count), r.from, r.to);
+    });
+  };
+  if (!square) {
+    RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) { pack(a, la, chunk); });
+    outer(la, workspace.first);
+    RunSharedStep(steps, 2 * kShareChunks, [&](uint32_t chunk) {
+      if (chunk < kShareChunks) {
+        const Range r = butterflies(chunk);
+        LaneForwardTop(workspace.first, m, r.from, r.to);
+      } else {
+        pack(firstWords, firstCount, chunk - kShareChunks);
+      }
+    });
+  } else {
+    RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) { pack(a, la, chunk); });
+  }
+  outer(firstCount, x);
+  RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
+    const Range r = butterflies(chunk);
+    LaneForwardTop(x, m, r.from, r.to);
+  });
+  RunSharedStep(steps, 4, [&](uint32_t k) {
+    const uint64_t offset = 8 * quarter * k;
+    if (!square) LaneForward(workspace.first + offset, quarter);
+    LaneConvolve(x + offset, square ? nullptr : workspace.first + offset, quarter);
+  });
+  RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
+    const Range r = butterflies(chunk);
+    LaneInverseTop(x, m, r.from, r.to);
+  });
+  ChainCarries carries[kShareChunks];
+  RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
+    const Range r = vectors(chunk);
+    OuterInverseRange(x, workspace.points, n, bits, r.from, r.to, &carries[chunk]);
+  });
+  const int64_t carry = JoinChains(workspace.points, n, bits, carries, kShareChunks);
+  return ReduceNegacyclic(workspace.points, size.points, bits, carry);
 }
 
 uint64_t WorkspaceBytes(uint64_t points) {

@@ -7,9 +7,9 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 
 #include "multiply/fft/fft_size_table.hpp"
+#include "runtime/threads.hpp"
 
 namespace zx::fft {
 
@@ -40,12 +40,22 @@ uint32_t ConvolveWithSpectrum(const FftSize& size, const uint32_t* words, uint64
 uint32_t ConvolveWords(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
                        uint64_t lb, const Workspace& workspace);
 
-// ConvolveWords on two threads (L ≥ 2^14 points): every pass shared by ranges, the quarters of the
-// lane transforms two each, the threads meeting between passes. finish(half) then runs on both
-// threads with the points final and *top set. False, with nothing done, when the second thread
-// could not be started.
-bool ConvolveWordsOnPair(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
-                         uint64_t lb, const Workspace& workspace, uint32_t* top,
-                         const std::function<void(uint32_t half)>& finish);
+// Sharing a product with the partner thread (BeginSharedSteps): every pass is cut into
+// kShareChunks ranges, the four quarters of the lane transforms into four.
+inline constexpr uint32_t kShareChunks = 8;
+struct Range {
+  uint64_t from;
+  uint64_t to;
+};
+// Chunk c of `chunks` over [0, count), inner boundaries rounded down to multiples of `align`.
+Range ChunkOf(uint64_t count, uint32_t chunk, uint32_t chunks, uint64_t align);
+// 32 / gcd(b, 32): points per whole group of words, the unit at which packing may be cut.
+uint64_t PointsPerGroup(uint32_t pointBits);
+
+// ConvolveWords with its passes run as shared steps (L ≥ 2^14 points); returns the top as
+// ConvolveWords does. The caller's own step that unpacks and checks may follow on the same steps.
+uint32_t ConvolveWordsShared(const FftSize& size, const uint32_t* a, uint64_t la,
+                             const uint32_t* b, uint64_t lb, const Workspace& workspace,
+                             SharedSteps& steps);
 
 }  // namespace zx::fft

@@ -90,51 +90,51 @@ uint64_t ShiftResidue(uint64_t r, uint64_t k) {
   return MulResidues(r, uint64_t{1} << (k % kResidueBits));
 }
 
-// Below this many points a second thread costs more than it saves (a thread start and a dozen
-// meetings against a transform of about 0.3 ms).
-constexpr uint64_t kPairMinPoints = uint64_t{1} << 15;
+// Below this many points sharing costs more than it saves (a dozen handovers against a transform
+// of about 0.2 ms).
+constexpr uint64_t kShareMinPoints = uint64_t{1} << 15;
 
-// A balanced product (b null: the square of a) of `size` on two threads, words t .. t + count − 1
-// into out, the residues of the operands and of the product (as UnpackChecked takes it) formed on
-// the way by whichever half is free. Returns false, with nothing done, when no second thread could be started.
-bool ProductOnPair(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
-                   uint64_t lb, const fft::Workspace& workspace, uint64_t t, uint32_t* out,
-                   uint64_t count, uint64_t* status) {
-  uint64_t operandResidue[2] = {0, 0};
-  uint64_t productResidue[2] = {0, 0};
-  uint32_t top = 0;
-  const uint64_t pointsMiddle = size.points / 2;
-  const uint64_t wordsMiddle = count / 2;
-  const auto finish = [&](uint32_t half) {
-    if (half == 0) {
-      operandResidue[0] = Residue(a, la, 32);
-    } else if (b != nullptr) {
-      operandResidue[1] = Residue(b, lb, 32);
-    }
-    const uint64_t from = half == 0 ? 0 : wordsMiddle;
-    const uint64_t to = half == 0 ? wordsMiddle : count;
-    if (t > 0) {
-      if (half == 0) MaybeCorrupt(workspace.points);
-      const uint64_t first = half == 0 ? 0 : pointsMiddle;
-      const uint64_t last = half == 0 ? pointsMiddle : size.points;
-      productResidue[half] =
-          ShiftResidue(Residue(workspace.points + first, last - first, size.pointBits),
-                       first * size.pointBits);
-    }
-    fft::UnpackPoints(workspace.points, size.points, size.pointBits, t + from, out + from,
-                      to - from);
-    if (t == 0) {
-      if (half == 0) MaybeCorrupt(out);
-      productResidue[half] = ShiftResidue(Residue(out + from, to - from, 32), 32 * from);
-    }
-  };
-  if (!fft::ConvolveWordsOnPair(size, a, la, b, lb, workspace, &top, finish)) return false;
+// A balanced product (b null: the square of a) of `size` shared with the partner thread, words
+// t .. t + count − 1 into out; the residues of the operands and of the product (as UnpackChecked
+// takes it) are formed chunk by chunk in the last step. Returns the check's status.
+uint64_t ProductShared(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
+                       uint64_t lb, const fft::Workspace& workspace, uint64_t t, uint32_t* out,
+                       uint64_t count) {
+  constexpr uint32_t kChunks = fft::kShareChunks;
+  uint64_t residues[3][kChunks] = {};  // a, b, the product
+  SharedSteps steps = BeginSharedSteps();
+  [[maybe_unused]] const uint32_t top =
+      fft::ConvolveWordsShared(size, a, la, b, lb, workspace, steps);
   ZX_ASSERT(top == 0);
-  const uint64_t expected = MulResidues(operandResidue[0], b == nullptr ? operandResidue[0]
-                                                                          : operandResidue[1]);
-  const uint64_t got = (productResidue[0] + productResidue[1]) % kResidueModulus;
-  *status = got == expected ? 0 : kProductCheckFailed;
-  return true;
+  RunSharedStep(steps, kChunks, [&](uint32_t chunk) {
+    const auto rangeResidue = [chunk](const uint32_t* digits, uint64_t length, uint32_t bits,
+                                      uint64_t align) {
+      const fft::Range r = fft::ChunkOf(length, chunk, kChunks, align);
+      return ShiftResidue(Residue(digits + r.from, r.to - r.from, bits), r.from * bits);
+    };
+    residues[0][chunk] = rangeResidue(a, la, 32, 1);
+    if (b != nullptr) residues[1][chunk] = rangeResidue(b, lb, 32, 1);
+    if (t > 0) {
+      if (chunk == 0) MaybeCorrupt(workspace.points);
+      residues[2][chunk] = rangeResidue(workspace.points, size.points, size.pointBits, 1);
+    }
+    const fft::Range words = fft::ChunkOf(count, chunk, kChunks, 1);
+    fft::UnpackPoints(workspace.points, size.points, size.pointBits, t + words.from,
+                      out + words.from, words.to - words.from);
+    if (t == 0) {
+      if (chunk == 0) MaybeCorrupt(out);
+      residues[2][chunk] = rangeResidue(out, count, 32, 1);
+    }
+  });
+  EndSharedSteps(steps);
+  uint64_t sums[3] = {0, 0, 0};
+  for (int which = 0; which < 3; which++) {
+    for (uint32_t chunk = 0; chunk < kChunks; chunk++) {
+      sums[which] = (sums[which] + residues[which][chunk]) % kResidueModulus;
+    }
+  }
+  const uint64_t expected = MulResidues(sums[0], b == nullptr ? sums[0] : sums[1]);
+  return sums[2] == expected ? 0 : kProductCheckFailed;
 }
 
 FftSize SizeFor(uint64_t productBits) {
@@ -276,13 +276,12 @@ uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const
   uint64_t status = 0;
   if (!Chunked(o) && threadExponent > 0) {
     const FftSize size = SizeFor(32 * total);
-    if (size.points >= kPairMinPoints) {
+    if (size.points >= kShareMinPoints) {
       EnsureTables(size.points);
-      if (ProductOnPair(size, o.a, o.la, o.b, o.lb, fft::CarveWorkspace(memory, size.points), o.t,
-                        out, total - o.t, &status)) {
-        Release(memory);
-        return status;
-      }
+      status = ProductShared(size, o.a, o.la, o.b, o.lb, fft::CarveWorkspace(memory, size.points),
+                             o.t, out, total - o.t);
+      Release(memory);
+      return status;
     }
   }
   const uint64_t expected = MulResidues(Residue(o.a, o.la, 32), Residue(o.b, o.lb, 32));
@@ -320,9 +319,9 @@ uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t
   EnsureTables(size.points);
   const fft::Workspace workspace = fft::CarveSquareWorkspace(memory, size.points);
   uint64_t status = 0;
-  if (threadExponent > 0 && size.points >= kPairMinPoints &&
-      ProductOnPair(size, a + shape.dropA, kept, nullptr, 0, workspace, shape.t, out,
-                    2 * kept - shape.t, &status)) {
+  if (threadExponent > 0 && size.points >= kShareMinPoints) {
+    status = ProductShared(size, a + shape.dropA, kept, nullptr, 0, workspace, shape.t, out,
+                           2 * kept - shape.t);
     Release(memory);
     return status;
   }
