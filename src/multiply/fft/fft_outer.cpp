@@ -82,6 +82,8 @@ void OuterForwardRange(double* x, const uint32_t* fields, uint64_t n, uint32_t p
     carry[c] = halfZero && c >= 4 ? 0 : BalancedCarryInto(fields, c * m + from, pointBits);
   }
   const uint64_t low = OuterLowCount(m);
+  // low is a power of two: its quotients and remainders are shifts and masks, not divisions.
+  const uint32_t lowShift = static_cast<uint32_t>(__builtin_ctzll(low));
   for (uint64_t v = from; v < to; v += 4) {
     I32x8 points[4];
     LoadColumns8x4(fields + v, m, halfZero, points);
@@ -92,12 +94,12 @@ void OuterForwardRange(double* x, const uint32_t* fields, uint64_t n, uint32_t p
     }
     // The top point keeps its carry (a field up to 2^b): nothing lies above it to take it.
     if (!halfZero && v + 4 == m) points[3][7] += carry[7] << pointBits;
-    const CV4 high = LoadC(twiddles + 8 * (low + v / low));
+    const CV4 high = LoadC(twiddles + 8 * (low + (v >> lowShift)));
     for (int i = 0; i < 4; i++) {
       const V4 re = LowToDouble(points[i]);
       const CV4 weighted =
           halfZero ? CV4{re * kLaneRe, re * kLaneIm} : Mul(CV4{re, HighToDouble(points[i])}, lanes);
-      const CV4 lowPart = LoadC(twiddles + 8 * ((v + i) % low));
+      const CV4 lowPart = LoadC(twiddles + 8 * ((v + i) & (low - 1)));
       // With one high entry (m = S) that entry is 1.
       const CV4 twiddle = m == low ? lowPart : Mul(high, lowPart);
       StoreC(x + 8 * (v + i), Mul(LaneButterfly(weighted), twiddle));
@@ -126,11 +128,13 @@ void OuterInverseRange(const double* x, uint32_t* points, uint64_t n, uint32_t p
   I64x4 carryRe = {};
   I64x4 carryIm = {};
   const uint64_t low = OuterLowCount(m);
+  // low is a power of two: its quotients and remainders are shifts and masks, not divisions.
+  const uint32_t lowShift = static_cast<uint32_t>(__builtin_ctzll(low));
   for (uint64_t v = from; v < to; v += 4) {
     I32x8 columns[4];
-    const CV4 high = LoadC(twiddles + 8 * (low + v / low));
+    const CV4 high = LoadC(twiddles + 8 * (low + (v >> lowShift)));
     for (int i = 0; i < 4; i++) {
-      const CV4 lowPart = LoadC(twiddles + 8 * ((v + i) % low));
+      const CV4 lowPart = LoadC(twiddles + 8 * ((v + i) & (low - 1)));
       // With one high entry (m = S) that entry is 1.
       const CV4 twiddle = m == low ? lowPart : Mul(high, lowPart);
       const CV4 spectrum = MulConj(LoadC(x + 8 * (v + i)), twiddle);
