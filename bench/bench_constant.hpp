@@ -34,8 +34,8 @@ bool ZentrixHasConstant(const BenchConstant& constant);
 double ZentrixConstantSeconds(const BenchConstant& constant, uint64_t digits,
                               uint32_t threadExponent, uint64_t* estimateBytes);
 // The digit count Zentrix computes near digits: a constant offered in a table of sizes (the
-// Euler-Mascheroni constant) runs at the first row with at least that many digits, and every
-// program of the series is timed at that row's count.
+// Euler-Mascheroni constant) runs at the row nearest that many digits, and every program of the
+// series is timed at that row's count.
 uint64_t ZentrixDigitsNear(const BenchConstant& constant, uint64_t digits);
 // The heap peak of the last Zentrix run, in bytes.
 uint64_t ZentrixLastPeakBytes();

@@ -41,10 +41,14 @@ bool ZentrixHasConstant(const BenchConstant& constant) {
 
 namespace {
 
-// The first row of the size table with at least digits decimal digits (the last row if none).
+// The row of the size table nearest to digits decimal digits (the last row beyond them).
 uint32_t RowFor(uint64_t digits) {
   const uint32_t row = EulerRowForDigits(digits);
-  return row != 0 ? row : EulerLastRow();
+  if (row == 0) return EulerLastRow();
+  if (row == kEulerFirstRow) return row;
+  const uint64_t above = EulerSizeOfRow(row).decimalDigits - digits;
+  const uint64_t below = digits - EulerSizeOfRow(row - 1).decimalDigits;
+  return below < above ? row - 1 : row;
 }
 
 }  // namespace
