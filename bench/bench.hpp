@@ -15,6 +15,7 @@ struct Options {
   uint32_t threads = 0;  // thread count (a power of two); 0: the command's default
   uint32_t runs = 5;     // measurements per size; the median is reported
   std::string name;      // constant name; empty: the command's default
+  std::string against;   // constant: the comma-separated programs timed beside Zentrix; empty: all
 };
 
 struct Command {

@@ -106,8 +106,21 @@ void ClearDirectories(const std::vector<Column>& columns, const fs::path& root) 
   }
 }
 
+// Whether a program is among the comma-separated list (an empty list takes every program).
+bool Chosen(const std::string& list, std::string_view label) {
+  if (list.empty()) return true;
+  size_t start = 0;
+  for (;;) {
+    const size_t comma = list.find(',', start);
+    if (list.substr(start, comma - start) == label) return true;
+    if (comma == std::string::npos) return false;
+    start = comma + 1;
+  }
+}
+
 void RunSeries(const BenchConstant& constant, uint64_t digits, uint32_t threads, uint32_t runs,
-               const std::vector<ReferenceLibrary>& libraries, const fs::path& root, bool check) {
+               const std::vector<ReferenceLibrary>& libraries, const std::string& against,
+               const fs::path& root, bool check) {
   std::vector<Column> columns;
   uint64_t estimateBytes = 0;
   uint64_t peakBytes = 0;
@@ -124,7 +137,7 @@ void RunSeries(const BenchConstant& constant, uint64_t digits, uint32_t threads,
   }
   size_t referenceIndex = columns.size();
   for (const ReferenceLibrary& library : libraries) {
-    if (!ReferenceHasConstant(library, constant)) continue;
+    if (!ReferenceHasConstant(library, constant) || !Chosen(against, library.label)) continue;
     const std::string fileName = std::string(constant.name) + " - Dec - " + library.label + ".txt";
     columns.push_back({library.label,
                        [&library, &constant, digits, threads, fileName](const fs::path& directory) {
@@ -134,7 +147,7 @@ void RunSeries(const BenchConstant& constant, uint64_t digits, uint32_t threads,
                        {}});
   }
 #if defined(ZX_HAVE_GMP)
-  if (std::string_view(constant.name) == "pi") {
+  if (std::string_view(constant.name) == "pi" && Chosen(against, "gmp")) {
     columns.push_back({"gmp",
                        [digits](const fs::path& directory) {
                          return GmpPiSeconds(digits, (directory / "pi - Dec - gmp.txt").string());
@@ -207,7 +220,7 @@ int RunConstant(const Options& options) {
     for (const uint64_t asked : digitCounts) {
       const uint64_t digits = ZentrixDigitsNear(*constant, asked);
       for (uint32_t threads : threadCounts) {
-        RunSeries(*constant, digits, threads, options.runs, libraries, root,
+        RunSeries(*constant, digits, threads, options.runs, libraries, options.against, root,
                   threads == threadCounts.front());
       }
     }

@@ -39,7 +39,7 @@ const Command kCommands[] = {
 void PrintHelp() {
   ConsoleWrite(
       "Usage: zentrix-bench <command> [--words N] [--digits N] [--name C] [--threads T] "
-      "[--runs R]\n\nCommands:\n");
+      "[--runs R] [--against P,...]\n\nCommands:\n");
   for (const Command& command : kCommands) ConsolePrintf("  %-8s %s\n", command.name, command.help);
   ConsoleWrite(
       "\nOptions:\n"
@@ -49,6 +49,8 @@ void PrintHelp() {
       "               Zentrix computes)\n"
       "  --threads T  threads, a power of two (default 1; constant: 1 and 2)\n"
       "  --runs R     measurements per size, the median is printed (default 5, at least 3)\n"
+      "  --against P  constant: only these programs beside Zentrix, from flint3, arb and gmp\n"
+      "               (comma-separated; default all, which is slow at 10^8 digits)\n"
       "\nFLINT 3 is loaded from $ZX_FLINT3_LIB or the prebuilt copy beside the source tree, Arb\n"
       "from $ZX_ARB_LIB or libflint-arb.so.2; a library that cannot be loaded is left out.\n");
 }
@@ -150,6 +152,8 @@ int main(int argc, char** argv) {
       options.threads = static_cast<uint32_t>(number);
     } else if (name == "--runs" && ParseNumber(value, 1000, &number) && number >= 3) {
       options.runs = static_cast<uint32_t>(number);
+    } else if (name == "--against" && !value.empty()) {
+      options.against = value;
     } else {
       return Fail("invalid option '" + args[i] + "'");
     }
