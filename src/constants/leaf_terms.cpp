@@ -1,5 +1,7 @@
 #include "constants/leaf_terms.hpp"
 
+#include <cstring>
+
 #include "shell/fatal.hpp"
 
 namespace zx {
@@ -85,19 +87,30 @@ void SmallMultiply(const SmallInt& a, const SmallInt& b, SmallInt& out) {
     return;
   }
   CheckRoom(a.length + b.length);
-  for (int i = 0; i < a.length + b.length; ++i) out.words[i] = 0;
-  for (int i = 0; i < a.length; ++i) {
-    uint64_t carry = 0;
-    const uint64_t ai = a.words[i];
-    uint32_t* row = out.words + i;
-    for (int j = 0; j < b.length; ++j) {
-      const uint64_t t = ai * b.words[j] + row[j] + carry;
-      row[j] = static_cast<uint32_t>(t);
-      carry = t >> 32;
+  // Pairs of words as 64-bit limbs: a quarter of the multiplications of a 32-bit schoolbook.
+  constexpr int kLimbs = kSmallIntWords / 2 + 1;
+  uint64_t x[kLimbs];
+  uint64_t y[kLimbs];
+  uint64_t z[2 * kLimbs];
+  const int la = (a.length + 1) / 2;
+  const int lb = (b.length + 1) / 2;
+  x[la - 1] = 0;
+  y[lb - 1] = 0;
+  std::memcpy(x, a.words, a.length * sizeof(uint32_t));
+  std::memcpy(y, b.words, b.length * sizeof(uint32_t));
+  for (int i = 0; i < la + lb; ++i) z[i] = 0;
+  for (int i = 0; i < la; ++i) {
+    Uint128 carry = 0;
+    const uint64_t xi = x[i];
+    for (int j = 0; j < lb; ++j) {
+      carry += static_cast<Uint128>(xi) * y[j] + z[i + j];
+      z[i + j] = static_cast<uint64_t>(carry);
+      carry >>= 64;
     }
-    row[b.length] = static_cast<uint32_t>(carry);
+    z[i + lb] = static_cast<uint64_t>(carry);
   }
   out.length = a.length + b.length;
+  std::memcpy(out.words, z, out.length * sizeof(uint32_t));
   Trim(out);
 }
 
