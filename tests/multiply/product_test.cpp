@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "multiply/multiply.hpp"
 #include "multiply/fft/negacyclic.hpp"
+#include "multiply/multiply.hpp"
 #include "product_oracle.hpp"
 #include "test_support.hpp"
 
@@ -187,8 +187,12 @@ TEST(FftSizeTable, ChoosesTheFirstRowThatHoldsTheProduct) {
   // {bits, points, point bits}: 58 × 58 words fit 3·2^6 points of 20 bits; 84 words exactly
   // fill 2^8 points of 21 bits, one bit more takes 5·2^6 points of 20; 7·2^13 points of 17 bits
   // are full at 974848 bits; the last row holds 9663676416 bits and no more.
-  const uint64_t rows[][3] = {{1, 64, 22},     {3712, 192, 20},         {5376, 256, 21},
-                              {5377, 320, 20}, {974848, 7u << 13, 17},  {974849, 1u << 16, 16},
+  const uint64_t rows[][3] = {{1, 64, 22},
+                              {3712, 192, 20},
+                              {5376, 256, 21},
+                              {5377, 320, 20},
+                              {974848, 7u << 13, 17},
+                              {974849, 1u << 16, 16},
                               {9663676416u, 1u << 30, 9}};
   for (const auto& row : rows) {
     FftSize size;

@@ -122,5 +122,41 @@ TEST(ForkJoin, FailedStartsRunInlineFirstHalfFirstWithTheSameResults) {
   HeapDestroy(&heap);
 }
 
+// Shared steps run every chunk exactly once, each step after the one before has finished, whether
+// the partner comes or its start fails (then after the warning, all on the calling thread).
+TEST(SharedSteps, EveryChunkRunsOnceAfterTheStepBefore) {
+  constexpr uint32_t kSteps = 4;
+  constexpr uint32_t kChunks = 64;
+  for (const uint32_t failures : {1u, 0u}) {
+    SCOPED_TRACE("failed starts " + std::to_string(failures));
+    std::vector<std::atomic<uint32_t>> runs(kSteps * kChunks);
+    std::vector<uint64_t> values(kSteps * kChunks, 0);
+    std::vector<uint64_t> seen(kSteps * kChunks, 0);
+    test::ConsoleCapture capture;
+    FailNextThreadStarts(failures);
+    SharedSteps steps = BeginSharedSteps();
+    FailNextThreadStarts(0);
+    for (uint32_t step = 0; step < kSteps; ++step) {
+      RunSharedStep(steps, kChunks, [&](uint32_t chunk) {
+        runs[step * kChunks + chunk].fetch_add(1);
+        if (step > 0)
+          seen[step * kChunks + chunk] = values[(step - 1) * kChunks + kChunks - 1 - chunk];
+        values[step * kChunks + chunk] = 1000 * step + chunk + 1;
+      });
+    }
+    EndSharedSteps(steps);
+    EXPECT_EQ(capture.text(), failures != 0 ? "Warning: Unable to create thread.\n" : "");
+    for (uint32_t step = 0; step < kSteps; ++step) {
+      for (uint32_t chunk = 0; chunk < kChunks; ++chunk) {
+        EXPECT_EQ(runs[step * kChunks + chunk].load(), 1u) << step << " " << chunk;
+        if (step > 0) {
+          EXPECT_EQ(seen[step * kChunks + chunk], 1000 * (step - 1) + kChunks - chunk)
+              << step << " " << chunk;
+        }
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace zx

@@ -58,9 +58,8 @@ uint64_t PointsPerGroup(uint32_t pointBits) {
   return 32 / common;
 }
 
-uint32_t ConvolveWordsShared(const FftSize& size, const uint32_t* a, uint64_t la,
-                             const uint32_t* b, uint64_t lb, const Workspace& workspace,
-                             SharedSteps& steps) {
+uint32_t ConvolveWordsShared(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
+                             uint64_t lb, const Workspace& workspace, SharedSteps& steps) {
   const uint64_t n = size.points / 2;
   const uint64_t m = n / 4;
   const uint64_t quarter = m / 4;

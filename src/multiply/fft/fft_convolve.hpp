@@ -54,8 +54,7 @@ uint64_t PointsPerGroup(uint32_t pointBits);
 
 // ConvolveWords with its passes run as shared steps (L ≥ 2^14 points); returns the top as
 // ConvolveWords does. The caller's own step that unpacks and checks may follow on the same steps.
-uint32_t ConvolveWordsShared(const FftSize& size, const uint32_t* a, uint64_t la,
-                             const uint32_t* b, uint64_t lb, const Workspace& workspace,
-                             SharedSteps& steps);
+uint32_t ConvolveWordsShared(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
+                             uint64_t lb, const Workspace& workspace, SharedSteps& steps);
 
 }  // namespace zx::fft
