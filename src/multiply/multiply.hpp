@@ -10,11 +10,11 @@
 
 namespace zx {
 
-// Operand lengths at which the algorithms take over. The FFT took 0.3 to 0.5 of the hybrid
-// transform's time from 8,000 to 360,000 words on one thread (zentrix-bench crossover), so the
-// hybrid transform starts where the FFT's prepared tables end; past them its memory is a fraction
-// of the FFT's. Both share a product between two threads, the FFT at 0.4 to 0.6 of the hybrid
-// transform's time up to 362,000 words, so the switch does not depend on threads.
+// Operand lengths at which the algorithms take over. The FFT takes 0.35 to 0.65 of the hybrid
+// transform's time from 8,000 to 2,800,000 words, on one thread or two (zentrix-bench crossover);
+// the hybrid transform starts where the FFT's prepared tables end, 1,000,000 words, since the
+// tables and the FFT's arrays grow with the length while the hybrid transform's memory is a
+// fraction of the FFT's. The switch does not depend on threads: both share a product.
 inline constexpr uint64_t kFftMinWords = 58;
 inline constexpr uint64_t kFftSquareMinWords = 54;
 inline constexpr uint64_t kHybridMinWords = 1000000;
