@@ -19,8 +19,8 @@ add carry|src/bignum/bigfloat_add.cpp|                       carry += s[i];|    
 word product carry|src/bignum/bigint_linear.cpp|w) * in[i] + (acc >> 32);|w) * in[i];
 basecase square|src/multiply/basecase/basecase_schoolbook.cpp|    r[i] = (word << 1) \| shifted;|    r[i] = (word << 1) \| (shifted & 0);
 toom-3 borrow|src/multiply/basecase/toom3.cpp|x - y + differenceCarry;|x - y + differenceCarry * 0;
-fft twiddle|src/multiply/fft/fft_transform.cpp|  for (uint64_t j = 0; j < s; j++) {\n    CV4 a = At(x, j);\n    CV4 b = At(x1, j);\n    CV4 c = At(x2, j);\n    CV4 d = At(x3, j);\n    ForwardButterfly(a, b, c, d);\n    const double* w = twiddles + 6 * j;\n    Put(x, j, a);\n    Put(x1, j, MulScalar(b, w[0], w[1]));|  for (uint64_t j = 0; j < s; j++) {\n    CV4 a = At(x, j);\n    CV4 b = At(x1, j);\n    CV4 c = At(x2, j);\n    CV4 d = At(x3, j);\n    ForwardButterfly(a, b, c, d);\n    const double* w = twiddles + 6 * j;\n    Put(x, j, a);\n    Put(x1, j, MulScalar(b, w[1], w[0]));
-fft size row|src/multiply/fft/fft_size_table.cpp|{1, 10, 20}, {3, 9, 20}|{1, 10, 23}, {3, 9, 20}
+fft twiddle|src/multiply/fft/fft_transform.cpp|    ForwardButterfly(a, b, c, d);\n    const double* w = twiddles + 6 * j;\n    Put(x, j, a);\n    Put(x1, j, MulScalar(b, w[0], w[1]));|    ForwardButterfly(a, b, c, d);\n    const double* w = twiddles + 6 * j;\n    Put(x, j, a);\n    Put(x1, j, MulScalar(b, w[1], w[0]));
+fft size row|src/multiply/fft/fft_size_table.cpp|{1, 10, 20},|{1, 10, 23},
 hybrid butterfly|src/multiply/hybrid/hybrid_butterfly.cpp|  borrow = ChainSub(p, r, Limbs(out, q), limbs - q, borrow);|  borrow = ChainSub(p, r, Limbs(out, q), limbs - q, 0);
 out-of-core block|src/multiply/out_of_core/out_of_core_lean.cpp|    return i + 1 < count ? blockWords : lengthWords - (count - 1) * blockWords;|    return i + 1 < count ? blockWords : lengthWords - (count - 1) * blockWords - (i > 0 ? 1 : 0);
 reciprocal step|src/newton/reciprocal.cpp|  BigFloatAdd(heap, r, u, x, n + 3);|  BigFloatAdd(heap, r, u, x, n / 2);
