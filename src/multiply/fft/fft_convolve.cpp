@@ -18,15 +18,21 @@ char* AlignUp(void* memory) {
   return reinterpret_cast<char*>((address + kAlignBytes - 1) & ~(kAlignBytes - 1));
 }
 
-// Packs an operand and runs the outer pass; the lane transform is left to the caller. An operand
-// whose fields, with room for the final carry, fit in half the points leaves every imaginary
-// input zero (the half-zero forward transform).
+// An operand whose fields, with room for the final carry, fit in half the points leaves every
+// imaginary input zero (the half-zero forward transform), and only that half is packed.
+bool HalfZero(const FftSize& size, uint64_t count) {
+  return FieldCount(count, size.pointBits) + 1 <= size.points / 2;
+}
+
+uint64_t PackedPoints(const FftSize& size, uint64_t count) {
+  return HalfZero(size, count) ? size.points / 2 : size.points;
+}
+
+// Packs an operand and runs the outer pass; the lane transform is left to the caller.
 void LoadOperand(const FftSize& size, const uint32_t* words, uint64_t count, double* into,
                  uint32_t* points) {
-  const uint64_t n = size.points / 2;
-  const bool halfZero = FieldCount(count, size.pointBits) + 1 <= n;
-  PackPoints(words, count, size.pointBits, points, halfZero ? n : size.points);
-  OuterForward(into, points, n, size.pointBits, halfZero);
+  PackPoints(words, count, size.pointBits, points, PackedPoints(size, count));
+  OuterForward(into, points, size.points / 2, size.pointBits, HalfZero(size, count));
 }
 
 // Points [from, to) of an operand's pointCount (fields, then zeros): a point boundary that is a
@@ -48,16 +54,6 @@ Range ChunkOf(uint64_t count, uint32_t chunk, uint32_t chunks, uint64_t align) {
   return Range{boundary(chunk), boundary(chunk + 1)};
 }
 
-uint64_t PointsPerGroup(uint32_t pointBits) {
-  uint32_t common = 32;
-  for (uint32_t r = pointBits; r != 0;) {
-    const uint32_t next = common % r;
-    common = r;
-    r = next;
-  }
-  return 32 / common;
-}
-
 uint32_t ConvolveWordsShared(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
                              uint64_t lb, const Workspace& workspace, SharedSteps& steps) {
   const uint64_t n = size.points / 2;
@@ -68,18 +64,17 @@ uint32_t ConvolveWordsShared(const FftSize& size, const uint32_t* a, uint64_t la
   double* x = workspace.second;
   const auto vectors = [&](uint32_t chunk) { return ChunkOf(m, chunk, kShareChunks, 4); };
   const auto butterflies = [&](uint32_t chunk) { return ChunkOf(m / 4, chunk, kShareChunks, 1); };
-  const auto halfZero = [&](uint64_t count) { return FieldCount(count, bits) + 1 <= n; };
-  const uint64_t firstCount = square ? la : lb;
-  const uint32_t* firstWords = square ? a : b;
+  const uint64_t xCount = square ? la : lb;
+  const uint32_t* xWords = square ? a : b;
   // The operand transformed into x packs last, beside the first lane pass of the other one: the
   // points array is free once the other's outer pass is done.
   const auto pack = [&](const uint32_t* words, uint64_t count, uint32_t chunk) {
-    PackChunk(words, count, bits, workspace.points, halfZero(count) ? n : size.points, chunk);
+    PackChunk(words, count, bits, workspace.points, PackedPoints(size, count), chunk);
   };
   const auto outer = [&](uint64_t count, double* into) {
     RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
       const Range r = vectors(chunk);
-      OuterForwardRange(into, workspace.points, n, bits, halfZero(count), r.from, r.to);
+      OuterForwardRange(into, workspace.points, n, bits, HalfZero(size, count), r.from, r.to);
     });
   };
   if (!square) {
@@ -90,13 +85,13 @@ uint32_t ConvolveWordsShared(const FftSize& size, const uint32_t* a, uint64_t la
         const Range r = butterflies(chunk);
         LaneForwardTop(workspace.first, m, r.from, r.to);
       } else {
-        pack(firstWords, firstCount, chunk - kShareChunks);
+        pack(xWords, xCount, chunk - kShareChunks);
       }
     });
   } else {
     RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) { pack(a, la, chunk); });
   }
-  outer(firstCount, x);
+  outer(xCount, x);
   RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
     const Range r = butterflies(chunk);
     LaneForwardTop(x, m, r.from, r.to);

@@ -49,8 +49,6 @@ struct Range {
 };
 // Chunk c of `chunks` over [0, count), inner boundaries rounded down to multiples of `align`.
 Range ChunkOf(uint64_t count, uint32_t chunk, uint32_t chunks, uint64_t align);
-// 32 / gcd(b, 32): points per whole group of words, the unit at which packing may be cut.
-uint64_t PointsPerGroup(uint32_t pointBits);
 
 // ConvolveWords with its passes run as shared steps (L ≥ 2^14 points); returns the top as
 // ConvolveWords does. The caller's own step that unpacks and checks may follow on the same steps.

@@ -107,23 +107,22 @@ uint64_t ProductShared(const FftSize& size, const uint32_t* a, uint64_t la, cons
       fft::ConvolveWordsShared(size, a, la, b, lb, workspace, steps);
   ZX_ASSERT(top == 0);
   RunSharedStep(steps, kChunks, [&](uint32_t chunk) {
-    const auto rangeResidue = [chunk](const uint32_t* digits, uint64_t length, uint32_t bits,
-                                      uint64_t align) {
-      const fft::Range r = fft::ChunkOf(length, chunk, kChunks, align);
+    const auto rangeResidue = [chunk](const uint32_t* digits, uint64_t length, uint32_t bits) {
+      const fft::Range r = fft::ChunkOf(length, chunk, kChunks, 1);
       return ShiftResidue(Residue(digits + r.from, r.to - r.from, bits), r.from * bits);
     };
-    residues[0][chunk] = rangeResidue(a, la, 32, 1);
-    if (b != nullptr) residues[1][chunk] = rangeResidue(b, lb, 32, 1);
+    residues[0][chunk] = rangeResidue(a, la, 32);
+    if (b != nullptr) residues[1][chunk] = rangeResidue(b, lb, 32);
     if (t > 0) {
       if (chunk == 0) MaybeCorrupt(workspace.points);
-      residues[2][chunk] = rangeResidue(workspace.points, size.points, size.pointBits, 1);
+      residues[2][chunk] = rangeResidue(workspace.points, size.points, size.pointBits);
     }
     const fft::Range words = fft::ChunkOf(count, chunk, kChunks, 1);
     fft::UnpackPoints(workspace.points, size.points, size.pointBits, t + words.from,
                       out + words.from, words.to - words.from);
     if (t == 0) {
       if (chunk == 0) MaybeCorrupt(out);
-      residues[2][chunk] = rangeResidue(out, count, 32, 1);
+      residues[2][chunk] = rangeResidue(out, count, 32);
     }
   });
   EndSharedSteps(steps);
@@ -135,6 +134,21 @@ uint64_t ProductShared(const FftSize& size, const uint32_t* a, uint64_t la, cons
   }
   const uint64_t expected = MulResidues(sums[0], b == nullptr ? sums[0] : sums[1]);
   return sums[2] == expected ? 0 : kProductCheckFailed;
+}
+
+// The product of one transform (b null: the square of a), words t .. t + count − 1 into out,
+// checked; shared with the partner thread when threads are allowed and the transform is long.
+uint64_t TransformProduct(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
+                          uint64_t lb, const fft::Workspace& workspace, uint64_t t, uint32_t* out,
+                          uint64_t count, uint32_t threadExponent) {
+  if (threadExponent > 0 && size.points >= kShareMinPoints) {
+    return ProductShared(size, a, la, b, lb, workspace, t, out, count);
+  }
+  const uint64_t ra = Residue(a, la, 32);
+  const uint64_t expected = MulResidues(ra, b == nullptr ? ra : Residue(b, lb, 32));
+  [[maybe_unused]] const uint32_t top = fft::ConvolveWords(size, a, la, b, lb, workspace);
+  ZX_ASSERT(top == 0);
+  return UnpackChecked(size, workspace.points, t, out, count, expected);
 }
 
 FftSize SizeFor(uint64_t productBits) {
@@ -226,7 +240,9 @@ void MultiplyChunked(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t
 }  // namespace
 
 #if defined(ZX_TEST_HOOKS)
-void FftInjectFaults(uint32_t products) { gFaultsLeft.store(products); }
+void FftInjectFaults(uint32_t products) {
+  gFaultsLeft.store(products);
+}
 #endif
 
 void PrepareFftTables(uint64_t sizeWords) {
@@ -274,18 +290,8 @@ uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const
   if (memory == nullptr) return bytes;
   const uint64_t total = o.la + o.lb;
   uint64_t status = 0;
-  if (!Chunked(o) && threadExponent > 0) {
-    const FftSize size = SizeFor(32 * total);
-    if (size.points >= kShareMinPoints) {
-      EnsureTables(size.points);
-      status = ProductShared(size, o.a, o.la, o.b, o.lb, fft::CarveWorkspace(memory, size.points),
-                             o.t, out, total - o.t);
-      Release(memory);
-      return status;
-    }
-  }
-  const uint64_t expected = MulResidues(Residue(o.a, o.la, 32), Residue(o.b, o.lb, 32));
   if (Chunked(o)) {
+    const uint64_t expected = MulResidues(Residue(o.a, o.la, 32), Residue(o.b, o.lb, 32));
     uint32_t* product = out;
     void* work = memory;
     if (o.t > 0) {
@@ -298,10 +304,8 @@ uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const
   } else {
     const FftSize size = SizeFor(32 * total);
     EnsureTables(size.points);
-    const fft::Workspace workspace = fft::CarveWorkspace(memory, size.points);
-    [[maybe_unused]] const uint32_t top = fft::ConvolveWords(size, o.a, o.la, o.b, o.lb, workspace);
-    ZX_ASSERT(top == 0);
-    status = UnpackChecked(size, workspace.points, o.t, out, total - o.t, expected);
+    status = TransformProduct(size, o.a, o.la, o.b, o.lb, fft::CarveWorkspace(memory, size.points),
+                              o.t, out, total - o.t, threadExponent);
   }
   Release(memory);
   return status;
@@ -317,20 +321,9 @@ uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t
   if (memory == nullptr) return bytes;
   const FftSize size = SizeFor(64 * kept);
   EnsureTables(size.points);
-  const fft::Workspace workspace = fft::CarveSquareWorkspace(memory, size.points);
-  uint64_t status = 0;
-  if (threadExponent > 0 && size.points >= kShareMinPoints) {
-    status = ProductShared(size, a + shape.dropA, kept, nullptr, 0, workspace, shape.t, out,
-                           2 * kept - shape.t);
-    Release(memory);
-    return status;
-  }
-  [[maybe_unused]] const uint32_t top =
-      fft::ConvolveWords(size, a + shape.dropA, kept, nullptr, 0, workspace);
-  ZX_ASSERT(top == 0);
-  const uint64_t root = Residue(a + shape.dropA, kept, 32);
-  status = UnpackChecked(size, workspace.points, shape.t, out, 2 * kept - shape.t,
-                         MulResidues(root, root));
+  const uint64_t status = TransformProduct(size, a + shape.dropA, kept, nullptr, 0,
+                                           fft::CarveSquareWorkspace(memory, size.points), shape.t,
+                                           out, 2 * kept - shape.t, threadExponent);
   Release(memory);
   return status;
 }

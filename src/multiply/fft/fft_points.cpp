@@ -3,19 +3,14 @@
 #include "multiply/fft/fft_points.hpp"
 
 #include <cstring>
+#include <numeric>
 
 namespace zx::fft {
 namespace {
 
 // Words per group: the fewest that hold a whole number of points, b / gcd(b, 32).
 constexpr uint64_t GroupWords(uint32_t bits) {
-  uint32_t common = 32;
-  for (uint32_t r = bits; r != 0;) {
-    const uint32_t next = common % r;
-    common = r;
-    r = next;
-  }
-  return bits / common;
+  return bits / std::gcd(bits, 32u);
 }
 
 // Packs whole groups; returns the points written.
@@ -160,6 +155,10 @@ struct UnpackWith {
 };
 
 }  // namespace
+
+uint64_t PointsPerGroup(uint32_t pointBits) {
+  return 32 / std::gcd(pointBits, 32u);
+}
 
 uint64_t FieldCount(uint64_t count, uint32_t pointBits) {
   return (32 * count + pointBits - 1) / pointBits;

@@ -14,6 +14,9 @@ namespace zx::fft {
 // pointCount is at least FieldCount(count, b).
 void PackPoints(const uint32_t* words, uint64_t count, uint32_t pointBits, uint32_t* points,
                 uint64_t pointCount);
+// 32 / gcd(b, 32): the points of a whole group of words, so a multiple of it is also a word
+// boundary, where packing may be cut.
+uint64_t PointsPerGroup(uint32_t pointBits);
 // ⌈32·count / b⌉: the fields of an operand of count words.
 uint64_t FieldCount(uint64_t count, uint32_t pointBits);
 
