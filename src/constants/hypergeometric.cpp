@@ -10,25 +10,27 @@ void MergePqt(AllocationHeap* heap, PqtNode& left, PqtNode& right, PqtNode& out,
   BigFloat& t2 = right.part[kPartT];
   BigFloat& q2 = right.part[kPartQ];
   BigFloat& p2 = right.part[kPartP];
+  // P1 and Q2 each enter two products: each is transformed once for both where it can be.
   BigFloat t2p1;
-  BigFloatMultiplyKeep(heap, t2, p1, t2p1, remainingAtM + 3, threads);
+  if (wantP) {
+    BigFloatMultiplyKeepPair(heap, p1, t2, t2p1, remainingAtM + 3, p2, out.part[kPartP],
+                             remainingAtA + 3, threads);
+    BigFloatRelease(p2);
+  } else {
+    BigFloatMultiplyKeep(heap, t2, p1, t2p1, remainingAtM + 3, threads);
+  }
   BigFloatRelease(t2);
-  if (!wantP) BigFloatRelease(p1);
+  BigFloatRelease(p1);
   BigFloat t1q2;
-  BigFloatMultiplyKeep(heap, t1, q2, t1q2, remainingAtA + 3, threads);
+  BigFloatMultiplyKeepPair(heap, q2, t1, t1q2, remainingAtA + 3, q1, out.part[kPartQ],
+                           remainingAtA + 3, threads);
   BigFloatRelease(t1);
+  BigFloatRelease(q1);
+  BigFloatRelease(q2);
   BigFloatAdd(heap, t1q2, t2p1, out.part[kPartT], remainingAtA);
   BigFloatRelease(t1q2);
   BigFloatRelease(t2p1);
   BigFloatNormalize(heap, out.part[kPartT]);
-  BigFloatMultiplyKeep(heap, q1, q2, out.part[kPartQ], remainingAtA + 3, threads);
-  BigFloatRelease(q1);
-  BigFloatRelease(q2);
-  if (wantP) {
-    BigFloatMultiplyKeep(heap, p1, p2, out.part[kPartP], remainingAtA + 3, threads);
-    BigFloatRelease(p1);
-    BigFloatRelease(p2);
-  }
 }
 
 }  // namespace zx

@@ -152,9 +152,10 @@ void CheckedProduct(AllocationHeap* heap, BigInt& x, BigInt* y, BigInt& out,
       if (y != nullptr) BigIntMakeResident(heap, *y);
       const uint64_t productWords = la + lb - truncationWords;
       uint32_t* words = AllocWordsOrDie(heap, productWords + 2);
-      status = y != nullptr ? MultiplyWords(heap, x.words, la, y->words, lb, words,
-                                            truncationWords, threadExponent)
-                            : SquareWords(heap, x.words, la, words, truncationWords, threadExponent);
+      status = y != nullptr
+                   ? MultiplyWords(heap, x.words, la, y->words, lb, words, truncationWords,
+                                   threadExponent)
+                   : SquareWords(heap, x.words, la, words, truncationWords, threadExponent);
       if (status == 0) {
         AdoptProduct(out, words, productWords, productWords + 2);
       } else {
@@ -175,6 +176,43 @@ void CheckedProduct(AllocationHeap* heap, BigInt& x, BigInt* y, BigInt& out,
       return;
     }
   }
+}
+
+// x·y by the FFT, alone in memory, by the dispatch of MultiplyWords.
+bool TakesFft(const BigInt& x, const BigInt& y, uint64_t t) {
+  const uint64_t shorter = std::min(x.length, y.length);
+  const uint64_t longer = std::max(x.length, y.length);
+  return shorter >= kFftMinWords && longer < kHybridMinWords && x.length + y.length > t &&
+         !OutOfCoreEligible(x, y) && FftTablesReach(x.length + y.length);
+}
+
+// The two products of a pair through one transform of x where FftMultiplyPair takes them; false
+// when it does not (or memory is short), with nothing changed. A product whose check fails goes
+// through the retry from its second attempt on, as if computed alone.
+bool MultiplyPairShared(AllocationHeap* heap, BigInt& x, BigInt* (&y)[2], BigInt* (&out)[2],
+                        const uint64_t (&t)[2], uint32_t threadExponent) {
+  if (!TakesFft(x, *y[0], t[0]) || !TakesFft(x, *y[1], t[1])) return false;
+  BigIntMakeResident(heap, x);
+  BigIntMakeResident(heap, *y[0]);
+  BigIntMakeResident(heap, *y[1]);
+  PairedProduct pair[2];
+  uint64_t productWords[2];
+  for (int i = 0; i < 2; i++) {
+    BigIntSetZero(*out[i]);
+    productWords[i] = x.length + y[i]->length - t[i];
+    pair[i] = {y[i]->words, y[i]->length, t[i], AllocWords32(heap, productWords[i] + 2)};
+  }
+  const bool shared = pair[0].out != nullptr && pair[1].out != nullptr &&
+                      FftMultiplyPair(heap, x.words, x.length, pair, threadExponent) == 0;
+  for (int i = 0; i < 2; i++) {
+    if (!shared || pair[i].status != 0) {
+      if (pair[i].out != nullptr) Release(pair[i].out);
+      if (shared) BigIntMultiply(heap, x, *y[i], *out[i], t[i], ReportFailure(0), threadExponent);
+    } else {
+      AdoptProduct(*out[i], pair[i].out, productWords[i], productWords[i] + 2);
+    }
+  }
+  return shared;
 }
 
 }  // namespace
@@ -224,6 +262,36 @@ void BigFloatMultiplyKeep(AllocationHeap* heap, BigFloat& a, BigFloat& b, BigFlo
     BigIntMultiply(heap, a.magnitude, b.magnitude, out.magnitude, truncation, 0, threadExponent);
   }
   if (BigFloatIsZero(out)) BigFloatSetZero(out);
+}
+
+void BigFloatMultiplyKeepPair(AllocationHeap* heap, BigFloat& x, BigFloat& y1, BigFloat& out1,
+                              uint64_t keep1, BigFloat& y2, BigFloat& out2, uint64_t keep2,
+                              uint32_t threadExponent) {
+  BigFloat* y[2] = {&y1, &y2};
+  BigFloat* out[2] = {&out1, &out2};
+  const uint64_t keep[2] = {keep1, keep2};
+  const auto separate = [&] {
+    for (int i = 0; i < 2; i++)
+      BigFloatMultiplyKeep(heap, x, *y[i], *out[i], keep[i], threadExponent);
+  };
+  if (BigFloatIsZero(x) || BigFloatIsZero(y1) || BigFloatIsZero(y2)) return separate();
+  BigInt* yWords[2];
+  BigInt* outWords[2];
+  uint64_t truncation[2];
+  for (int i = 0; i < 2; i++) {
+    const uint64_t total = x.magnitude.length + y[i]->magnitude.length;
+    truncation[i] = total > keep[i] ? total - keep[i] : 0;
+    yWords[i] = &y[i]->magnitude;
+    outWords[i] = &out[i]->magnitude;
+  }
+  if (!MultiplyPairShared(heap, x.magnitude, yWords, outWords, truncation, threadExponent)) {
+    return separate();
+  }
+  for (int i = 0; i < 2; i++) {
+    out[i]->sign = x.sign == y[i]->sign ? 1 : 0;
+    out[i]->exponent = x.exponent + y[i]->exponent + static_cast<int64_t>(truncation[i]);
+    if (BigFloatIsZero(*out[i])) BigFloatSetZero(*out[i]);
+  }
 }
 
 void BigFloatSquare(AllocationHeap* heap, BigFloat& a, BigFloat& out, uint64_t precisionWords,

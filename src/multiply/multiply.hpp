@@ -25,8 +25,8 @@ uint32_t MultiplyThreads(uint32_t threadExponent);
 
 // out = a·b without its lowest truncationWords words. attempt counts failed attempts (0 from
 // every caller); threadExponent is passed to the large-size algorithms.
-void BigIntMultiply(AllocationHeap* heap, BigInt& a, BigInt& b, BigInt& out, uint64_t truncationWords,
-                    int32_t attempt, uint32_t threadExponent);
+void BigIntMultiply(AllocationHeap* heap, BigInt& a, BigInt& b, BigInt& out,
+                    uint64_t truncationWords, int32_t attempt, uint32_t threadExponent);
 void BigIntSquare(AllocationHeap* heap, BigInt& a, BigInt& out, uint64_t truncationWords,
                   int32_t attempt, uint32_t threadExponent);
 
@@ -37,6 +37,11 @@ void BigFloatMultiply(AllocationHeap* heap, BigFloat& a, BigFloat& b, uint64_t p
 // exponent. a and b are left as they are; out must be a different record.
 void BigFloatMultiplyKeep(AllocationHeap* heap, BigFloat& a, BigFloat& b, BigFloat& out,
                           uint64_t keepWords, uint32_t threadExponent);
+// out1 = x·y1 keeping keep1 words and out2 = x·y2 keeping keep2 words, as two BigFloatMultiplyKeep
+// calls would, with x transformed once where both products take the same FFT. y1 and y2 are not x.
+void BigFloatMultiplyKeepPair(AllocationHeap* heap, BigFloat& x, BigFloat& y1, BigFloat& out1,
+                              uint64_t keep1, BigFloat& y2, BigFloat& out2, uint64_t keep2,
+                              uint32_t threadExponent);
 // a = a² and out = a², keeping p + 3 words.
 void BigFloatSquareInPlace(AllocationHeap* heap, BigFloat& a, uint64_t precisionWords,
                            uint32_t threadExponent);

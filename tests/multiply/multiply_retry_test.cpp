@@ -25,7 +25,9 @@ BigInt Resident(const Words& words) {
   return x;
 }
 
-Words WordsOf(const BigInt& x) { return Words(x.words, x.words + x.length); }
+Words WordsOf(const BigInt& x) {
+  return Words(x.words, x.words + x.length);
+}
 
 struct RetryCase {
   uint64_t la;
@@ -86,12 +88,67 @@ INSTANTIATE_TEST_SUITE_P(
                       RetryCase{6000, 0, 0, 0, true}, RetryCase{7000, 0, 3001, 0, true},
                       RetryCase{20000, 20000, 0, 1, true}, RetryCase{30000, 0, 20001, 1, true}));
 
+struct PairCase {
+  uint64_t lx;
+  uint64_t ly[2];
+  uint64_t t[2];
+  uint32_t threads = 0;
+};
+
+class MultiplyPair : public ::testing::TestWithParam<PairCase> {};
+
+// x·y1 and x·y2 through one transform of x or, where the shapes do not allow it, one by one: each
+// result is GMP's cut at its own truncation, and a failed check retries only its own product.
+TEST_P(MultiplyPair, EachProductIsGmpsAndRetriesAlone) {
+  const PairCase& c = GetParam();
+  std::mt19937_64 rng(test::TestSeed() + c.lx + c.ly[0] + c.t[1]);
+  const Words x = test::RandomWords(rng, c.lx);
+  const Words y[2] = {test::AllOnes(c.ly[0]), test::RandomWords(rng, c.ly[1])};
+  PrepareFftTables(std::max({c.lx, c.ly[0], c.ly[1]}));
+  for (const uint32_t failures : {0u, 1u}) {
+    const std::string what = std::to_string(c.lx) + " by " + test::Shape(c.ly[0], c.ly[1]) +
+                             " failures=" + std::to_string(failures);
+    BigFloat fx, fy[2], out[2];
+    fx.magnitude = Resident(x);
+    for (int i = 0; i < 2; i++) fy[i].magnitude = Resident(y[i]);
+    test::ConsoleCapture capture;
+    FftInjectFaults(failures);
+    BigFloatMultiplyKeepPair(nullptr, fx, fy[0], out[0], c.lx + c.ly[0] - c.t[0], fy[1], out[1],
+                             c.lx + c.ly[1] - c.t[1], c.threads);
+    FftInjectFaults(0);
+    EXPECT_EQ(capture.text(), failures == 0 ? "" : test::RecoveryText(failures)) << what;
+    for (int i = 0; i < 2; i++) {
+      const Words exact = test::GmpProduct(x, y[i]);
+      EXPECT_EQ(out[i].exponent, static_cast<int64_t>(c.t[i])) << what;
+      Words got = WordsOf(out[i].magnitude);
+      got.resize(exact.size() - c.t[i], 0);
+      EXPECT_LE(test::TruncationShortfall(exact, c.t[i], got), c.t[i] == 0 ? 0u : 2u) << what;
+      EXPECT_TRUE(WordsOf(fy[i].magnitude) == y[i]) << "operand changed: " << what;
+      BigFloatRelease(out[i]);
+      BigFloatRelease(fy[i]);
+    }
+    EXPECT_TRUE(WordsOf(fx.magnitude) == x) << "operand changed: " << what;
+    BigFloatRelease(fx);
+  }
+}
+
+// One length for both products where its width differs between them, the shapes of a series
+// merge, truncations that drop the same or different words of x, and what goes one by one: lengths
+// too far apart, a ratio past 4, a short operand, a transform long enough for two threads.
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, MultiplyPair,
+    ::testing::Values(PairCase{60, {61, 59}, {0, 0}}, PairCase{3000, {3000, 2990}, {0, 0}},
+                      PairCase{5000, {5000, 4990}, {4000, 4000}},
+                      PairCase{5000, {5000, 3000}, {6000, 2000}},
+                      PairCase{3000, {1200, 3000}, {0, 0}}, PairCase{9000, {9000, 2000}, {0, 0}},
+                      PairCase{60, {40, 60}, {0, 0}}, PairCase{20000, {20000, 20000}, {0, 0}, 1}));
+
 struct DispatchCase {
   uint64_t n;
   bool square;
   uint32_t threads;
-  bool hybrid;      // the hybrid transform takes it, else the FFT
-  bool smallHeap;   // a heap with room for the hybrid transform only, as a disk-swapping run's
+  bool hybrid;     // the hybrid transform takes it, else the FFT
+  bool smallHeap;  // a heap with room for the hybrid transform only, as a disk-swapping run's
 };
 
 class MultiplyDispatch : public ::testing::TestWithParam<DispatchCase> {};
@@ -103,8 +160,8 @@ TEST_P(MultiplyDispatch, TheHybridTransformTakesOverAtItsThresholdOrInASmallHeap
   AllocationHeap heap;
   if (c.smallHeap) {
     const uint64_t heapBytes = HybridMultiplyMemoryBytes(c.n, c.n, 0, 0) + 8 * c.n + (1 << 20);
-    ASSERT_LT(heapBytes, c.square ? FftSquareScratchBytes(c.n, 0)
-                                  : FftMultiplyScratchBytes(c.n, c.n, 0));
+    ASSERT_LT(heapBytes,
+              c.square ? FftSquareScratchBytes(c.n, 0) : FftMultiplyScratchBytes(c.n, c.n, 0));
     HeapCreate(nullptr, &heap, heapBytes);
   }
   std::mt19937_64 rng(test::TestSeed() + c.n);
@@ -119,8 +176,8 @@ TEST_P(MultiplyDispatch, TheHybridTransformTakesOverAtItsThresholdOrInASmallHeap
   c.square ? BigIntSquare(at, x, out, 0, 0, c.threads)
            : BigIntMultiply(at, x, y, out, 0, 0, c.threads);
   HybridInjectFaults(0);
-  const std::string what = std::to_string(c.n) + (c.square ? " square" : "") +
-                           " T=" + std::to_string(c.threads);
+  const std::string what =
+      std::to_string(c.n) + (c.square ? " square" : "") + " T=" + std::to_string(c.threads);
   EXPECT_EQ(capture.text(), c.hybrid ? test::RecoveryText(1) : "") << what;
   EXPECT_TRUE(WordsOf(out) == test::GmpProduct(a, b)) << what;
   BigIntRelease(out);

@@ -311,6 +311,46 @@ uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const
   return status;
 }
 
+uint64_t FftMultiplyPair(AllocationHeap* heap, const uint32_t* x, uint64_t lx,
+                         PairedProduct (&pair)[2], uint32_t threadExponent) {
+  TruncatedShape shape[2];
+  uint64_t productWords[2];
+  for (int i = 0; i < 2; i++) {
+    shape[i] = TruncateOperands(lx, pair[i].ly, pair[i].t);
+    const uint64_t keptX = lx - shape[i].dropA;
+    const uint64_t keptY = pair[i].ly - shape[i].dropB;
+    if (keptX > 4 * keptY || keptY > 4 * keptX) return kPairNotShared;
+    productWords[i] = keptX + keptY;
+  }
+  if (shape[0].dropA != shape[1].dropA) return kPairNotShared;
+  const FftSize size = SizeFor(32 * std::max(productWords[0], productWords[1]));
+  const uint64_t shorter = SizeFor(32 * std::min(productWords[0], productWords[1])).points;
+  // Three transforms of the longer length against two of each: sharing pays down to 0.7 of it.
+  if (10 * shorter < 7 * size.points) return kPairNotShared;
+  if (threadExponent > 0 && size.points >= kShareMinPoints) return kPairNotShared;
+  const uint64_t bytes = fft::WorkspaceBytes(size.points);
+  void* memory = AllocAligned16(heap, bytes);
+  if (memory == nullptr) return bytes;
+  EnsureTables(size.points);
+  const fft::Workspace workspace = fft::CarveWorkspace(memory, size.points);
+  const uint32_t* keptX = x + shape[0].dropA;
+  const uint64_t keptLx = lx - shape[0].dropA;
+  fft::TransformOperand(size, keptX, keptLx, workspace.first, workspace.points);
+  const uint64_t rx = Residue(keptX, keptLx, 32);
+  for (int i = 0; i < 2; i++) {
+    const uint32_t* y = pair[i].y + shape[i].dropB;
+    const uint64_t ly = pair[i].ly - shape[i].dropB;
+    const uint64_t expected = MulResidues(rx, Residue(y, ly, 32));
+    [[maybe_unused]] const uint32_t top =
+        fft::ConvolveWithSpectrum(size, y, ly, workspace.first, workspace);
+    ZX_ASSERT(top == 0);
+    pair[i].status = UnpackChecked(size, workspace.points, shape[i].t, pair[i].out,
+                                   keptLx + ly - shape[i].t, expected);
+  }
+  Release(memory);
+  return 0;
+}
+
 uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t* out, uint64_t t,
                    uint32_t threadExponent) {
   if (t >= 2 * n) return 0;

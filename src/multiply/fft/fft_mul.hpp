@@ -39,6 +39,23 @@ bool FftTablesReach(uint64_t productWords);
 [[nodiscard]] uint64_t FftSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t* out,
                                  uint64_t t, uint32_t threadExponent);
 
+// One of two products that share their first operand x: x·y, words t .. into out, and after
+// FftMultiplyPair the outcome of its check (0 or kProductCheckFailed).
+struct PairedProduct {
+  const uint32_t* y;
+  uint64_t ly;
+  uint64_t t;
+  uint32_t* out;
+  uint64_t status = 0;
+};
+inline constexpr uint64_t kPairNotShared = ~uint64_t{0} - 1;
+// Both products with x's spectrum formed once: each takes one transform of the longer one's
+// length, with the same kept words of x, on one thread. Returns 0 (each product's status set),
+// kPairNotShared when the pair does not qualify (nothing done), or the bytes it could not get.
+// Every product is non-empty (t below lx + ly) and takes the FFT by size.
+[[nodiscard]] uint64_t FftMultiplyPair(AllocationHeap* heap, const uint32_t* x, uint64_t lx,
+                                       PairedProduct (&pair)[2], uint32_t threadExponent);
+
 #if defined(ZX_TEST_HOOKS)
 // The next `products` checked FFT products each change one digit before the check.
 void FftInjectFaults(uint32_t products);
