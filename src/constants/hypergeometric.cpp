@@ -10,7 +10,17 @@ void MergePqt(AllocationHeap* heap, PqtNode& left, PqtNode& right, PqtNode& out,
   BigFloat& t2 = right.part[kPartT];
   BigFloat& q2 = right.part[kPartQ];
   BigFloat& p2 = right.part[kPartP];
-  // P1 and Q2 each enter two products: each is transformed once for both where it can be.
+  // P1 and Q2 each enter two products: each is transformed once for both where it can be, and
+  // where nothing is cut T's two products are summed before their one inverse transform.
+  if (BigFloatMergeProducts(heap, t1, q1, p1, t2, q2, wantP ? &p2 : nullptr, out.part[kPartT],
+                            out.part[kPartQ], wantP ? &out.part[kPartP] : nullptr, remainingAtA + 3,
+                            remainingAtM + 3, threads)) {
+    for (PqtNode* node : {&left, &right}) {
+      for (BigFloat& part : node->part) BigFloatRelease(part);
+    }
+    BigFloatNormalize(heap, out.part[kPartT]);
+    return;
+  }
   BigFloat t2p1;
   if (wantP) {
     BigFloatMultiplyKeepPair(heap, p1, t2, t2p1, remainingAtM + 3, p2, out.part[kPartP],

@@ -215,6 +215,18 @@ bool MultiplyPairShared(AllocationHeap* heap, BigInt& x, BigInt* (&y)[2], BigInt
   return shared;
 }
 
+// A whole product's record: sign and exponent from its factors.
+void SetProductRecord(const BigFloat& x, const BigFloat& y, BigFloat& out) {
+  out.sign = x.sign == y.sign ? 1 : 0;
+  out.exponent = x.exponent + y.exponent;
+}
+
+// Takes a merge output of `words` words (leading zeros dropped) into out.
+void AdoptWords(BigInt& out, uint32_t* words, uint64_t length, uint64_t capacity) {
+  while (length > 1 && words[length - 1] == 0) --length;
+  AdoptProduct(out, words, length, capacity);
+}
+
 }  // namespace
 
 void BigIntMultiply(AllocationHeap* heap, BigInt& a, BigInt& b, BigInt& out,
@@ -292,6 +304,89 @@ void BigFloatMultiplyKeepPair(AllocationHeap* heap, BigFloat& x, BigFloat& y1, B
     out[i]->exponent = x.exponent + y[i]->exponent + static_cast<int64_t>(truncation[i]);
     if (BigFloatIsZero(*out[i])) BigFloatSetZero(*out[i]);
   }
+}
+
+bool BigFloatMergeProducts(AllocationHeap* heap, BigFloat& t1, BigFloat& q1, BigFloat& p1,
+                           BigFloat& t2, BigFloat& q2, BigFloat* p2, BigFloat& t, BigFloat& q,
+                           BigFloat* p, uint64_t keepA, uint64_t keepM, uint32_t threadExponent) {
+  BigFloat* operands[6] = {&t1, &q1, &p1, &t2, &q2, p2};
+  for (BigFloat* x : operands) {
+    if (x != nullptr && BigFloatIsZero(*x)) return false;
+  }
+  const auto whole = [](const BigFloat& x, const BigFloat& y, uint64_t keep) {
+    return x.magnitude.length + y.magnitude.length <= keep && TakesFft(x.magnitude, y.magnitude, 0);
+  };
+  if (!whole(t1, q2, keepA) || !whole(q1, q2, keepA) || !whole(t2, p1, keepM) ||
+      t1.exponent + q2.exponent != t2.exponent + p1.exponent) {
+    return false;
+  }
+  for (BigFloat* x : operands) {
+    if (x != nullptr) BigIntMakeResident(heap, x->magnitude);
+  }
+  const auto words = [](const BigFloat* x) {
+    return x == nullptr ? MergeWords{nullptr, 0}
+                        : MergeWords{x->magnitude.words, x->magnitude.length};
+  };
+  MergeProducts merge{words(&t1), words(&q1), words(&p1), words(&t2), words(&q2), words(p2)};
+  const bool firstPositive = t1.sign == q2.sign;
+  merge.subtract = firstPositive != (t2.sign == p1.sign);
+  const uint64_t lengths[3] = {MergeSumWords(merge), q1.magnitude.length + q2.magnitude.length,
+                               p2 == nullptr ? 0 : p1.magnitude.length + p2->magnitude.length};
+  uint32_t* buffers[3] = {};
+  bool ready = true;
+  for (int i = 0; i < (p2 == nullptr ? 2 : 3); i++) {
+    buffers[i] = AllocWords32(heap, lengths[i] + 2);
+    ready = ready && buffers[i] != nullptr;
+  }
+  merge.t = buffers[0];
+  merge.q = buffers[1];
+  merge.p = buffers[2];
+  if (!ready || FftMergeProducts(heap, merge, threadExponent) != 0) {
+    for (uint32_t* buffer : buffers) {
+      if (buffer != nullptr) Release(buffer);
+    }
+    return false;
+  }
+  BigFloatSetZero(t);
+  if (merge.status[0] == 0) {
+    AdoptWords(t.magnitude, buffers[0], lengths[0], lengths[0] + 2);
+    t.sign = firstPositive != merge.tNegative ? 1 : 0;
+    t.exponent = t1.exponent + q2.exponent;
+    if (BigFloatIsZero(t)) BigFloatSetZero(t);
+  } else {
+    // Again as two products and a sum, the second reporting how its attempt went.
+    Release(buffers[0]);
+    const int32_t attempt = ReportFailure(0);
+    BigFloat terms[2];
+    BigIntMultiply(heap, t2.magnitude, p1.magnitude, terms[1].magnitude, 0, 0, threadExponent);
+    BigIntMultiply(heap, t1.magnitude, q2.magnitude, terms[0].magnitude, 0, attempt,
+                   threadExponent);
+    SetProductRecord(t2, p1, terms[1]);
+    SetProductRecord(t1, q2, terms[0]);
+    BigFloatAdd(heap, terms[0], terms[1], t, keepA);
+    BigFloatRelease(terms[0]);
+    BigFloatRelease(terms[1]);
+  }
+  BigFloat* factors[2][2] = {{&q1, &q2}, {&p1, p2}};
+  BigFloat* outputs[2] = {&q, p};
+  for (int i = 0; i < (p2 == nullptr ? 1 : 2); i++) {
+    BigFloat& out = *outputs[i];
+    if (i == 1 && !merge.pDone) {
+      Release(buffers[2]);
+      BigFloatMultiplyKeep(heap, p1, *p2, out, keepA, threadExponent);
+      continue;
+    }
+    BigFloatSetZero(out);
+    if (merge.status[i + 1] == 0) {
+      AdoptWords(out.magnitude, buffers[i + 1], lengths[i + 1], lengths[i + 1] + 2);
+    } else {
+      Release(buffers[i + 1]);
+      BigIntMultiply(heap, factors[i][0]->magnitude, factors[i][1]->magnitude, out.magnitude, 0,
+                     ReportFailure(0), threadExponent);
+    }
+    SetProductRecord(*factors[i][0], *factors[i][1], out);
+  }
+  return true;
 }
 
 void BigFloatSquare(AllocationHeap* heap, BigFloat& a, BigFloat& out, uint64_t precisionWords,

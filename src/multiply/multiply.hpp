@@ -42,6 +42,13 @@ void BigFloatMultiplyKeep(AllocationHeap* heap, BigFloat& a, BigFloat& b, BigFlo
 void BigFloatMultiplyKeepPair(AllocationHeap* heap, BigFloat& x, BigFloat& y1, BigFloat& out1,
                               uint64_t keep1, BigFloat& y2, BigFloat& out2, uint64_t keep2,
                               uint32_t threadExponent);
+// The products of a series merge when all are kept whole (each within its keep: keepA for t1·q2,
+// q1·q2 and p1·p2, keepM for t2·p1) and the two of T share an exponent: t = t1·q2 + t2·p1,
+// q = q1·q2 and, with p2, p = p1·p2, through one FFT length with q2 and p1 transformed once and T
+// summed before its inverse transform. False, with nothing done, where they do not qualify.
+bool BigFloatMergeProducts(AllocationHeap* heap, BigFloat& t1, BigFloat& q1, BigFloat& p1,
+                           BigFloat& t2, BigFloat& q2, BigFloat* p2, BigFloat& t, BigFloat& q,
+                           BigFloat* p, uint64_t keepA, uint64_t keepM, uint32_t threadExponent);
 // a = a² and out = a², keeping p + 3 words.
 void BigFloatSquareInPlace(AllocationHeap* heap, BigFloat& a, uint64_t precisionWords,
                            uint32_t threadExponent);

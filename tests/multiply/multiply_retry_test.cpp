@@ -143,6 +143,95 @@ INSTANTIATE_TEST_SUITE_P(
                       PairCase{3000, {1200, 3000}, {0, 0}}, PairCase{9000, {9000, 2000}, {0, 0}},
                       PairCase{60, {40, 60}, {0, 0}}, PairCase{20000, {20000, 20000}, {0, 0}, 1}));
 
+struct MergeCase {
+  uint64_t t1, q1, p1, t2, q2, p2;  // words; p2 = 0: no P
+  bool t2Negative;
+  bool taken;                  // the merge path takes it, else it declines and leaves the outputs
+  int64_t p1Exponent = 0;      // T's two products at different exponents: declined
+  uint64_t keepShortfall = 0;  // keepA short of the longest product: declined
+};
+
+class MultiplyMerge : public ::testing::TestWithParam<MergeCase> {};
+
+// Signed a·b + c·d as a sign (1: non-negative) and the magnitude's words.
+std::pair<int, Words> GmpSum(const Words& a, const Words& b, const Words& c, const Words& d,
+                             bool subtract) {
+  const Words ab = test::GmpProduct(a, b);
+  const Words cd = test::GmpProduct(c, d);
+  mpz_t x, y;
+  mpz_inits(x, y, nullptr);
+  mpz_import(x, ab.size(), -1, sizeof(uint32_t), 0, 0, ab.data());
+  mpz_import(y, cd.size(), -1, sizeof(uint32_t), 0, 0, cd.data());
+  subtract ? mpz_sub(x, x, y) : mpz_add(x, x, y);
+  const int sign = mpz_sgn(x) >= 0 ? 1 : 0;
+  mpz_abs(x, x);
+  Words sum = test::ExportWords(x, mpz_size(x) * 2);
+  while (!sum.empty() && sum.back() == 0) sum.pop_back();
+  mpz_clears(x, y, nullptr);
+  return {sign, sum};
+}
+
+// T = T1·Q2 + T2·P1, Q = Q1·Q2, P = P1·P2 through one transform length, against GMP, with a failed
+// check retried alone; or, where the merge does not qualify, nothing done at all.
+TEST_P(MultiplyMerge, FormsTheNodeOrLeavesItAlone) {
+  const MergeCase& c = GetParam();
+  std::mt19937_64 rng(test::TestSeed() + c.t1 + c.p1 + c.p2);
+  const Words w[6] = {test::AllOnes(c.t1),          test::RandomWords(rng, c.q1),
+                      test::RandomWords(rng, c.p1), test::RandomWords(rng, c.t2),
+                      test::AllOnes(c.q2),          test::RandomWords(rng, c.p2)};
+  PrepareFftTables(c.t1 + c.q2 + c.t2 + c.p1);
+  for (const uint32_t failures : {0u, 1u}) {
+    const std::string what = "t1=" + std::to_string(c.t1) + " p1=" + std::to_string(c.p1) +
+                             " failures=" + std::to_string(failures);
+    BigFloat in[6], t, q, p;
+    for (int i = 0; i < 6; i++) {
+      if (!w[i].empty()) in[i].magnitude = Resident(w[i]);
+    }
+    in[3].sign = c.t2Negative ? 0 : 1;
+    in[2].exponent = c.p1Exponent;
+    const uint64_t keepA = std::max({c.t1 + c.q2, c.q1 + c.q2, c.p1 + c.p2}) - c.keepShortfall;
+    test::ConsoleCapture capture;
+    FftInjectFaults(failures);
+    const bool taken = BigFloatMergeProducts(nullptr, in[0], in[1], in[2], in[3], in[4],
+                                             c.p2 == 0 ? nullptr : &in[5], t, q,
+                                             c.p2 == 0 ? nullptr : &p, keepA, c.t2 + c.p1, 0);
+    FftInjectFaults(0);
+    ASSERT_EQ(taken, c.taken) << what;
+    if (!taken) {
+      EXPECT_TRUE(BigFloatIsZero(t) && BigFloatIsZero(q) && BigFloatIsZero(p)) << what;
+    } else {
+      EXPECT_EQ(capture.text(), failures == 0 ? "" : test::RecoveryText(failures)) << what;
+      const auto [sign, sum] = GmpSum(w[0], w[4], w[3], w[2], c.t2Negative);
+      EXPECT_EQ(t.sign, sign) << what;
+      EXPECT_TRUE(WordsOf(t.magnitude) == sum) << "T: " << what;
+      EXPECT_TRUE(WordsOf(q.magnitude) == test::GmpProduct(w[1], w[4])) << "Q: " << what;
+      if (c.p2 != 0) {
+        EXPECT_TRUE(WordsOf(p.magnitude) == test::GmpProduct(w[2], w[5])) << "P: " << what;
+      }
+    }
+    for (BigFloat* x : {&t, &q, &p}) BigFloatRelease(*x);
+    for (int i = 0; i < 6; i++) {
+      EXPECT_TRUE(w[i].empty() || WordsOf(in[i].magnitude) == w[i]) << "operand changed: " << what;
+      BigFloatRelease(in[i]);
+    }
+  }
+}
+
+// Sums and differences (one that comes out negative), P on the shared length, P too short for it
+// and no P at all; declined: exponents that differ, a product that would be cut, lengths too far
+// apart, operands below the FFT.
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, MultiplyMerge,
+    ::testing::Values(MergeCase{3000, 3000, 3000, 3000, 3000, 3000, false, true},
+                      MergeCase{3000, 2990, 2995, 3005, 3000, 2900, true, true},
+                      MergeCase{2000, 2000, 3000, 2000, 2000, 3001, true, true},
+                      MergeCase{3000, 3000, 2400, 3000, 3000, 1000, false, true},
+                      MergeCase{3000, 3000, 3000, 3000, 3000, 0, true, true},
+                      MergeCase{3000, 3000, 3000, 3000, 3000, 3000, false, false, 1},
+                      MergeCase{3000, 3000, 3000, 3000, 3000, 3000, false, false, 0, 1},
+                      MergeCase{3000, 3000, 900, 900, 3000, 900, false, false},
+                      MergeCase{40, 40, 40, 40, 40, 40, false, false}));
+
 struct DispatchCase {
   uint64_t n;
   bool square;

@@ -149,6 +149,22 @@ uint32_t ConvolveWithSpectrum(const FftSize& size, const uint32_t* words, uint64
   return ReduceNegacyclic(workspace.points, size.points, size.pointBits, carry);
 }
 
+void MultiplyWithSpectrum(const FftSize& size, const uint32_t* words, uint64_t count,
+                          const double* spectrum, double* into, uint32_t* points) {
+  LoadOperand(size, words, count, into, points);
+  LaneMultiply(into, spectrum, size.points / 8);
+}
+
+uint32_t ConvolveWithSpectrumAdd(const FftSize& size, const uint32_t* words, uint64_t count,
+                                 const double* spectrum, const double* product, double sign,
+                                 const Workspace& workspace) {
+  LoadOperand(size, words, count, workspace.second, workspace.points);
+  LaneConvolveAdd(workspace.second, spectrum, product, sign, size.points / 8);
+  const int64_t carry =
+      OuterInverseCarry(workspace.second, workspace.points, size.points / 2, size.pointBits);
+  return ReduceNegacyclic(workspace.points, size.points, size.pointBits, carry);
+}
+
 uint32_t ConvolveWords(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
                        uint64_t lb, const Workspace& workspace) {
   if (b == nullptr) return ConvolveWithSpectrum(size, a, la, nullptr, workspace);

@@ -36,6 +36,15 @@ void TransformOperand(const FftSize& size, const uint32_t* words, uint64_t count
 uint32_t ConvolveWithSpectrum(const FftSize& size, const uint32_t* words, uint64_t count,
                               const double* spectrum, const Workspace& workspace);
 
+// A sum of two products through one inverse transform: `into` ← the product of the operand words
+// and the spectrum, kept in the transform domain; then workspace.points ← words·spectrum +
+// sign·(that product) modulo 2^(L·b) + 1 (sign ±1), returning the top as above.
+void MultiplyWithSpectrum(const FftSize& size, const uint32_t* words, uint64_t count,
+                          const double* spectrum, double* into, uint32_t* points);
+uint32_t ConvolveWithSpectrumAdd(const FftSize& size, const uint32_t* words, uint64_t count,
+                                 const double* spectrum, const double* product, double sign,
+                                 const Workspace& workspace);
+
 // workspace.points ← a·b modulo 2^(L·b) + 1 (b null: a²); returns the top as above.
 uint32_t ConvolveWords(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
                        uint64_t lb, const Workspace& workspace);

@@ -9,6 +9,7 @@
 #include "multiply/basecase/basecase.hpp"
 #include "multiply/basecase/basecase_ops.hpp"
 #include "multiply/fft/fft_convolve.hpp"
+#include "multiply/fft/fft_outer.hpp"
 #include "multiply/fft/fft_points.hpp"
 #include "multiply/fft/fft_size_table.hpp"
 #include "multiply/fft/fft_twiddles.hpp"
@@ -347,6 +348,74 @@ uint64_t FftMultiplyPair(AllocationHeap* heap, const uint32_t* x, uint64_t lx,
     pair[i].status = UnpackChecked(size, workspace.points, shape[i].t, pair[i].out,
                                    keptLx + ly - shape[i].t, expected);
   }
+  Release(memory);
+  return 0;
+}
+
+uint64_t MergeSumWords(const MergeProducts& merge) {
+  return std::max(merge.t1.length + merge.q2.length, merge.t2.length + merge.p1.length) + 1;
+}
+
+uint64_t FftMergeProducts(AllocationHeap* heap, MergeProducts& merge, uint32_t threadExponent) {
+  const MergeWords pairs[4][2] = {
+      {merge.t1, merge.q2}, {merge.t2, merge.p1}, {merge.q1, merge.q2}, {merge.p1, merge.p2}};
+  const auto balanced = [](const MergeWords(&pair)[2]) {
+    return pair[0].length <= 4 * pair[1].length && pair[1].length <= 4 * pair[0].length;
+  };
+  uint64_t longest = 0;
+  uint64_t shortest = ~uint64_t{0};
+  for (int i = 0; i < 3; i++) {
+    if (!balanced(pairs[i])) return kPairNotShared;
+    longest = std::max(longest, pairs[i][0].length + pairs[i][1].length);
+    shortest = std::min(shortest, pairs[i][0].length + pairs[i][1].length);
+  }
+  // The sum of the two products of T takes a bit more than the longer one; its sign a second.
+  const FftSize size = SizeFor(32 * longest + 2);
+  const auto worthSharing = [&](uint64_t words) {
+    return 10 * SizeFor(32 * words).points >= 7 * size.points;
+  };
+  if (!worthSharing(shortest)) return kPairNotShared;
+  if (threadExponent > 0 && size.points >= kShareMinPoints) return kPairNotShared;
+  // P = P1·P2 rides on P1's spectrum when it fits the length and is not much shorter; otherwise
+  // the caller forms it alone.
+  const uint64_t pWords = merge.p1.length + merge.p2.length;
+  merge.pDone =
+      merge.p2.length != 0 && balanced(pairs[3]) && pWords <= longest && worthSharing(pWords);
+  const uint64_t bytes = fft::WorkspaceBytes(size.points) + size.points * sizeof(double);
+  void* memory = AllocAligned16(heap, bytes);
+  if (memory == nullptr) return bytes;
+  EnsureTables(size.points);
+  const fft::Workspace workspace = fft::CarveWorkspace(memory, size.points);
+  double* t2p1 = reinterpret_cast<double*>(workspace.points + size.points);
+  const auto residue = [](const MergeWords& x) { return Residue(x.words, x.length, 32); };
+  // P1's spectrum: T2·P1 stays in the transform domain, P = P1·P2 is finished.
+  fft::TransformOperand(size, merge.p1.words, merge.p1.length, workspace.first, workspace.points);
+  fft::MultiplyWithSpectrum(size, merge.t2.words, merge.t2.length, workspace.first, t2p1,
+                            workspace.points);
+  const uint64_t rp1 = residue(merge.p1);
+  const auto finish = [&](const MergeWords& x, const MergeWords& y, uint32_t* out, uint64_t ry) {
+    const uint64_t expected = MulResidues(residue(x), ry);
+    [[maybe_unused]] const uint32_t top =
+        fft::ConvolveWithSpectrum(size, x.words, x.length, workspace.first, workspace);
+    ZX_ASSERT(top == 0);
+    return UnpackChecked(size, workspace.points, 0, out, x.length + y.length, expected);
+  };
+  if (merge.pDone) merge.status[2] = finish(merge.p2, merge.p1, merge.p, rp1);
+  // Q2's spectrum: T = T1·Q2 ± T2·P1, then Q = Q1·Q2.
+  fft::TransformOperand(size, merge.q2.words, merge.q2.length, workspace.first, workspace.points);
+  const uint64_t rq2 = residue(merge.q2);
+  const uint64_t first = MulResidues(residue(merge.t1), rq2);
+  const uint64_t second = MulResidues(residue(merge.t2), rp1);
+  const uint32_t top =
+      fft::ConvolveWithSpectrumAdd(size, merge.t1.words, merge.t1.length, workspace.first, t2p1,
+                                   merge.subtract ? -1.0 : 1.0, workspace);
+  merge.tNegative = fft::TakeMagnitude(workspace.points, size.points, size.pointBits, top);
+  uint64_t expected =
+      (first + (merge.subtract ? kResidueModulus - second : second)) % kResidueModulus;
+  if (merge.tNegative) expected = (kResidueModulus - expected) % kResidueModulus;
+  merge.status[0] =
+      UnpackChecked(size, workspace.points, 0, merge.t, MergeSumWords(merge), expected);
+  merge.status[1] = finish(merge.q1, merge.q2, merge.q, rq2);
   Release(memory);
   return 0;
 }

@@ -56,6 +56,33 @@ inline constexpr uint64_t kPairNotShared = ~uint64_t{0} - 1;
 [[nodiscard]] uint64_t FftMultiplyPair(AllocationHeap* heap, const uint32_t* x, uint64_t lx,
                                        PairedProduct (&pair)[2], uint32_t threadExponent);
 
+// The products of a series merge, every one kept whole: T = t1·q2 + t2·p1 or t1·q2 − t2·p1
+// through one inverse transform, Q = q1·q2 and, when p2 is not empty and its product fits the
+// same length (pDone), P = p1·p2, with q2 and p1 transformed once each. The outputs hold
+// max(|t1| + |q2|, |t2| + |p1|) + 1 words (T's magnitude, tNegative set when the sum came out
+// negative) and the products' lengths.
+struct MergeWords {
+  const uint32_t* words;
+  uint64_t length;
+};
+struct MergeProducts {
+  MergeWords t1, q1, p1, t2, q2, p2;
+  bool subtract = false;
+  uint32_t* t = nullptr;
+  uint32_t* q = nullptr;
+  uint32_t* p = nullptr;
+  bool tNegative = false;
+  bool pDone = false;
+  uint64_t status[3] = {};  // of T, Q and P: 0 or kProductCheckFailed
+};
+uint64_t MergeSumWords(const MergeProducts& merge);
+// Returns 0 (statuses set), kPairNotShared when T's and Q's products do not take one transform
+// length (lengths within 0.7 of the longest, ratios up to 4, one thread), or the bytes it could
+// not get.
+// Every operand is non-empty and takes the FFT by size.
+[[nodiscard]] uint64_t FftMergeProducts(AllocationHeap* heap, MergeProducts& merge,
+                                        uint32_t threadExponent);
+
 #if defined(ZX_TEST_HOOKS)
 // The next `products` checked FFT products each change one digit before the check.
 void FftInjectFaults(uint32_t products);

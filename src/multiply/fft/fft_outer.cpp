@@ -87,9 +87,10 @@ void OuterForwardRange(double* x, const uint32_t* fields, uint64_t n, uint32_t p
   for (uint64_t v = from; v < to; v += 4) {
     I32x8 points[4];
     LoadColumns8x4(fields + v, m, halfZero, points);
+    // Only the add and the shift are on the chain from one point to the next.
     for (int i = 0; i < 4; i++) {
       const I32x8 value = points[i] + carry;
-      carry = (value + half) >> pointBits;
+      carry = ((points[i] + half) + carry) >> pointBits;
       points[i] = value - (carry << pointBits);
     }
     // The top point keeps its carry (a field up to 2^b): nothing lies above it to take it.
@@ -121,9 +122,10 @@ void OuterInverseRange(const double* x, uint32_t* points, uint64_t n, uint32_t p
   const CV4 lanes{kLaneRe * scale, kLaneIm * scale};
   const V4 half = Splat(0.5);
   const int64_t mask = (int64_t{1} << pointBits) - 1;
-  // Arithmetic shifts of 64-bit lanes by way of a bias: |sum| < 2^62 keeps sum + 2^62 positive.
-  const int64_t bias = int64_t{1} << 62;
-  const int64_t biasShifted = bias >> pointBits;
+  // Without AVX-512, arithmetic shifts of 64-bit lanes go by way of a bias: |sum| < 2^62 keeps
+  // sum + 2^62 positive. The carry chain runs through one add and one shift (two with the bias).
+  [[maybe_unused]] const int64_t bias = int64_t{1} << 62;
+  [[maybe_unused]] const int64_t biasShifted = bias >> pointBits;
   // Lanes 0..3 of carryRe are chains 0..3 (points below N), of carryIm chains 4..7.
   I64x4 carryRe = {};
   I64x4 carryIm = {};
@@ -140,10 +142,19 @@ void OuterInverseRange(const double* x, uint32_t* points, uint64_t n, uint32_t p
       const CV4 spectrum = MulConj(LoadC(x + 8 * (v + i)), twiddle);
       const CV4 value = MulConj(LaneButterflyInverse(spectrum), lanes);
       // Round half up, then carry in integers: the chain step is an add and a shift.
-      const I64x4 sumRe = IntegralToInt64(Floor(value.re + half)) + carryRe;
-      const I64x4 sumIm = IntegralToInt64(Floor(value.im + half)) + carryIm;
-      carryRe = Reinterpret<I64x4>(Reinterpret<U64x4>(sumRe + bias) >> pointBits) - biasShifted;
-      carryIm = Reinterpret<I64x4>(Reinterpret<U64x4>(sumIm + bias) >> pointBits) - biasShifted;
+      const I64x4 roundedRe = IntegralToInt64(Floor(value.re + half));
+      const I64x4 roundedIm = IntegralToInt64(Floor(value.im + half));
+      const I64x4 sumRe = roundedRe + carryRe;
+      const I64x4 sumIm = roundedIm + carryIm;
+#if defined(__AVX512VL__)
+      carryRe = sumRe >> pointBits;
+      carryIm = sumIm >> pointBits;
+#else
+      carryRe = Reinterpret<I64x4>(Reinterpret<U64x4>((roundedRe + bias) + carryRe) >> pointBits) -
+                biasShifted;
+      carryIm = Reinterpret<I64x4>(Reinterpret<U64x4>((roundedIm + bias) + carryIm) >> pointBits) -
+                biasShifted;
+#endif
       columns[i] =
           __builtin_shufflevector(Reinterpret<I32x8>(sumRe & mask),
                                   Reinterpret<I32x8>(sumIm & mask), 0, 2, 4, 6, 8, 10, 12, 14);
@@ -198,6 +209,19 @@ uint32_t ReduceNegacyclic(uint32_t* points, uint64_t count, uint32_t pointBits, 
   // The value ran from 0 down to −1, or from 2^(Lb) − 1 up to 2^(Lb): both are 2^(Lb) itself.
   std::memset(points, 0, count * sizeof(uint32_t));
   return 1;
+}
+
+bool TakeMagnitude(uint32_t* points, uint64_t count, uint32_t pointBits, uint32_t top) {
+  if (top == 1) {
+    points[0] = 1;
+    return true;
+  }
+  if (points[count - 1] < 1u << (pointBits - 1)) return false;
+  // 2^(L·b) + 1 − R: every point complemented, then 2 carried in.
+  const uint32_t mask = (1u << pointBits) - 1;
+  for (uint64_t i = 0; i < count; i++) points[i] = mask - points[i];
+  CarryIn(points, count, pointBits, 2);
+  return true;
 }
 
 }  // namespace zx::fft

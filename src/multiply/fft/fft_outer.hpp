@@ -53,4 +53,9 @@ int64_t JoinChains(uint32_t* points, uint64_t n, uint32_t pointBits, const Chain
 // reduced modulo 2^(L·b) + 1, except that 2^(L·b) itself comes back as zero points and 1.
 uint32_t ReduceNegacyclic(uint32_t* points, uint64_t count, uint32_t pointBits, int64_t topCarry);
 
+// Reads the reduced value (with the top ReduceNegacyclic returned) as a signed one of magnitude
+// below 2^(L·b − 1): when it stands for a negative value, R − 2^(L·b) − 1, the points become its
+// magnitude and the answer is true.
+bool TakeMagnitude(uint32_t* points, uint64_t count, uint32_t pointBits, uint32_t top);
+
 }  // namespace zx::fft

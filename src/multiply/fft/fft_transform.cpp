@@ -261,6 +261,41 @@ void Pointwise(double* x, const double* y, uint64_t m) {
   }
 }
 
+// x ← x ⊙ y + sign·s.
+void PointwiseAdd(double* x, const double* y, const double* s, double sign, uint64_t m) {
+  const V4 factor = Splat(sign);
+  for (uint64_t i = 0; i < m; i++) {
+    const CV4 product = Mul(At(x, i), At(y, i));
+    const CV4 other = At(s, i);
+    Put(x, i, CV4{product.re + factor * other.re, product.im + factor * other.im});
+  }
+}
+
+// LaneConvolve and its halves: forward, the pointwise step (with s added when given), and the
+// inverse unless the product stays in the transform domain.
+void LaneProduct(double* x, const double* y, const double* s, double sign, bool inverse,
+                 uint64_t m) {
+  if (m <= kLaneLeafVectors) {
+    ForwardBlock(x, m);
+    if (s != nullptr) {
+      PointwiseAdd(x, y, s, sign, m);
+    } else {
+      Pointwise(x, y, m);
+    }
+    if (inverse) InverseBlock(x, m);
+    return;
+  }
+  const double* twiddles = Radix4Twiddles(m);
+  Radix4Forward(x, m, twiddles, 0, m / 4);
+  const uint64_t quarter = m / 4;
+  for (int k = 0; k < 4; k++) {
+    const uint64_t offset = kVectorDoubles * quarter * k;
+    LaneProduct(x + offset, y == nullptr ? nullptr : y + offset,
+                s == nullptr ? nullptr : s + offset, sign, inverse, quarter);
+  }
+  if (inverse) Radix4Inverse(x, m, twiddles, 0, m / 4);
+}
+
 }  // namespace
 
 void LaneForward(double* x, uint64_t m) {
@@ -284,20 +319,15 @@ void LaneInverse(double* x, uint64_t m) {
 }
 
 void LaneConvolve(double* x, const double* y, uint64_t m) {
-  if (m <= kLaneLeafVectors) {
-    ForwardBlock(x, m);
-    Pointwise(x, y, m);
-    InverseBlock(x, m);
-    return;
-  }
-  const double* twiddles = Radix4Twiddles(m);
-  Radix4Forward(x, m, twiddles, 0, m / 4);
-  const uint64_t quarter = m / 4;
-  for (int k = 0; k < 4; k++) {
-    const uint64_t offset = kVectorDoubles * quarter * k;
-    LaneConvolve(x + offset, y == nullptr ? nullptr : y + offset, quarter);
-  }
-  Radix4Inverse(x, m, twiddles, 0, m / 4);
+  LaneProduct(x, y, nullptr, 0, true, m);
+}
+
+void LaneMultiply(double* x, const double* y, uint64_t m) {
+  LaneProduct(x, y, nullptr, 0, false, m);
+}
+
+void LaneConvolveAdd(double* x, const double* y, const double* s, double sign, uint64_t m) {
+  LaneProduct(x, y, s, sign, true, m);
 }
 
 void LaneForwardTop(double* x, uint64_t m, uint64_t from, uint64_t to) {

@@ -21,6 +21,11 @@ void LaneInverse(double* x, uint64_t m);
 // x ← LaneInverse(LaneForward(x) ⊙ y) with y a LaneForward result, or ⊙ itself when y is null;
 // the forward and inverse passes of each leaf block run back to back while it is in cache.
 void LaneConvolve(double* x, const double* y, uint64_t m);
+// The halves of LaneConvolve for a sum of two products in one inverse: x ← LaneForward(x) ⊙ y, a
+// product left in the transform domain, and x ← LaneInverse(LaneForward(x) ⊙ y + sign·s) with s
+// such a product.
+void LaneMultiply(double* x, const double* y, uint64_t m);
+void LaneConvolveAdd(double* x, const double* y, const double* s, double sign, uint64_t m);
 
 // The first radix-4 pass of an m-vector transform (m > kLaneLeafVectors) for butterflies
 // [from, to) of its m/4, and its inverse: after the forward pass the four quarters of m/4
