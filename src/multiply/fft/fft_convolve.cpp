@@ -7,6 +7,7 @@
 #include "multiply/fft/fft_points.hpp"
 #include "multiply/fft/fft_transform.hpp"
 #include "runtime/threads.hpp"
+#include "shell/fatal.hpp"
 
 namespace zx::fft {
 namespace {
@@ -54,66 +55,6 @@ Range ChunkOf(uint64_t count, uint32_t chunk, uint32_t chunks, uint64_t align) {
   return Range{boundary(chunk), boundary(chunk + 1)};
 }
 
-uint32_t ConvolveWordsShared(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
-                             uint64_t lb, const Workspace& workspace, SharedSteps& steps) {
-  const uint64_t n = size.points / 2;
-  const uint64_t m = n / 4;
-  const uint64_t quarter = m / 4;
-  const uint32_t bits = size.pointBits;
-  const bool square = b == nullptr;
-  double* x = workspace.second;
-  const auto vectors = [&](uint32_t chunk) { return ChunkOf(m, chunk, kShareChunks, 4); };
-  const auto butterflies = [&](uint32_t chunk) { return ChunkOf(m / 4, chunk, kShareChunks, 1); };
-  const uint64_t xCount = square ? la : lb;
-  const uint32_t* xWords = square ? a : b;
-  // The operand transformed into x packs last, beside the first lane pass of the other one: the
-  // points array is free once the other's outer pass is done.
-  const auto pack = [&](const uint32_t* words, uint64_t count, uint32_t chunk) {
-    PackChunk(words, count, bits, workspace.points, PackedPoints(size, count), chunk);
-  };
-  const auto outer = [&](uint64_t count, double* into) {
-    RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
-      const Range r = vectors(chunk);
-      OuterForwardRange(into, workspace.points, n, bits, HalfZero(size, count), r.from, r.to);
-    });
-  };
-  if (!square) {
-    RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) { pack(a, la, chunk); });
-    outer(la, workspace.first);
-    RunSharedStep(steps, 2 * kShareChunks, [&](uint32_t chunk) {
-      if (chunk < kShareChunks) {
-        const Range r = butterflies(chunk);
-        LaneForwardTop(workspace.first, m, r.from, r.to);
-      } else {
-        pack(xWords, xCount, chunk - kShareChunks);
-      }
-    });
-  } else {
-    RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) { pack(a, la, chunk); });
-  }
-  outer(xCount, x);
-  RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
-    const Range r = butterflies(chunk);
-    LaneForwardTop(x, m, r.from, r.to);
-  });
-  RunSharedStep(steps, 4, [&](uint32_t k) {
-    const uint64_t offset = 8 * quarter * k;
-    if (!square) LaneForward(workspace.first + offset, quarter);
-    LaneConvolve(x + offset, square ? nullptr : workspace.first + offset, quarter);
-  });
-  RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
-    const Range r = butterflies(chunk);
-    LaneInverseTop(x, m, r.from, r.to);
-  });
-  ChainCarries carries[kShareChunks];
-  RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
-    const Range r = vectors(chunk);
-    OuterInverseRange(x, workspace.points, n, bits, r.from, r.to, &carries[chunk]);
-  });
-  const int64_t carry = JoinChains(workspace.points, n, bits, carries, kShareChunks);
-  return ReduceNegacyclic(workspace.points, size.points, bits, carry);
-}
-
 uint64_t WorkspaceBytes(uint64_t points) {
   return 2 * points * sizeof(double) + points * sizeof(uint32_t) + kAlignBytes;
 }
@@ -134,42 +75,170 @@ Workspace CarveSquareWorkspace(void* memory, uint64_t points) {
   return Workspace{nullptr, only, reinterpret_cast<uint32_t*>(only + points)};
 }
 
-void TransformOperand(const FftSize& size, const uint32_t* words, uint64_t count, double* into,
-                      uint32_t* points) {
-  LoadOperand(size, words, count, into, points);
-  LaneForward(into, size.points / 8);
+namespace {
+
+// What the lane transforms do with an operand after its outer pass: its spectrum, its product with
+// a spectrum left in the transform domain, or the product (plus sign·s when s is given) taken back
+// through the inverse transform and carried into the points.
+enum class LaneWork { kSpectrum, kProduct, kConvolution };
+
+void LaneWorkOn(LaneWork work, double* x, const double* spectrum, const double* s, double sign,
+                uint64_t m) {
+  switch (work) {
+    case LaneWork::kSpectrum:
+      return LaneForward(x, m);
+    case LaneWork::kProduct:
+      return LaneMultiply(x, spectrum, m);
+    case LaneWork::kConvolution:
+      if (s != nullptr) return LaneConvolveAdd(x, spectrum, s, sign, m);
+      return LaneConvolve(x, spectrum, m);
+  }
 }
 
-uint32_t ConvolveWithSpectrum(const FftSize& size, const uint32_t* words, uint64_t count,
-                              const double* spectrum, const Workspace& workspace) {
-  LoadOperand(size, words, count, workspace.second, workspace.points);
-  LaneConvolve(workspace.second, spectrum, size.points / 8);
-  const int64_t carry =
-      OuterInverseCarry(workspace.second, workspace.points, size.points / 2, size.pointBits);
-  return ReduceNegacyclic(workspace.points, size.points, size.pointBits, carry);
+// The shared passes, each one step: packing by eighths of the points (with `beside`), the outer
+// pass by eighths of the vectors, the lane transforms' top passes by ranges of butterflies, and the
+// inverse tail (top pass, outer pass with its carry chains joined, negacyclic reduction).
+struct SharedPasses {
+  const FftSize& size;
+  uint32_t* points;
+  SharedSteps& steps;
+  uint64_t n = size.points / 2;
+  uint64_t m = n / 4;
+
+  Range Vectors(uint32_t chunk) const { return ChunkOf(m, chunk, kShareChunks, 4); }
+  Range Butterflies(uint32_t chunk) const { return ChunkOf(m / 4, chunk, kShareChunks, 1); }
+  void PackChunkOf(const uint32_t* words, uint64_t count, const ChunkBody* beside,
+                   uint32_t chunk) const {
+    PackChunk(words, count, size.pointBits, points, PackedPoints(size, count), chunk);
+    if (beside != nullptr) (*beside)(chunk);
+  }
+  void Pack(const uint32_t* words, uint64_t count, const ChunkBody* beside) const {
+    RunSharedStep(steps, kShareChunks,
+                  [&](uint32_t chunk) { PackChunkOf(words, count, beside, chunk); });
+  }
+  void Outer(uint64_t count, double* x) const {
+    RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
+      const Range r = Vectors(chunk);
+      OuterForwardRange(x, points, n, size.pointBits, HalfZero(size, count), r.from, r.to);
+    });
+  }
+  void ForwardTop(double* x) const {
+    RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
+      const Range r = Butterflies(chunk);
+      LaneForwardTop(x, m, r.from, r.to);
+    });
+  }
+  uint32_t InverseTail(double* x) const {
+    RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
+      const Range r = Butterflies(chunk);
+      LaneInverseTop(x, m, r.from, r.to);
+    });
+    ChainCarries carries[kShareChunks];
+    RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
+      const Range r = Vectors(chunk);
+      OuterInverseRange(x, points, n, size.pointBits, r.from, r.to, &carries[chunk]);
+    });
+    return ReduceNegacyclic(points, size.points, size.pointBits,
+                            JoinChains(points, n, size.pointBits, carries, kShareChunks));
+  }
+};
+
+// One operand through the pipeline into x; returns the top of a convolution (else 0), on shared
+// passes when steps are given (the quarters of the lane transforms one chunk each).
+uint32_t RunOperand(const FftSize& size, const uint32_t* words, uint64_t count, double* x,
+                    uint32_t* points, LaneWork work, const double* spectrum, const double* s,
+                    double sign, SharedSteps* steps, const ChunkBody* beside) {
+  const uint64_t m = size.points / 8;
+  if (steps == nullptr) {
+    if (beside != nullptr) {
+      for (uint32_t chunk = 0; chunk < kShareChunks; chunk++) (*beside)(chunk);
+    }
+    LoadOperand(size, words, count, x, points);
+    LaneWorkOn(work, x, spectrum, s, sign, m);
+    if (work != LaneWork::kConvolution) return 0;
+    return ReduceNegacyclic(points, size.points, size.pointBits,
+                            OuterInverseCarry(x, points, size.points / 2, size.pointBits));
+  }
+  ZX_ASSERT(m > kLaneLeafVectors);
+  const SharedPasses passes{size, points, *steps};
+  const uint64_t quarter = m / 4;
+  passes.Pack(words, count, beside);
+  passes.Outer(count, x);
+  passes.ForwardTop(x);
+  RunSharedStep(*steps, 4, [&](uint32_t k) {
+    const uint64_t offset = 8 * quarter * k;
+    LaneWorkOn(work, x + offset, spectrum == nullptr ? nullptr : spectrum + offset,
+               s == nullptr ? nullptr : s + offset, sign, quarter);
+  });
+  return work == LaneWork::kConvolution ? passes.InverseTail(x) : 0;
+}
+
+// a·b on shared passes: b packs beside a's first lane pass, once the points array is free, and
+// the quarters of a's lane transform run beside those of the convolution.
+uint32_t ConvolveTwoShared(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
+                           uint64_t lb, const Workspace& workspace, SharedSteps& steps,
+                           const ChunkBody* besideA, const ChunkBody* besideB) {
+  const SharedPasses passes{size, workspace.points, steps};
+  const uint64_t quarter = passes.m / 4;
+  passes.Pack(a, la, besideA);
+  passes.Outer(la, workspace.first);
+  RunSharedStep(steps, 2 * kShareChunks, [&](uint32_t chunk) {
+    if (chunk < kShareChunks) {
+      const Range r = passes.Butterflies(chunk);
+      LaneForwardTop(workspace.first, passes.m, r.from, r.to);
+    } else {
+      passes.PackChunkOf(b, lb, besideB, chunk - kShareChunks);
+    }
+  });
+  passes.Outer(lb, workspace.second);
+  passes.ForwardTop(workspace.second);
+  RunSharedStep(steps, 4, [&](uint32_t k) {
+    const uint64_t offset = 8 * quarter * k;
+    LaneForward(workspace.first + offset, quarter);
+    LaneConvolve(workspace.second + offset, workspace.first + offset, quarter);
+  });
+  return passes.InverseTail(workspace.second);
+}
+
+}  // namespace
+
+void TransformOperand(const FftSize& size, const uint32_t* words, uint64_t count, double* into,
+                      uint32_t* points, SharedSteps* steps, const ChunkBody* beside) {
+  RunOperand(size, words, count, into, points, LaneWork::kSpectrum, nullptr, nullptr, 0, steps,
+             beside);
 }
 
 void MultiplyWithSpectrum(const FftSize& size, const uint32_t* words, uint64_t count,
-                          const double* spectrum, double* into, uint32_t* points) {
-  LoadOperand(size, words, count, into, points);
-  LaneMultiply(into, spectrum, size.points / 8);
+                          const double* spectrum, double* into, uint32_t* points,
+                          SharedSteps* steps, const ChunkBody* beside) {
+  RunOperand(size, words, count, into, points, LaneWork::kProduct, spectrum, nullptr, 0, steps,
+             beside);
+}
+
+uint32_t ConvolveWithSpectrum(const FftSize& size, const uint32_t* words, uint64_t count,
+                              const double* spectrum, const Workspace& workspace,
+                              SharedSteps* steps, const ChunkBody* beside) {
+  return RunOperand(size, words, count, workspace.second, workspace.points, LaneWork::kConvolution,
+                    spectrum, nullptr, 0, steps, beside);
 }
 
 uint32_t ConvolveWithSpectrumAdd(const FftSize& size, const uint32_t* words, uint64_t count,
                                  const double* spectrum, const double* product, double sign,
-                                 const Workspace& workspace) {
-  LoadOperand(size, words, count, workspace.second, workspace.points);
-  LaneConvolveAdd(workspace.second, spectrum, product, sign, size.points / 8);
-  const int64_t carry =
-      OuterInverseCarry(workspace.second, workspace.points, size.points / 2, size.pointBits);
-  return ReduceNegacyclic(workspace.points, size.points, size.pointBits, carry);
+                                 const Workspace& workspace, SharedSteps* steps,
+                                 const ChunkBody* beside) {
+  return RunOperand(size, words, count, workspace.second, workspace.points, LaneWork::kConvolution,
+                    spectrum, product, sign, steps, beside);
 }
 
 uint32_t ConvolveWords(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
-                       uint64_t lb, const Workspace& workspace) {
-  if (b == nullptr) return ConvolveWithSpectrum(size, a, la, nullptr, workspace);
-  TransformOperand(size, a, la, workspace.first, workspace.points);
-  return ConvolveWithSpectrum(size, b, lb, workspace.first, workspace);
+                       uint64_t lb, const Workspace& workspace, SharedSteps* steps,
+                       const ChunkBody* besideA, const ChunkBody* besideB) {
+  if (b == nullptr) return ConvolveWithSpectrum(size, a, la, nullptr, workspace, steps, besideA);
+  if (steps != nullptr) {
+    return ConvolveTwoShared(size, a, la, b, lb, workspace, *steps, besideA, besideB);
+  }
+  TransformOperand(size, a, la, workspace.first, workspace.points, nullptr, besideA);
+  return ConvolveWithSpectrum(size, b, lb, workspace.first, workspace, nullptr, besideB);
 }
 
 }  // namespace zx::fft

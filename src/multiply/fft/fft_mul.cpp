@@ -95,46 +95,79 @@ uint64_t ShiftResidue(uint64_t r, uint64_t k) {
 // of about 0.2 ms).
 constexpr uint64_t kShareMinPoints = uint64_t{1} << 15;
 
-// A balanced product (b null: the square of a) of `size` shared with the partner thread, words
-// t .. t + count − 1 into out; the residues of the operands and of the product (as UnpackChecked
-// takes it) are formed chunk by chunk in the last step. Returns the check's status.
-uint64_t ProductShared(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
-                       uint64_t lb, const fft::Workspace& workspace, uint64_t t, uint32_t* out,
-                       uint64_t count) {
-  constexpr uint32_t kChunks = fft::kShareChunks;
-  uint64_t residues[3][kChunks] = {};  // a, b, the product
-  SharedSteps steps = BeginSharedSteps();
-  [[maybe_unused]] const uint32_t top =
-      fft::ConvolveWordsShared(size, a, la, b, lb, workspace, steps);
-  ZX_ASSERT(top == 0);
-  RunSharedStep(steps, kChunks, [&](uint32_t chunk) {
-    const auto rangeResidue = [chunk](const uint32_t* digits, uint64_t length, uint32_t bits) {
-      const fft::Range r = fft::ChunkOf(length, chunk, kChunks, 1);
-      return ShiftResidue(Residue(digits + r.from, r.to - r.from, bits), r.from * bits);
-    };
-    residues[0][chunk] = rangeResidue(a, la, 32);
-    if (b != nullptr) residues[1][chunk] = rangeResidue(b, lb, 32);
-    if (t > 0) {
-      if (chunk == 0) MaybeCorrupt(workspace.points);
-      residues[2][chunk] = rangeResidue(workspace.points, size.points, size.pointBits);
-    }
-    const fft::Range words = fft::ChunkOf(count, chunk, kChunks, 1);
-    fft::UnpackPoints(workspace.points, size.points, size.pointBits, t + words.from,
-                      out + words.from, words.to - words.from);
-    if (t == 0) {
-      if (chunk == 0) MaybeCorrupt(out);
-      residues[2][chunk] = rangeResidue(out, count, 32);
-    }
-  });
-  EndSharedSteps(steps);
-  uint64_t sums[3] = {0, 0, 0};
-  for (int which = 0; which < 3; which++) {
-    for (uint32_t chunk = 0; chunk < kChunks; chunk++) {
-      sums[which] = (sums[which] + residues[which][chunk]) % kResidueModulus;
+// The partner thread's help for the transforms of one length, held for a scope: with a thread
+// budget and a long transform, shared steps (which run inline when the partner is busy or cannot
+// be had); otherwise none.
+struct PassesOf {
+  PassesOf(const FftSize& size, uint32_t threadExponent) {
+    if (threadExponent > 0 && size.points >= kShareMinPoints) {
+      steps = BeginSharedSteps();
+      on = &steps;
     }
   }
-  const uint64_t expected = MulResidues(sums[0], b == nullptr ? sums[0] : sums[1]);
-  return sums[2] == expected ? 0 : kProductCheckFailed;
+  ~PassesOf() {
+    if (on != nullptr) EndSharedSteps(steps);
+  }
+  PassesOf(const PassesOf&) = delete;
+  PassesOf& operator=(const PassesOf&) = delete;
+  SharedSteps steps;
+  SharedSteps* on = nullptr;
+};
+
+constexpr uint32_t kChunks = fft::kShareChunks;
+
+// The part of a residue that chunk `chunk` of the digits contributes.
+uint64_t ChunkResidue(const uint32_t* digits, uint64_t count, uint32_t bits, uint32_t chunk) {
+  const fft::Range r = fft::ChunkOf(count, chunk, kChunks, 1);
+  return ShiftResidue(Residue(digits + r.from, r.to - r.from, bits), r.from * bits);
+}
+
+uint64_t SumResidues(const uint64_t (&parts)[kChunks]) {
+  uint64_t sum = 0;
+  for (const uint64_t part : parts) sum = (sum + part) % kResidueModulus;
+  return sum;
+}
+
+// An operand's residue: on shared passes formed chunk by chunk beside its packing (pass Beside()
+// to the transform, read Value() after it), else at once.
+struct OperandResidue {
+  OperandResidue(const uint32_t* words, uint64_t count, SharedSteps* steps)
+      : words(words), count(count), steps(steps) {}
+  const fft::ChunkBody* Beside() {
+    if (steps == nullptr) return nullptr;
+    body = [this](uint32_t chunk) { parts[chunk] = ChunkResidue(words, count, 32, chunk); };
+    return &body;
+  }
+  uint64_t Value() const {
+    return steps == nullptr ? Residue(words, count, 32) : SumResidues(parts);
+  }
+  const uint32_t* words;
+  uint64_t count;
+  SharedSteps* steps;
+  uint64_t parts[kChunks] = {};
+  fft::ChunkBody body;
+};
+
+// UnpackChecked on shared steps when given: each chunk unpacks its words and forms its part of
+// the residue.
+uint64_t UnpackCheckedOn(SharedSteps* steps, const FftSize& size, uint32_t* points, uint64_t t,
+                         uint32_t* out, uint64_t count, uint64_t expected) {
+  if (steps == nullptr) return UnpackChecked(size, points, t, out, count, expected);
+  uint64_t parts[kChunks] = {};
+  RunSharedStep(*steps, kChunks, [&](uint32_t chunk) {
+    if (t > 0) {
+      if (chunk == 0) MaybeCorrupt(points);
+      parts[chunk] = ChunkResidue(points, size.points, size.pointBits, chunk);
+    }
+    const fft::Range words = fft::ChunkOf(count, chunk, kChunks, 1);
+    fft::UnpackPoints(points, size.points, size.pointBits, t + words.from, out + words.from,
+                      words.to - words.from);
+    if (t == 0) {
+      if (chunk == 0) MaybeCorrupt(out);
+      parts[chunk] = ChunkResidue(out, count, 32, chunk);
+    }
+  });
+  return SumResidues(parts) == expected ? 0 : kProductCheckFailed;
 }
 
 // The product of one transform (b null: the square of a), words t .. t + count − 1 into out,
@@ -142,14 +175,14 @@ uint64_t ProductShared(const FftSize& size, const uint32_t* a, uint64_t la, cons
 uint64_t TransformProduct(const FftSize& size, const uint32_t* a, uint64_t la, const uint32_t* b,
                           uint64_t lb, const fft::Workspace& workspace, uint64_t t, uint32_t* out,
                           uint64_t count, uint32_t threadExponent) {
-  if (threadExponent > 0 && size.points >= kShareMinPoints) {
-    return ProductShared(size, a, la, b, lb, workspace, t, out, count);
-  }
-  const uint64_t ra = Residue(a, la, 32);
-  const uint64_t expected = MulResidues(ra, b == nullptr ? ra : Residue(b, lb, 32));
-  [[maybe_unused]] const uint32_t top = fft::ConvolveWords(size, a, la, b, lb, workspace);
+  const PassesOf passes(size, threadExponent);
+  OperandResidue ra(a, la, passes.on);
+  OperandResidue rb(b, lb, passes.on);
+  [[maybe_unused]] const uint32_t top = fft::ConvolveWords(
+      size, a, la, b, lb, workspace, passes.on, ra.Beside(), b == nullptr ? nullptr : rb.Beside());
   ZX_ASSERT(top == 0);
-  return UnpackChecked(size, workspace.points, t, out, count, expected);
+  const uint64_t expected = MulResidues(ra.Value(), b == nullptr ? ra.Value() : rb.Value());
+  return UnpackCheckedOn(passes.on, size, workspace.points, t, out, count, expected);
 }
 
 FftSize SizeFor(uint64_t productBits) {
@@ -328,7 +361,6 @@ uint64_t FftMultiplyPair(AllocationHeap* heap, const uint32_t* x, uint64_t lx,
   const uint64_t shorter = SizeFor(32 * std::min(productWords[0], productWords[1])).points;
   // Three transforms of the longer length against two of each: sharing pays down to 0.7 of it.
   if (10 * shorter < 7 * size.points) return kPairNotShared;
-  if (threadExponent > 0 && size.points >= kShareMinPoints) return kPairNotShared;
   const uint64_t bytes = fft::WorkspaceBytes(size.points);
   void* memory = AllocAligned16(heap, bytes);
   if (memory == nullptr) return bytes;
@@ -336,17 +368,22 @@ uint64_t FftMultiplyPair(AllocationHeap* heap, const uint32_t* x, uint64_t lx,
   const fft::Workspace workspace = fft::CarveWorkspace(memory, size.points);
   const uint32_t* keptX = x + shape[0].dropA;
   const uint64_t keptLx = lx - shape[0].dropA;
-  fft::TransformOperand(size, keptX, keptLx, workspace.first, workspace.points);
-  const uint64_t rx = Residue(keptX, keptLx, 32);
-  for (int i = 0; i < 2; i++) {
-    const uint32_t* y = pair[i].y + shape[i].dropB;
-    const uint64_t ly = pair[i].ly - shape[i].dropB;
-    const uint64_t expected = MulResidues(rx, Residue(y, ly, 32));
-    [[maybe_unused]] const uint32_t top =
-        fft::ConvolveWithSpectrum(size, y, ly, workspace.first, workspace);
-    ZX_ASSERT(top == 0);
-    pair[i].status = UnpackChecked(size, workspace.points, shape[i].t, pair[i].out,
-                                   keptLx + ly - shape[i].t, expected);
+  {
+    const PassesOf passes(size, threadExponent);
+    OperandResidue rx(keptX, keptLx, passes.on);
+    fft::TransformOperand(size, keptX, keptLx, workspace.first, workspace.points, passes.on,
+                          rx.Beside());
+    for (int i = 0; i < 2; i++) {
+      const uint32_t* y = pair[i].y + shape[i].dropB;
+      const uint64_t ly = pair[i].ly - shape[i].dropB;
+      OperandResidue ry(y, ly, passes.on);
+      [[maybe_unused]] const uint32_t top = fft::ConvolveWithSpectrum(
+          size, y, ly, workspace.first, workspace, passes.on, ry.Beside());
+      ZX_ASSERT(top == 0);
+      const uint64_t expected = MulResidues(rx.Value(), ry.Value());
+      pair[i].status = UnpackCheckedOn(passes.on, size, workspace.points, shape[i].t, pair[i].out,
+                                       keptLx + ly - shape[i].t, expected);
+    }
   }
   Release(memory);
   return 0;
@@ -375,7 +412,6 @@ uint64_t FftMergeProducts(AllocationHeap* heap, MergeProducts& merge, uint32_t t
     return 10 * SizeFor(32 * words).points >= 7 * size.points;
   };
   if (!worthSharing(shortest)) return kPairNotShared;
-  if (threadExponent > 0 && size.points >= kShareMinPoints) return kPairNotShared;
   // P = P1·P2 rides on P1's spectrum when it fits the length and is not much shorter; otherwise
   // the caller forms it alone.
   const uint64_t pWords = merge.p1.length + merge.p2.length;
@@ -387,35 +423,46 @@ uint64_t FftMergeProducts(AllocationHeap* heap, MergeProducts& merge, uint32_t t
   EnsureTables(size.points);
   const fft::Workspace workspace = fft::CarveWorkspace(memory, size.points);
   double* t2p1 = reinterpret_cast<double*>(workspace.points + size.points);
-  const auto residue = [](const MergeWords& x) { return Residue(x.words, x.length, 32); };
-  // P1's spectrum: T2·P1 stays in the transform domain, P = P1·P2 is finished.
-  fft::TransformOperand(size, merge.p1.words, merge.p1.length, workspace.first, workspace.points);
-  fft::MultiplyWithSpectrum(size, merge.t2.words, merge.t2.length, workspace.first, t2p1,
-                            workspace.points);
-  const uint64_t rp1 = residue(merge.p1);
-  const auto finish = [&](const MergeWords& x, const MergeWords& y, uint32_t* out, uint64_t ry) {
-    const uint64_t expected = MulResidues(residue(x), ry);
-    [[maybe_unused]] const uint32_t top =
-        fft::ConvolveWithSpectrum(size, x.words, x.length, workspace.first, workspace);
-    ZX_ASSERT(top == 0);
-    return UnpackChecked(size, workspace.points, 0, out, x.length + y.length, expected);
-  };
-  if (merge.pDone) merge.status[2] = finish(merge.p2, merge.p1, merge.p, rp1);
-  // Q2's spectrum: T = T1·Q2 ± T2·P1, then Q = Q1·Q2.
-  fft::TransformOperand(size, merge.q2.words, merge.q2.length, workspace.first, workspace.points);
-  const uint64_t rq2 = residue(merge.q2);
-  const uint64_t first = MulResidues(residue(merge.t1), rq2);
-  const uint64_t second = MulResidues(residue(merge.t2), rp1);
-  const uint32_t top =
-      fft::ConvolveWithSpectrumAdd(size, merge.t1.words, merge.t1.length, workspace.first, t2p1,
-                                   merge.subtract ? -1.0 : 1.0, workspace);
-  merge.tNegative = fft::TakeMagnitude(workspace.points, size.points, size.pointBits, top);
-  uint64_t expected =
-      (first + (merge.subtract ? kResidueModulus - second : second)) % kResidueModulus;
-  if (merge.tNegative) expected = (kResidueModulus - expected) % kResidueModulus;
-  merge.status[0] =
-      UnpackChecked(size, workspace.points, 0, merge.t, MergeSumWords(merge), expected);
-  merge.status[1] = finish(merge.q1, merge.q2, merge.q, rq2);
+  {
+    const PassesOf passes(size, threadExponent);
+    SharedSteps* on = passes.on;
+    const auto residueOf = [on](const MergeWords& x) {
+      return OperandResidue(x.words, x.length, on);
+    };
+    // P1's spectrum: T2·P1 stays in the transform domain, P = P1·P2 is finished.
+    OperandResidue rp1 = residueOf(merge.p1);
+    OperandResidue rt2 = residueOf(merge.t2);
+    fft::TransformOperand(size, merge.p1.words, merge.p1.length, workspace.first, workspace.points,
+                          on, rp1.Beside());
+    fft::MultiplyWithSpectrum(size, merge.t2.words, merge.t2.length, workspace.first, t2p1,
+                              workspace.points, on, rt2.Beside());
+    const auto finish = [&](const MergeWords& x, const MergeWords& y, uint32_t* out, uint64_t ry) {
+      OperandResidue rx = residueOf(x);
+      [[maybe_unused]] const uint32_t top = fft::ConvolveWithSpectrum(
+          size, x.words, x.length, workspace.first, workspace, on, rx.Beside());
+      ZX_ASSERT(top == 0);
+      return UnpackCheckedOn(on, size, workspace.points, 0, out, x.length + y.length,
+                             MulResidues(rx.Value(), ry));
+    };
+    if (merge.pDone) merge.status[2] = finish(merge.p2, merge.p1, merge.p, rp1.Value());
+    // Q2's spectrum: T = T1·Q2 ± T2·P1, then Q = Q1·Q2.
+    OperandResidue rq2 = residueOf(merge.q2);
+    OperandResidue rt1 = residueOf(merge.t1);
+    fft::TransformOperand(size, merge.q2.words, merge.q2.length, workspace.first, workspace.points,
+                          on, rq2.Beside());
+    const uint32_t top =
+        fft::ConvolveWithSpectrumAdd(size, merge.t1.words, merge.t1.length, workspace.first, t2p1,
+                                     merge.subtract ? -1.0 : 1.0, workspace, on, rt1.Beside());
+    const uint64_t first = MulResidues(rt1.Value(), rq2.Value());
+    const uint64_t second = MulResidues(rt2.Value(), rp1.Value());
+    merge.tNegative = fft::TakeMagnitude(workspace.points, size.points, size.pointBits, top);
+    uint64_t expected =
+        (first + (merge.subtract ? kResidueModulus - second : second)) % kResidueModulus;
+    if (merge.tNegative) expected = (kResidueModulus - expected) % kResidueModulus;
+    merge.status[0] =
+        UnpackCheckedOn(on, size, workspace.points, 0, merge.t, MergeSumWords(merge), expected);
+    merge.status[1] = finish(merge.q1, merge.q2, merge.q, rq2.Value());
+  }
   Release(memory);
   return 0;
 }
