@@ -60,23 +60,61 @@ int CompareMagnitudes(const SmallInt& a, const SmallInt& b) {
 
 }  // namespace
 
+namespace {
+
+// x = value.
+void SetWide(SmallInt& x, Uint128 value) {
+  x.length = 0;
+  x.negative = false;
+  for (; value != 0; value >>= 32) x.words[x.length++] = static_cast<uint32_t>(value);
+}
+
+// x = x·Π factors. The factors of a term mostly fit a machine word by twos and threes: they
+// multiply there and reach the words of x once per word-sized group.
+void TimesAll(SmallInt& x, std::initializer_list<uint64_t> factors) {
+  uint64_t group = 1;
+  for (const uint64_t factor : factors) {
+    uint64_t next;
+    if (__builtin_mul_overflow(group, factor, &next)) {
+      Times(x, group);
+      next = factor;
+    }
+    group = next;
+  }
+  Times(x, group);
+}
+
+}  // namespace
+
 void SmallSetProduct(SmallInt& out, std::initializer_list<uint64_t> factors) {
-  out.words[0] = 1;
-  out.length = 1;
-  out.negative = false;
-  for (uint64_t factor : factors) Times(out, factor);
+  SetWide(out, 1);
+  TimesAll(out, factors);
 }
 
 void SmallSetPolynomialProduct(SmallInt& out, uint64_t x,
                                std::initializer_list<uint64_t> coefficients,
                                std::initializer_list<uint64_t> factors) {
+  // Horner's rule in 128 bits while the value fits, in words from there on.
+  Uint128 value = 0;
+  bool wide = true;
   out.length = 0;
   out.negative = false;
-  for (uint64_t c : coefficients) {
+  for (const uint64_t c : coefficients) {
+    Uint128 next;
+    if (wide && !__builtin_mul_overflow(value, static_cast<Uint128>(x), &next) &&
+        !__builtin_add_overflow(next, static_cast<Uint128>(c), &next)) {
+      value = next;
+      continue;
+    }
+    if (wide) {
+      SetWide(out, value);
+      wide = false;
+    }
     Times(out, x);
     Plus(out, c);
   }
-  for (uint64_t factor : factors) Times(out, factor);
+  if (wide) SetWide(out, value);
+  TimesAll(out, factors);
 }
 
 void SmallMultiply(const SmallInt& a, const SmallInt& b, SmallInt& out) {

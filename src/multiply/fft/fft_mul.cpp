@@ -48,10 +48,14 @@ uint64_t Residue(const uint32_t* digits, uint64_t count, uint32_t bits) {
     for (uint32_t j = 0; j < kResidueBits; ++j) sums[j] += digits[i + j];
   }
   for (uint32_t j = 0; i + j < count; ++j) sums[j] += digits[i + j];
+  // A class sum folds below 2^62 with a mask and a shift (a division per class cost more than the
+  // sums of a short operand), and 61 of them shifted by under 61 bits stay within 128 bits.
   WordPair2 total = 0;
-  for (uint32_t j = 0; j < kResidueBits; ++j) {
+  const uint64_t classes = count < kResidueBits ? count : kResidueBits;
+  for (uint32_t j = 0; j < classes; ++j) {
     const uint32_t shift = static_cast<uint32_t>((uint64_t{bits} * j) % kResidueBits);
-    total += static_cast<WordPair2>(sums[j] % kResidueModulus) << shift;
+    const uint64_t folded = (sums[j] & kResidueModulus) + (sums[j] >> kResidueBits);
+    total += static_cast<WordPair2>(folded) << shift;
   }
   return FoldResidue(total);
 }
