@@ -45,7 +45,7 @@ struct BrentMcMillanSeries {
   uint64_t BalancedSplitMinTerms() const { return 100; }
   double MemoryFactor() const { return 17.0; }
   void Leaf(AllocationHeap* heap, uint64_t k, Node& node, bool wantX1) const;
-  // Ranges of up to 32 terms and 40 words, exactly on the stack with the powers of n of their
+  // Ranges of up to 128 terms and 160 words, exactly on the stack with the powers of n of their
   // first term taken out; false for longer ones.
   bool LeafRange(AllocationHeap* heap, uint64_t a, uint64_t b, Node& node, bool wantX1) const;
   void Merge(AllocationHeap* heap, Node& left, Node& right, Node& out,

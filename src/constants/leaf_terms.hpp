@@ -10,7 +10,8 @@
 
 namespace zx {
 
-inline constexpr int kSmallIntWords = 160;
+// Twice the largest range summed on the stack: the size model estimates Q, and T runs longer.
+inline constexpr int kSmallIntWords = 320;
 
 // A signed integer of at most kSmallIntWords words, little-endian; zero has length 0.
 struct SmallInt {
