@@ -316,10 +316,18 @@ bool BigFloatMergeProducts(AllocationHeap* heap, BigFloat& t1, BigFloat& q1, Big
   const auto whole = [](const BigFloat& x, const BigFloat& y, uint64_t keep) {
     return x.magnitude.length + y.magnitude.length <= keep && TakesFft(x.magnitude, y.magnitude, 0);
   };
-  if (!whole(t1, q2, keepA) || !whole(q1, q2, keepA) || !whole(t2, p1, keepM) ||
-      t1.exponent + q2.exponent != t2.exponent + p1.exponent) {
-    return false;
-  }
+  if (!whole(t1, q2, keepA) || !whole(q1, q2, keepA) || !whole(t2, p1, keepM)) return false;
+  // T's two products line up at the lower of their exponents: the other one's T gains that many
+  // zero words below (its partner's spectrum serves another product too). Their sum must still
+  // be one the plain sum keeps whole, and the zeros few.
+  const int64_t e1 = t1.exponent + q2.exponent;
+  const int64_t e2 = t2.exponent + p1.exponent;
+  const uint64_t shift = static_cast<uint64_t>(e1 > e2 ? e1 - e2 : e2 - e1);
+  const uint64_t firstWords = t1.magnitude.length + q2.magnitude.length;
+  const uint64_t secondWords = t2.magnitude.length + p1.magnitude.length;
+  const uint64_t sumWords =
+      std::max(firstWords + (e1 > e2 ? shift : 0), secondWords + (e2 > e1 ? shift : 0)) + 1;
+  if (sumWords > keepA + 1 || 8 * shift > std::min(firstWords, secondWords)) return false;
   for (BigFloat* x : operands) {
     if (x != nullptr) BigIntMakeResident(heap, x->magnitude);
   }
@@ -328,6 +336,15 @@ bool BigFloatMergeProducts(AllocationHeap* heap, BigFloat& t1, BigFloat& q1, Big
                         : MergeWords{x->magnitude.words, x->magnitude.length};
   };
   MergeProducts merge{words(&t1), words(&q1), words(&p1), words(&t2), words(&q2), words(p2)};
+  uint32_t* aligned = nullptr;
+  if (shift != 0) {
+    MergeWords& raised = e1 > e2 ? merge.t1 : merge.t2;
+    aligned = AllocWords32(heap, raised.length + shift);
+    if (aligned == nullptr) return false;
+    std::fill(aligned, aligned + shift, 0u);
+    std::copy(raised.words, raised.words + raised.length, aligned + shift);
+    raised = MergeWords{aligned, raised.length + shift};
+  }
   const bool firstPositive = t1.sign == q2.sign;
   merge.subtract = firstPositive != (t2.sign == p1.sign);
   const uint64_t lengths[3] = {MergeSumWords(merge), q1.magnitude.length + q2.magnitude.length,
@@ -341,7 +358,9 @@ bool BigFloatMergeProducts(AllocationHeap* heap, BigFloat& t1, BigFloat& q1, Big
   merge.t = buffers[0];
   merge.q = buffers[1];
   merge.p = buffers[2];
-  if (!ready || FftMergeProducts(heap, merge, threadExponent) != 0) {
+  const bool merged = ready && FftMergeProducts(heap, merge, threadExponent) == 0;
+  if (aligned != nullptr) Release(aligned);
+  if (!merged) {
     for (uint32_t* buffer : buffers) {
       if (buffer != nullptr) Release(buffer);
     }
@@ -351,7 +370,7 @@ bool BigFloatMergeProducts(AllocationHeap* heap, BigFloat& t1, BigFloat& q1, Big
   if (merge.status[0] == 0) {
     AdoptWords(t.magnitude, buffers[0], lengths[0], lengths[0] + 2);
     t.sign = firstPositive != merge.tNegative ? 1 : 0;
-    t.exponent = t1.exponent + q2.exponent;
+    t.exponent = std::min(e1, e2);
     if (BigFloatIsZero(t)) BigFloatSetZero(t);
   } else {
     // Again as two products and a sum, the second reporting how its attempt went.

@@ -147,17 +147,18 @@ struct MergeCase {
   uint64_t t1, q1, p1, t2, q2, p2;  // words; p2 = 0: no P
   bool t2Negative;
   bool taken;                  // the merge path takes it, else it declines and leaves the outputs
-  int64_t p1Exponent = 0;      // T's two products at different exponents: declined
+  int64_t p1Exponent = 0;      // T2·P1 that many words above T1·Q2
   uint64_t keepShortfall = 0;  // keepA short of the longest product: declined
 };
 
 class MultiplyMerge : public ::testing::TestWithParam<MergeCase> {};
 
-// Signed a·b + c·d as a sign (1: non-negative) and the magnitude's words.
+// Signed a·b + c·d·2^(32·shift) as a sign (1: non-negative) and the magnitude's words.
 std::pair<int, Words> GmpSum(const Words& a, const Words& b, const Words& c, const Words& d,
-                             bool subtract) {
+                             bool subtract, int64_t shift) {
   const Words ab = test::GmpProduct(a, b);
-  const Words cd = test::GmpProduct(c, d);
+  Words cd = test::GmpProduct(c, d);
+  cd.insert(cd.begin(), static_cast<size_t>(shift), 0u);
   mpz_t x, y;
   mpz_inits(x, y, nullptr);
   mpz_import(x, ab.size(), -1, sizeof(uint32_t), 0, 0, ab.data());
@@ -189,7 +190,9 @@ TEST_P(MultiplyMerge, FormsTheNodeOrLeavesItAlone) {
     }
     in[3].sign = c.t2Negative ? 0 : 1;
     in[2].exponent = c.p1Exponent;
-    const uint64_t keepA = std::max({c.t1 + c.q2, c.q1 + c.q2, c.p1 + c.p2}) - c.keepShortfall;
+    const uint64_t keepA =
+        std::max({c.t1 + c.q2, c.t2 + c.p1 + c.p1Exponent, c.q1 + c.q2, c.p1 + c.p2}) + 1 -
+        c.keepShortfall;
     test::ConsoleCapture capture;
     FftInjectFaults(failures);
     const bool taken = BigFloatMergeProducts(nullptr, in[0], in[1], in[2], in[3], in[4],
@@ -201,8 +204,9 @@ TEST_P(MultiplyMerge, FormsTheNodeOrLeavesItAlone) {
       EXPECT_TRUE(BigFloatIsZero(t) && BigFloatIsZero(q) && BigFloatIsZero(p)) << what;
     } else {
       EXPECT_EQ(capture.text(), failures == 0 ? "" : test::RecoveryText(failures)) << what;
-      const auto [sign, sum] = GmpSum(w[0], w[4], w[3], w[2], c.t2Negative);
+      const auto [sign, sum] = GmpSum(w[0], w[4], w[3], w[2], c.t2Negative, c.p1Exponent);
       EXPECT_EQ(t.sign, sign) << what;
+      EXPECT_EQ(t.exponent, 0) << what;
       EXPECT_TRUE(WordsOf(t.magnitude) == sum) << "T: " << what;
       EXPECT_TRUE(WordsOf(q.magnitude) == test::GmpProduct(w[1], w[4])) << "Q: " << what;
       if (c.p2 != 0) {
@@ -217,9 +221,9 @@ TEST_P(MultiplyMerge, FormsTheNodeOrLeavesItAlone) {
   }
 }
 
-// Sums and differences (one that comes out negative), P on the shared length, P too short for it
-// and no P at all; declined: exponents that differ, a product that would be cut, lengths too far
-// apart, operands below the FFT.
+// Sums and differences (one that comes out negative), P on the shared length, P too short for it,
+// no P at all, and T's products a few words apart; declined: exponents far apart, a product that
+// would be cut, lengths too far apart, operands below the FFT.
 INSTANTIATE_TEST_SUITE_P(
     Shapes, MultiplyMerge,
     ::testing::Values(MergeCase{3000, 3000, 3000, 3000, 3000, 3000, false, true},
@@ -227,8 +231,9 @@ INSTANTIATE_TEST_SUITE_P(
                       MergeCase{2000, 2000, 3000, 2000, 2000, 3001, true, true},
                       MergeCase{3000, 3000, 2400, 3000, 3000, 1000, false, true},
                       MergeCase{3000, 3000, 3000, 3000, 3000, 0, true, true},
-                      MergeCase{3000, 3000, 3000, 3000, 3000, 3000, false, false, 1},
-                      MergeCase{3000, 3000, 3000, 3000, 3000, 3000, false, false, 0, 1},
+                      MergeCase{3000, 3000, 3000, 3000, 3000, 3000, false, true, 7},
+                      MergeCase{3000, 3000, 3000, 3000, 3000, 3000, false, false, 1000},
+                      MergeCase{3000, 3000, 3000, 3000, 3000, 3000, false, false, 0, 2},
                       MergeCase{3000, 3000, 900, 900, 3000, 900, false, false},
                       MergeCase{40, 40, 40, 40, 40, 40, false, false}));
 
