@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "multiply/basecase/basecase.hpp"
 #include "shell/fatal.hpp"
 
 namespace zx {
@@ -136,23 +137,7 @@ void SmallMultiply(const SmallInt& a, const SmallInt& b, SmallInt& out) {
   y[lb - 1] = 0;
   std::memcpy(x, a.words, a.length * sizeof(uint32_t));
   std::memcpy(y, b.words, b.length * sizeof(uint32_t));
-  // Column by column: each limb of the product sums its products in a three-limb accumulator,
-  // so no partial row goes through memory.
-  Uint128 sum = 0;
-  uint64_t top = 0;
-  for (int k = 0; k < la + lb - 1; ++k) {
-    const int first = k < lb ? 0 : k - lb + 1;
-    const int last = k < la ? k : la - 1;
-    for (int i = first; i <= last; ++i) {
-      const Uint128 product = static_cast<Uint128>(x[i]) * y[k - i];
-      sum += product;
-      top += sum < product ? 1 : 0;
-    }
-    z[k] = static_cast<uint64_t>(sum);
-    sum = (sum >> 64) | (static_cast<Uint128>(top) << 64);
-    top = 0;
-  }
-  z[la + lb - 1] = static_cast<uint64_t>(sum);
+  MulLimbs(x, static_cast<uint64_t>(la), y, static_cast<uint64_t>(lb), z);
   out.length = a.length + b.length;
   std::memcpy(out.words, z, out.length * sizeof(uint32_t));
   Trim(out);

@@ -68,6 +68,11 @@ uint64_t Toom3SquareScratchWords(uint64_t n);
 uint64_t BalancedScratchWords(uint64_t n);
 uint64_t BalancedSquareScratchWords(uint64_t n);
 
+// r[0..na+nb) = a·b on 64-bit limbs (na, nb ≥ 1), column by column: each limb of the product sums
+// its products in a three-limb accumulator, so no partial row goes through memory (faster than
+// row sweeps at schoolbook lengths). r overlaps neither operand.
+void MulLimbs(const uint64_t* a, uint64_t na, const uint64_t* b, uint64_t nb, uint64_t* r);
+
 // The methods. out never overlaps the operands; scratch holds the method's scratch words.
 void MulSchoolbook(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t lb, uint32_t* out);
 void SquareSchoolbook(const uint32_t* a, uint64_t n, uint32_t* out);

@@ -34,30 +34,6 @@ void StoreWords(uint32_t* words, const uint64_t* limbs, uint64_t count) {
   if ((count & 1) != 0) words[count - 1] = static_cast<uint32_t>(limbs[whole]);
 }
 
-// r[0..na+nb) = a·b, one row of b per sweep over a. (Sweeping two rows at once runs out of
-// registers with the compiler's 128-bit arithmetic and spills: slower, measured.)
-void MulLimbs(const uint64_t* __restrict a, uint64_t na, const uint64_t* __restrict b, uint64_t nb,
-              uint64_t* __restrict r) {
-  uint64_t carry = 0;
-  for (uint64_t i = 0; i < na; i++) {
-    const Limb2 t = static_cast<Limb2>(a[i]) * b[0] + carry;
-    r[i] = static_cast<uint64_t>(t);
-    carry = static_cast<uint64_t>(t >> 64);
-  }
-  r[na] = carry;
-  for (uint64_t j = 1; j < nb; j++) {
-    const uint64_t bj = b[j];
-    uint64_t* row = r + j;
-    carry = 0;
-    for (uint64_t i = 0; i < na; i++) {
-      const Limb2 t = static_cast<Limb2>(a[i]) * bj + row[i] + carry;
-      row[i] = static_cast<uint64_t>(t);
-      carry = static_cast<uint64_t>(t >> 64);
-    }
-    row[na] = carry;
-  }
-}
-
 // r[0..2k) = a², the cross products once, doubled, then the squares on the diagonal.
 void SquareLimbs(const uint64_t* a, uint64_t k, uint64_t* r) {
   std::memset(r, 0, 2 * k * sizeof(uint64_t));
@@ -89,6 +65,25 @@ void SquareLimbs(const uint64_t* a, uint64_t k, uint64_t* r) {
 }
 
 }  // namespace
+
+void MulLimbs(const uint64_t* __restrict a, uint64_t na, const uint64_t* __restrict b, uint64_t nb,
+              uint64_t* __restrict r) {
+  Limb2 sum = 0;
+  uint64_t top = 0;
+  for (uint64_t k = 0; k + 1 < na + nb; ++k) {
+    const uint64_t first = k < nb ? 0 : k - nb + 1;
+    const uint64_t last = k < na ? k : na - 1;
+    for (uint64_t i = first; i <= last; ++i) {
+      const Limb2 product = static_cast<Limb2>(a[i]) * b[k - i];
+      sum += product;
+      top += sum < product ? 1 : 0;
+    }
+    r[k] = static_cast<uint64_t>(sum);
+    sum = (sum >> 64) | (static_cast<Limb2>(top) << 64);
+    top = 0;
+  }
+  r[na + nb - 1] = static_cast<uint64_t>(sum);
+}
 
 void MulSchoolbook(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t lb, uint32_t* out) {
   uint64_t aLimbs[kChunkLimbs];
