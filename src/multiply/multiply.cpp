@@ -215,10 +215,11 @@ bool MultiplyPairShared(AllocationHeap* heap, BigInt& x, BigInt* (&y)[2], BigInt
   return shared;
 }
 
-// A whole product's record: sign and exponent from its factors.
-void SetProductRecord(const BigFloat& x, const BigFloat& y, BigFloat& out) {
+// A product's record: sign and exponent from its factors and the words cut below it.
+void SetProductRecord(const BigFloat& x, const BigFloat& y, BigFloat& out,
+                      uint64_t truncation = 0) {
   out.sign = x.sign == y.sign ? 1 : 0;
-  out.exponent = x.exponent + y.exponent;
+  out.exponent = x.exponent + y.exponent + static_cast<int64_t>(truncation);
 }
 
 // Takes a merge output of `words` words (leading zeros dropped) into out.
@@ -266,8 +267,7 @@ void BigFloatMultiplyKeep(AllocationHeap* heap, BigFloat& a, BigFloat& b, BigFlo
   if (BigFloatIsZero(a) || BigFloatIsZero(b)) return;
   const uint64_t total = a.magnitude.length + b.magnitude.length;
   const uint64_t truncation = total > keepWords ? total - keepWords : 0;
-  out.sign = a.sign == b.sign ? 1 : 0;
-  out.exponent = a.exponent + b.exponent + static_cast<int64_t>(truncation);
+  SetProductRecord(a, b, out, truncation);
   if (&a == &b) {
     BigIntSquare(heap, a.magnitude, out.magnitude, truncation, 0, threadExponent);
   } else {
@@ -300,8 +300,7 @@ void BigFloatMultiplyKeepPair(AllocationHeap* heap, BigFloat& x, BigFloat& y1, B
     return separate();
   }
   for (int i = 0; i < 2; i++) {
-    out[i]->sign = x.sign == y[i]->sign ? 1 : 0;
-    out[i]->exponent = x.exponent + y[i]->exponent + static_cast<int64_t>(truncation[i]);
+    SetProductRecord(x, *y[i], *out[i], truncation[i]);
     if (BigFloatIsZero(*out[i])) BigFloatSetZero(*out[i]);
   }
 }

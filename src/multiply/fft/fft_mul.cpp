@@ -206,6 +206,17 @@ Operands Truncate(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t lb
   return SkipTruncatedWords(a, la, b, lb, t);
 }
 
+// Operand lengths within a ratio of 4: one transform of the product's length takes them.
+bool Balanced(uint64_t la, uint64_t lb) {
+  return la <= 4 * lb && lb <= 4 * la;
+}
+
+// Several products on one transform length, chosen by the longest: each of the others forgoes its
+// own length and pays the shared one's, which is worth it down to 0.7 of that length.
+bool WorthOneLength(uint64_t productWords, const FftSize& shared) {
+  return 10 * SizeFor(32 * productWords).points >= 7 * shared.points;
+}
+
 bool Chunked(const Operands& o) {
   return o.la > 4 * o.lb;
 }
@@ -357,14 +368,12 @@ uint64_t FftMultiplyPair(AllocationHeap* heap, const uint32_t* x, uint64_t lx,
     shape[i] = TruncateOperands(lx, pair[i].ly, pair[i].t);
     const uint64_t keptX = lx - shape[i].dropA;
     const uint64_t keptY = pair[i].ly - shape[i].dropB;
-    if (keptX > 4 * keptY || keptY > 4 * keptX) return kPairNotShared;
+    if (!Balanced(keptX, keptY)) return kPairNotShared;
     productWords[i] = keptX + keptY;
   }
   if (shape[0].dropA != shape[1].dropA) return kPairNotShared;
   const FftSize size = SizeFor(32 * std::max(productWords[0], productWords[1]));
-  const uint64_t shorter = SizeFor(32 * std::min(productWords[0], productWords[1])).points;
-  // Three transforms of the longer length against two of each: sharing pays down to 0.7 of it.
-  if (10 * shorter < 7 * size.points) return kPairNotShared;
+  if (!WorthOneLength(std::min(productWords[0], productWords[1]), size)) return kPairNotShared;
   const uint64_t bytes = fft::WorkspaceBytes(size.points);
   void* memory = AllocAligned16(heap, bytes);
   if (memory == nullptr) return bytes;
@@ -398,29 +407,22 @@ uint64_t MergeSumWords(const MergeProducts& merge) {
 }
 
 uint64_t FftMergeProducts(AllocationHeap* heap, MergeProducts& merge, uint32_t threadExponent) {
-  const MergeWords pairs[4][2] = {
-      {merge.t1, merge.q2}, {merge.t2, merge.p1}, {merge.q1, merge.q2}, {merge.p1, merge.p2}};
-  const auto balanced = [](const MergeWords(&pair)[2]) {
-    return pair[0].length <= 4 * pair[1].length && pair[1].length <= 4 * pair[0].length;
-  };
+  const MergeWords pairs[3][2] = {{merge.t1, merge.q2}, {merge.t2, merge.p1}, {merge.q1, merge.q2}};
   uint64_t longest = 0;
   uint64_t shortest = ~uint64_t{0};
   for (int i = 0; i < 3; i++) {
-    if (!balanced(pairs[i])) return kPairNotShared;
+    if (!Balanced(pairs[i][0].length, pairs[i][1].length)) return kPairNotShared;
     longest = std::max(longest, pairs[i][0].length + pairs[i][1].length);
     shortest = std::min(shortest, pairs[i][0].length + pairs[i][1].length);
   }
   // The sum of the two products of T takes a bit more than the longer one; its sign a second.
   const FftSize size = SizeFor(32 * longest + 2);
-  const auto worthSharing = [&](uint64_t words) {
-    return 10 * SizeFor(32 * words).points >= 7 * size.points;
-  };
-  if (!worthSharing(shortest)) return kPairNotShared;
+  if (!WorthOneLength(shortest, size)) return kPairNotShared;
   // P = P1·P2 rides on P1's spectrum when it fits the length and is not much shorter; otherwise
   // the caller forms it alone.
   const uint64_t pWords = merge.p1.length + merge.p2.length;
-  merge.pDone =
-      merge.p2.length != 0 && balanced(pairs[3]) && pWords <= longest && worthSharing(pWords);
+  merge.pDone = merge.p2.length != 0 && Balanced(merge.p1.length, merge.p2.length) &&
+                pWords <= longest && WorthOneLength(pWords, size);
   const uint64_t bytes = fft::WorkspaceBytes(size.points) + size.points * sizeof(double);
   void* memory = AllocAligned16(heap, bytes);
   if (memory == nullptr) return bytes;
