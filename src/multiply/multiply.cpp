@@ -5,9 +5,12 @@
 #include <utility>
 
 #include "multiply/basecase/basecase.hpp"
+#include "multiply/basecase/basecase_ops.hpp"
 #include "multiply/fft/fft_mul.hpp"
 #include "multiply/hybrid/hybrid_mul.hpp"
+#include "multiply/hybrid/hybrid_ring.hpp"
 #include "multiply/out_of_core/out_of_core.hpp"
+#include "multiply/product_check.hpp"
 #include "runtime/run_record.hpp"
 #include "shell/console.hpp"
 #include "shell/fatal.hpp"
@@ -228,7 +231,164 @@ void AdoptWords(BigInt& out, uint32_t* words, uint64_t length, uint64_t capacity
   AdoptProduct(out, words, length, capacity);
 }
 
+// words[0..length) modulo 2^(32n) + 1 into ring (n words and a 64-bit top limb, reduced): the
+// n-word pieces added and subtracted in turn, 2^(32n) ≡ −1.
+void ReduceIntoRing(const uint32_t* words, uint64_t length, uint64_t n, uint32_t* ring) {
+  ClearWords(ring, n + 2);
+  for (uint64_t from = 0, piece = 0; from < length; from += n, ++piece) {
+    const uint64_t count = std::min(n, length - from);
+    const int64_t carry = piece % 2 == 0 ? AddWordsInto(ring, n, words + from, count)
+                                         : -int64_t{SubWordsFrom(ring, n, words + from, count)};
+    RingNormalize(ring, n, carry + static_cast<int64_t>(RingTop(ring, n)));
+  }
+}
+
+// The signed difference of BigFloatSubtractProductNear in new buffers, x untouched: 0, the bytes
+// the heap could not give, or kProductCheckFailed.
+struct NearDifference {
+  uint32_t* words = nullptr;
+  uint64_t length = 0;
+  uint64_t capacity = 0;
+  bool negative = false;
+};
+uint64_t SubtractProductInRing(AllocationHeap* heap, const BigInt& x, const BigInt& a,
+                               const BigInt& b, uint64_t shift, uint64_t n, uint32_t threadExponent,
+                               NearDifference* out) {
+  // Below a·b's zero words x passes as it is; above them the difference y = x_hi − a·b is below
+  // 2^(32n − 1) in magnitude, so its residue modulo 2^(32n) + 1 tells it.
+  const uint64_t low = std::min(shift, x.length);
+  const uint64_t highLength = x.length - low;
+  uint32_t* ring = AllocWords32(heap, 3 * (n + 2));
+  uint32_t* result = AllocWords32(heap, shift + n + 2);
+  const auto fail = [&](uint64_t bytes) {
+    if (result != nullptr) Release(result);
+    if (ring != nullptr) Release(ring);
+    return bytes;
+  };
+  if (ring == nullptr || result == nullptr) return fail((3 * (n + 2) + shift + n + 2) * 4);
+  uint32_t* reducedA = ring;
+  uint32_t* product = ring + (n + 2);
+  uint32_t* difference = ring + 2 * (n + 2);
+  ReduceIntoRing(a.words, a.length, n, reducedA);
+  ReduceIntoRing(b.words, b.length, n, product);
+  const auto significant = [n](const uint32_t* element) {
+    uint64_t length = n;
+    while (length > 0 && element[length - 1] == 0) --length;
+    return length;
+  };
+  const uint64_t la = significant(reducedA);
+  const uint64_t lb = significant(product);
+  // An operand ≡ 2^(32n) ≡ −1 would not fit the transform's n words: its product is −(the other).
+  if (RingTop(reducedA, n) != 0) {
+    RingNegate(product, n);
+  } else if (RingTop(product, n) != 0) {
+    CopyWords(product, reducedA, n + 2);
+    RingNegate(product, n);
+  } else if (la == 0 || lb == 0) {
+    ClearWords(product, n + 2);
+  } else {
+    const uint64_t status =
+        FftMultiplyRing(heap, reducedA, la, product, lb, n, product, threadExponent);
+    if (status != 0) return fail(status);
+    product[n + 1] = 0;
+  }
+  ReduceIntoRing(x.words + low, highLength, n, difference);
+  // difference + product and difference − product: the second is the one wanted.
+  RingAddSub(difference, product, difference, product, n);
+  uint32_t* y = product;
+  // The residue of a value of magnitude below 2^(32n − 1): positive below the half, else −(F − r).
+  out->negative = RingTop(y, n) != 0 || y[n - 1] >= 0x80000000u;
+  if (out->negative) RingNegate(y, n);
+  uint64_t length = n;
+  while (length > 0 && y[length - 1] == 0) --length;
+  CopyWords(result, x.words, low);
+  ClearWords(result + low, shift - low);
+  CopyWords(result + shift, y, length);
+  // −(y·2^(32·shift) − x_lo) for a negative y: the low words borrow from y's.
+  if (out->negative && length != 0) {
+    for (uint64_t i = 0; i < shift; ++i) result[i] = ~result[i];
+    AddWordCarry(result, shift + length, 1);
+    SubWordBorrow(result + shift, length, 1);
+  }
+  uint64_t total = length == 0 ? low : shift + length;
+  while (total > 0 && result[total - 1] == 0) --total;
+  if (total == 0) out->negative = false;
+  const uint64_t expected = ResidueDifference(
+      WordsResidue(x.words, x.length),
+      ResidueShifted(
+          ResidueProduct(WordsResidue(a.words, a.length), WordsResidue(b.words, b.length)),
+          32 * shift));
+  const uint64_t got = WordsResidue(result, total);
+  Release(ring);
+  if ((out->negative ? ResidueDifference(0, got) : got) != expected) {
+    Release(result);
+    return kProductCheckFailed;
+  }
+  out->words = result;
+  out->length = total;
+  out->capacity = shift + n + 2;
+  return 0;
+}
+
 }  // namespace
+
+bool BigFloatSubtractProductNear(AllocationHeap* heap, BigFloat& x, BigFloat& a, BigFloat& b,
+                                 uint64_t boundWords, uint32_t threadExponent) {
+  if (BigFloatIsZero(a) || BigFloatIsZero(b) || a.sign == 0 || b.sign == 0 || x.exponent != 0 ||
+      (x.sign == 0 && !BigFloatIsZero(x)) || a.exponent < 0 || b.exponent < 0) {
+    return false;
+  }
+  // Operands on disk keep the out-of-core products.
+  if (OutOfCoreEligible(a.magnitude, b.magnitude) ||
+      (x.magnitude.words == nullptr && x.magnitude.length != 0)) {
+    return false;
+  }
+  const uint64_t shift = static_cast<uint64_t>(a.exponent + b.exponent);
+  // One spare bit for the sign, and a word of slack.
+  const uint64_t changing = boundWords > shift ? boundWords - shift : 0;
+  uint64_t n = 0;
+  if (std::min(a.magnitude.length, b.magnitude.length) < kFftMinWords ||
+      !FftRingWords(changing + 1, &n) ||
+      // Half the whole product's transform or less, else the whole product is as cheap.
+      2 * n > a.magnitude.length + b.magnitude.length) {
+    return false;
+  }
+  BigIntMakeResident(heap, a.magnitude);
+  BigIntMakeResident(heap, b.magnitude);
+  NearDifference difference;
+  for (int32_t attempt = 0;;) {
+    const uint64_t status = SubtractProductInRing(heap, x.magnitude, a.magnitude, b.magnitude,
+                                                  shift, n, threadExponent, &difference);
+    if (status == 0) {
+      ReportRecovery(attempt);
+      break;
+    }
+    if (status != kProductCheckFailed) {
+      if (attempt == 0) return false;
+      FatalAllocation();
+    }
+    attempt = ReportFailure(attempt);
+    if (attempt == 2) {
+      // The different parameters: the whole product on its own transform length.
+      BigFloat back;
+      SetProductRecord(a, b, back);
+      BigIntMultiply(heap, a.magnitude, b.magnitude, back.magnitude, 0, attempt, threadExponent);
+      const uint64_t words = static_cast<uint64_t>(std::max(BigFloatTop(x), BigFloatTop(back)));
+      BigFloatSubtract(heap, x, back, words + 1);
+      BigFloatRelease(back);
+      return true;
+    }
+  }
+  BigFloatRelease(x);
+  BigFloatSetZero(x);
+  if (difference.length != 0) {
+    AdoptProduct(x.magnitude, difference.words, difference.length, difference.capacity);
+    x.sign = difference.negative ? 0 : 1;
+  } else {
+    Release(difference.words);
+  }
+  return true;
+}
 
 void BigIntMultiply(AllocationHeap* heap, BigInt& a, BigInt& b, BigInt& out,
                     uint64_t truncationWords, int32_t attempt, uint32_t threadExponent) {

@@ -49,6 +49,14 @@ void BigFloatMultiplyKeepPair(AllocationHeap* heap, BigFloat& x, BigFloat& y1, B
 bool BigFloatMergeProducts(AllocationHeap* heap, BigFloat& t1, BigFloat& q1, BigFloat& p1,
                            BigFloat& t2, BigFloat& q2, BigFloat* p2, BigFloat& t, BigFloat& q,
                            BigFloat* p, uint64_t keepA, uint64_t keepM, uint32_t threadExponent);
+// x = x − a·b for integers a, b > 0 with exponents of 0 or more and x ≥ 0 with exponent 0, where
+// the caller knows that |x − a·b| < 2^(32·boundWords): above a·b's zero low words the difference
+// is formed modulo 2^(32n) + 1 for the ring just above the words that can change (FftRingWords),
+// half the transform of the whole product, and checked against the residues of x, a and b, with
+// the front-end's three attempts (the last as a whole product). The result has exponent 0. False,
+// with nothing done, where that ring is not to be had (or not in the heap).
+bool BigFloatSubtractProductNear(AllocationHeap* heap, BigFloat& x, BigFloat& a, BigFloat& b,
+                                 uint64_t boundWords, uint32_t threadExponent);
 // a = a² and out = a², keeping p + 3 words.
 void BigFloatSquareInPlace(AllocationHeap* heap, BigFloat& a, uint64_t precisionWords,
                            uint32_t threadExponent);

@@ -75,12 +75,20 @@ void DivModAtLevel(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t leve
   DropFraction(heap, q);
   StageOut<kStorage>(heap, x);
 
-  // 2w + 3 words hold q·P whole, so the remainder is exact.
-  BigFloat back;
-  BigFloatMultiplyKeep(heap, q, power, back, 2 * w + 3, threadExponent);
-  StageOut<kStorage>(heap, q);
-  BigFloatSubtract(heap, x, back, 2 * w);
-  BigFloatRelease(back);
+  // The remainder lies within [−P, 3P), below 2^(32w): in memory only its words above P's zero
+  // low words are formed, modulo a ring of about P's length, half the transform of q·P whole.
+  // Otherwise 2w + 3 words hold q·P whole, so the remainder is exact.
+  bool formed = false;
+  if constexpr (kStorage == Storage::kMemory) {
+    formed = BigFloatSubtractProductNear(heap, x, q, power, w, threadExponent);
+  }
+  if (!formed) {
+    BigFloat back;
+    BigFloatMultiplyKeep(heap, q, power, back, 2 * w + 3, threadExponent);
+    StageOut<kStorage>(heap, q);
+    BigFloatSubtract(heap, x, back, 2 * w);
+    BigFloatRelease(back);
+  }
 
   if (IsNegative(x)) {
     if constexpr (kStorage == Storage::kSwap) ConsoleWrite("Quotient overshoot\n");
@@ -115,10 +123,12 @@ void DivModAtLevel(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t leve
   StageOut<kStorage>(heap, q);
 }
 
-template void DivModAtLevel<Storage::kMemory>(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level,
-                                   ConversionTable& table, uint32_t threadExponent);
-template void DivModAtLevel<Storage::kSwap>(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level,
-                                  ConversionTable& table, uint32_t threadExponent);
+template void DivModAtLevel<Storage::kMemory>(AllocationHeap* heap, BigFloat& x, BigFloat& q,
+                                              uint32_t level, ConversionTable& table,
+                                              uint32_t threadExponent);
+template void DivModAtLevel<Storage::kSwap>(AllocationHeap* heap, BigFloat& x, BigFloat& q,
+                                            uint32_t level, ConversionTable& table,
+                                            uint32_t threadExponent);
 
 void DivMod(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level, ConversionTable& table,
             uint32_t threadExponent) {

@@ -237,6 +237,94 @@ INSTANTIATE_TEST_SUITE_P(
                       MergeCase{3000, 3000, 900, 900, 3000, 900, false, false},
                       MergeCase{40, 40, 40, 40, 40, 40, false, false}));
 
+struct NearCase {
+  uint64_t la, lb;
+  int64_t bExponent;  // b's zero low words
+  int64_t offset;  // x = a·b·2^(32·bExponent) + offset·P, P = that product's top word's weight
+  uint64_t lowWords;  // random low words of x below b's exponent
+  uint32_t threads = 0;
+  bool taken = true;
+};
+
+class MultiplyNear : public ::testing::TestWithParam<NearCase> {};
+
+// x − a·b where the difference is known to be small, as a division's remainder is: formed in a
+// ring of about b's length, against GMP, whatever its sign, with one and two failed checks (the
+// third attempt a whole product); or declined with x untouched.
+TEST_P(MultiplyNear, FormsTheSmallDifferenceOrLeavesItAlone) {
+  const NearCase& c = GetParam();
+  std::mt19937_64 rng(test::TestSeed() + c.la + c.lb + static_cast<uint64_t>(c.offset));
+  const Words a = test::RandomWords(rng, c.la);
+  const Words b = c.offset % 2 == 0 ? test::AllOnes(c.lb) : test::RandomWords(rng, c.lb);
+  PrepareFftTables(c.la + c.lb);
+  mpz_t exact, step, low;
+  mpz_inits(exact, step, low, nullptr);
+  const Words ab = test::GmpProduct(a, b);
+  mpz_import(exact, ab.size(), -1, sizeof(uint32_t), 0, 0, ab.data());
+  mpz_mul_2exp(exact, exact, 32 * static_cast<uint64_t>(c.bExponent));
+  // Offsets in whole units of b·2^(32·bExponent) and a random tail below b's exponent, as the
+  // corrections of a quotient and the remainder's low words.
+  const Words tail = test::RandomWords(rng, std::max<uint64_t>(c.lowWords, 1));
+  mpz_import(low, c.lowWords, -1, sizeof(uint32_t), 0, 0, tail.data());
+  mpz_import(step, b.size(), -1, sizeof(uint32_t), 0, 0, b.data());
+  mpz_mul_2exp(step, step, 32 * static_cast<uint64_t>(c.bExponent));
+  mpz_t x;
+  mpz_init(x);
+  mpz_mul_si(x, step, c.offset);
+  mpz_add(x, x, exact);
+  mpz_add(x, x, low);
+  ASSERT_GE(mpz_sgn(x), 0);
+  mpz_sub(exact, x, exact);  // the difference wanted
+  const uint64_t boundWords = c.lb + static_cast<uint64_t>(c.bExponent) + 1;
+  for (const uint32_t failures : {0u, 1u, 2u}) {
+    const std::string what = test::Shape(c.la, c.lb) + " offset " + std::to_string(c.offset) +
+                             " failures=" + std::to_string(failures);
+    BigFloat fx, fa, fb;
+    const Words xWords = test::ExportWords(x, mpz_size(x) * 2);
+    Words xTrimmed = xWords;
+    while (!xTrimmed.empty() && xTrimmed.back() == 0) xTrimmed.pop_back();
+    if (!xTrimmed.empty()) fx.magnitude = Resident(xTrimmed);
+    fa.magnitude = Resident(a);
+    fb.magnitude = Resident(b);
+    fb.exponent = c.bExponent;
+    test::ConsoleCapture capture;
+    FftInjectFaults(failures);
+    const bool taken = BigFloatSubtractProductNear(nullptr, fx, fa, fb, boundWords, c.threads);
+    FftInjectFaults(0);
+    ASSERT_EQ(taken, c.taken) << what;
+    if (!taken) {
+      EXPECT_TRUE(WordsOf(fx.magnitude) == xTrimmed) << "x changed: " << what;
+    } else {
+      EXPECT_EQ(capture.text(), failures == 0 ? "" : test::RecoveryText(failures)) << what;
+      mpz_t got;
+      mpz_init(got);
+      const uint64_t shift = 32 * static_cast<uint64_t>(std::max<int64_t>(fx.exponent, 0));
+      mpz_import(got, fx.magnitude.length, -1, sizeof(uint32_t), 0, 0, fx.magnitude.words);
+      mpz_mul_2exp(got, got, shift);
+      if (fx.sign == 0) mpz_neg(got, got);
+      EXPECT_EQ(mpz_cmp(got, exact), 0) << what;
+      EXPECT_TRUE(BigFloatIsZero(fx) || fx.magnitude.words[fx.magnitude.length - 1] != 0) << what;
+      mpz_clear(got);
+    }
+    EXPECT_TRUE(WordsOf(fa.magnitude) == a && WordsOf(fb.magnitude) == b) << what;
+    for (BigFloat* v : {&fx, &fa, &fb}) BigFloatRelease(*v);
+  }
+  mpz_clears(exact, step, low, x, nullptr);
+}
+
+// Remainders below, at and above zero (one add-back, none, two upward steps), b with zero low words
+// below which x keeps its own (none of them, or x shorter than they), a quotient longer than the
+// ring that folds, two threads on a long ring; declined: a short operand, a ring more than half
+// the product's length.
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, MultiplyNear,
+    ::testing::Values(NearCase{3200, 3000, 0, -1, 0}, NearCase{3200, 3000, 0, 0, 0},
+                      NearCase{3200, 3000, 0, 2, 0}, NearCase{3900, 3000, 900, -1, 900},
+                      NearCase{3900, 3000, 900, 1, 300}, NearCase{3900, 3000, 900, 0, 0},
+                      NearCase{4500, 3000, 1200, 2, 1200}, NearCase{32000, 30000, 0, -1, 0, 1},
+                      NearCase{40, 3000, 0, 1, 0, 0, false},
+                      NearCase{2000, 3000, 0, 1, 0, 0, false}));
+
 struct DispatchCase {
   uint64_t n;
   bool square;

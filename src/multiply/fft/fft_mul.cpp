@@ -13,6 +13,7 @@
 #include "multiply/fft/fft_points.hpp"
 #include "multiply/fft/fft_size_table.hpp"
 #include "multiply/fft/fft_twiddles.hpp"
+#include "multiply/fft/negacyclic.hpp"
 #include "multiply/product_check.hpp"
 #include "shell/fatal.hpp"
 
@@ -287,6 +288,49 @@ void MultiplyChunked(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t
 }
 
 }  // namespace
+
+uint64_t WordsResidue(const uint32_t* words, uint64_t count) {
+  return Residue(words, count, 32);
+}
+
+uint64_t ResidueProduct(uint64_t x, uint64_t y) {
+  return MulResidues(x, y);
+}
+
+uint64_t ResidueShifted(uint64_t r, uint64_t bits) {
+  return ShiftResidue(r, bits);
+}
+
+uint64_t ResidueDifference(uint64_t x, uint64_t y) {
+  return x >= y ? x - y : x + kResidueModulus - y;
+}
+
+bool FftRingWords(uint64_t minWords, uint64_t* ringWords) {
+  NegacyclicPlan plan;
+  if (!NegacyclicPlanAtLeast(minWords, &plan) || !FftTwiddlesReach(plan.points)) return false;
+  *ringWords = plan.ringWords;
+  return true;
+}
+
+uint64_t FftMultiplyRing(AllocationHeap* heap, const uint32_t* a, uint64_t la, const uint32_t* b,
+                         uint64_t lb, uint64_t ringWords, uint32_t* out, uint32_t threadExponent) {
+  NegacyclicPlan plan;
+  ZX_ASSERT(NegacyclicPlanFor(ringWords, &plan) && la <= ringWords && lb <= ringWords);
+  const FftSize size{plan.points, plan.pointBits, plan.lengthCode};
+  const uint64_t bytes = fft::WorkspaceBytes(size.points);
+  void* memory = AllocAligned16(heap, bytes);
+  if (memory == nullptr) return bytes;
+  EnsureTables(size.points);
+  const fft::Workspace workspace = fft::CarveWorkspace(memory, size.points);
+  {
+    const PassesOf passes(size, threadExponent);
+    out[ringWords] = fft::ConvolveWords(size, a, la, b, lb, workspace, passes.on);
+  }
+  fft::UnpackPoints(workspace.points, size.points, size.pointBits, 0, out, ringWords);
+  MaybeCorrupt(out);
+  Release(memory);
+  return 0;
+}
 
 #if defined(ZX_TEST_HOOKS)
 void FftInjectFaults(uint32_t products) {

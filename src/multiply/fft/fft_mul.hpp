@@ -83,6 +83,18 @@ uint64_t MergeSumWords(const MergeProducts& merge);
 [[nodiscard]] uint64_t FftMergeProducts(AllocationHeap* heap, MergeProducts& merge,
                                         uint32_t threadExponent);
 
+// The ring for a product wanted only modulo 2^(32n) + 1: the n of the cheapest negacyclic
+// transform with n ≥ minWords whose twiddle factors are already prepared (no table grows for it);
+// false where there is none.
+bool FftRingWords(uint64_t minWords, uint64_t* ringWords);
+// out[0..n] = a·b modulo 2^(32n) + 1, reduced (out[n] is 1 only for 2^(32n) itself), for n from
+// FftRingWords and operands of 1 to n words: one negacyclic transform, about half the length of
+// the whole product's. Not checked here (its caller checks what it forms from it), but a planted
+// fault counts it as a checked product. Returns 0, or the bytes it could not get.
+[[nodiscard]] uint64_t FftMultiplyRing(AllocationHeap* heap, const uint32_t* a, uint64_t la,
+                                       const uint32_t* b, uint64_t lb, uint64_t ringWords,
+                                       uint32_t* out, uint32_t threadExponent);
+
 #if defined(ZX_TEST_HOOKS)
 // The next `products` checked FFT products each change one digit before the check.
 void FftInjectFaults(uint32_t products);

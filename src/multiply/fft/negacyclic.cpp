@@ -102,6 +102,22 @@ NegacyclicPlan NegacyclicTableRow(uint64_t row) {
   return Table()[row];
 }
 
+bool NegacyclicPlanAtLeast(uint64_t minWords, NegacyclicPlan* plan) {
+  const std::vector<NegacyclicPlan>& table = Table();
+  const auto row =
+      std::lower_bound(table.begin(), table.end(), minWords,
+                       [](const NegacyclicPlan& entry, uint64_t n) { return entry.ringWords < n; });
+  if (row == table.end()) return false;
+  // A longer ring may take a shorter transform (a wider point on a shorter length): the cheapest
+  // transform wins, the shorter ring among equals.
+  auto best = row;
+  for (auto other = row; other != table.end(); ++other) {
+    if (other->points < best->points) best = other;
+  }
+  *plan = *best;
+  return true;
+}
+
 bool NegacyclicPlanFor(uint64_t ringWords, NegacyclicPlan* plan) {
   const std::vector<NegacyclicPlan>& table = Table();
   const auto row =

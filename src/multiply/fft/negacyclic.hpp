@@ -23,6 +23,9 @@ NegacyclicPlan NegacyclicTableRow(uint64_t row);
 // The row for ring size n; false when n is not in the table.
 bool NegacyclicPlanFor(uint64_t ringWords, NegacyclicPlan* plan);
 bool NegacyclicRingSizeAvailable(uint64_t ringWords);
+// The row of the shortest transform among the rings of at least minWords words; false beyond the
+// table.
+bool NegacyclicPlanAtLeast(uint64_t minWords, NegacyclicPlan* plan);
 
 // Scratch doubles (16-byte aligned) of a product: two transform arrays of L doubles, L points,
 // and 64 bytes of alignment slack, so 5L/2 + 8; a square needs one array: 3L/2 + 8.
