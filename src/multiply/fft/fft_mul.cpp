@@ -315,7 +315,9 @@ bool FftRingWords(uint64_t minWords, uint64_t* ringWords) {
 uint64_t FftMultiplyRing(AllocationHeap* heap, const uint32_t* a, uint64_t la, const uint32_t* b,
                          uint64_t lb, uint64_t ringWords, uint32_t* out, uint32_t threadExponent) {
   NegacyclicPlan plan;
-  ZX_ASSERT(NegacyclicPlanFor(ringWords, &plan) && la <= ringWords && lb <= ringWords);
+  if (!NegacyclicPlanFor(ringWords, &plan) || la > ringWords || lb > ringWords) {
+    FatalAssertion(kImpossibleResult, "FFT Multiplication", "The ring length has no transform.");
+  }
   const FftSize size{plan.points, plan.pointBits, plan.lengthCode};
   const uint64_t bytes = fft::WorkspaceBytes(size.points);
   void* memory = AllocAligned16(heap, bytes);
