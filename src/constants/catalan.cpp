@@ -93,14 +93,8 @@ void LogTwoPlusRootThree(AllocationHeap* heap, BigFloat& pi, BigFloat& rootThree
   }
   BigFloatRelease(b);
   // ln s = π/(2·AGM).
-  if constexpr (kStorage == Storage::kSwap) {
-    InvertInPlaceStaged(heap, a, w, show, k);
-  } else {
-    InvertInPlace(heap, a, w, show, k);
-  }
-  StageMultiplying(show, w);
   BigFloat lnS;
-  BigFloatMultiplyKeep(heap, pi, a, lnS, w + 3, k);
+  DivideInStages<kStorage>(heap, pi, a, lnS, w, show, k, [&] { StageMultiplying(show, w); });
   BigFloatRelease(a);
   Scale(heap, lnS, -1);
   // − m·ln 2, Log(2) computed here as plain arithmetic.
@@ -141,14 +135,9 @@ void ComputeLogSeries(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32
   BigFloatRelease(t);
   BigFloatMulWordKeep(heap, numerator, 3, w + 4);
   StageOut<kStorage>(heap, numerator);
-  if constexpr (kStorage == Storage::kSwap) {
-    InvertInPlaceStaged(heap, q, w, show, k);
-  } else {
-    InvertInPlace(heap, q, w, show, k);
-  }
-  StageMultiplying(show, w);
   BigFloat seriesPart;
-  BigFloatMultiplyKeep(heap, numerator, q, seriesPart, w + 3, k);
+  DivideInStages<kStorage>(heap, numerator, q, seriesPart, w, show, k,
+                           [&] { StageMultiplying(show, w); });
   BigFloatRelease(numerator);
   BigFloatRelease(q);
   Scale(heap, seriesPart, -3);

@@ -269,12 +269,7 @@ void Correction(AllocationHeap* heap, uint32_t e, uint64_t pc, BigFloat& x2, Big
   BigFloat c, inverseB, inverseB2, product;
   BigFloatAdd(heap, q, t, c, pc);
   BigFloatRelease(t);
-  if constexpr (kStorage == Storage::kSwap) {
-    InvertInPlaceStaged(heap, q, pc, show, k);
-  } else {
-    InvertInPlace(heap, q, pc, show, k);
-  }
-  BigFloatMultiplyKeep(heap, c, q, product, pc + 3, k);
+  DivideInStages<kStorage>(heap, c, q, product, pc, show, k, [] {});
   ReleaseAll({&c, &q});
   BigFloatShiftBits(heap, product, -static_cast<int64_t>(e) - 2);
   BigFloat x2cube;
@@ -330,6 +325,7 @@ void BrentMcMillan(AllocationHeap* heap, BigFloat& result, BigFloat* log2Out, ui
   BigFloatRelease(x3);
   BigFloatMultiplyKeep(heap, x2, s, d, w + 3, k);
   BigFloatRelease(s);
+  // D's reciprocal is kept: the correction series takes 1/B = X2³/D from it.
   if constexpr (kStorage == Storage::kSwap) {
     InvertInPlaceStaged(heap, d, w, show, k);
   } else {

@@ -64,13 +64,8 @@ void ArcCothImpl(AllocationHeap* heap, uint32_t x, BigFloat& out, uint64_t p, bo
   BigFloatRelease(t);
   StageOut<kStorage>(heap, s);
   BigFloatMulWordKeep(heap, q, x, p + 4);
-  if constexpr (kStorage == Storage::kSwap) {
-    InvertInPlaceStaged(heap, q, p, progress, k);
-  } else {
-    InvertInPlace(heap, q, p, progress, k);
-  }
-  StageMultiplying(progress, s.magnitude.length);
-  BigFloatMultiplyKeep(heap, s, q, out, p + 3, k);
+  DivideInStages<kStorage>(heap, s, q, out, p, progress, k,
+                           [&] { StageMultiplying(progress, s.magnitude.length); });
   BigFloatRelease(s);
   BigFloatRelease(q);
   BigIntShrink(out.magnitude);

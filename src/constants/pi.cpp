@@ -60,15 +60,9 @@ void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, b
   BigFloatRelease(q);
   BigFloatAdd(heap, denominator, t, denominator, w);
   BigFloatRelease(t);
-  if constexpr (kStorage == Storage::kSwap) {
-    InvertInPlaceStaged(heap, denominator, w, show, k);
-  } else {
-    InvertInPlace(heap, denominator, w, show, k);
-  }
-
-  StageMultiplying(show, w);
   BigFloat quotient;
-  BigFloatMultiplyKeep(heap, numerator, denominator, quotient, cap, k);
+  DivideInStages<kStorage>(heap, numerator, denominator, quotient, w, show, k,
+                           [&] { StageMultiplying(show, w); });
   BigFloatRelease(numerator);
   BigFloatRelease(denominator);
 

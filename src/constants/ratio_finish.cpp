@@ -31,14 +31,10 @@ void FinishRatio(AllocationHeap* heap, BigFloat& t, BigFloat& q, const RatioFini
   BigFloatRelease(t);
   StageOut<kStorage>(heap, sum);
   BigFloatMulWordKeep(heap, q, finish.denominator, precisionWords + 6);
-  if constexpr (kStorage == Storage::kSwap) {
-    InvertInPlaceStaged(heap, q, w, show, threadExponent);
-  } else {
-    InvertInPlace(heap, q, w, show, threadExponent);
-  }
-  CompactInHeap(q);
-  StageMultiplying(show, w);
-  BigFloatMultiplyKeep(heap, sum, q, result, cap, threadExponent);
+  DivideInStages<kStorage>(heap, sum, q, result, w, show, threadExponent, [&] {
+    CompactInHeap(q);
+    StageMultiplying(show, w);
+  });
   BigFloatRelease(sum);
   BigFloatRelease(q);
   CompactInHeap(result);

@@ -121,6 +121,50 @@ void InvertInPlaceImpl(AllocationHeap* heap, BigFloat& x, uint64_t n, bool progr
 
 }  // namespace
 
+void Divide(AllocationHeap* heap, BigFloat& a, BigFloat& x, BigFloat& out, uint64_t n,
+            bool progress, uint32_t threadExponent) {
+  BigFloat r;
+  if (n < 3 || BigFloatIsZero(a)) {
+    Reciprocal(heap, x, r, n, false, threadExponent);
+    BigFloatMultiplyKeep(heap, a, r, out, n + 3, threadExponent);
+    BigFloatRelease(r);
+    return;
+  }
+  const uint64_t m = n / 2 + 1;
+  PushMarker(progress, '0');
+  Reciprocal(heap, x, r, m, progress, threadExponent);
+  PopMarker(progress);
+  PrintIterating(progress, m);
+  // The leading half of the quotient needs only the leading half of a.
+  BigFloat zero, head, q;
+  BigFloatSetZero(zero);
+  BigFloatAdd(heap, a, zero, head, m);
+  BigFloatMultiplyKeep(heap, head, r, q, m + 3, threadExponent);
+  BigFloatRelease(head);
+  // a − x·q is about 2^(−32m) of a: its leading m words cancel, so x·q is formed to n + 6 words
+  // and the residual kept to n + 3, as the reciprocal's own last step does with 1 − x·r.
+  BigFloat product, residual;
+  BigFloatMultiplyKeep(heap, x, q, product, n + 6, threadExponent);
+  BigFloatNegate(product);
+  BigFloatAdd(heap, a, product, residual, n + 3);
+  BigFloatRelease(product);
+  if (BigFloatIsZero(residual)) {
+    BigFloatRelease(residual);
+    BigFloatRelease(r);
+    out = q;
+    BigIntShrink(out.magnitude);
+    return;
+  }
+  BigFloat correction;
+  BigFloatMultiplyKeep(heap, residual, r, correction, n / 2 + 4, threadExponent);
+  BigFloatRelease(residual);
+  BigFloatRelease(r);
+  BigFloatAdd(heap, q, correction, out, n + 3);
+  BigFloatRelease(q);
+  BigFloatRelease(correction);
+  BigIntShrink(out.magnitude);
+}
+
 void InvertInPlace(AllocationHeap* heap, BigFloat& x, uint64_t n, bool progress,
                    uint32_t threadExponent) {
   InvertInPlaceImpl<Storage::kMemory>(heap, x, n, progress, threadExponent);
