@@ -67,16 +67,17 @@ void ComputePi(AllocationHeap* heap, BigFloat& result, uint64_t p, uint32_t k, b
   BigFloatRelease(denominator);
 
   StageLine(show, "InvSqrt...\n", true);
-  BigFloat root;
   if constexpr (kStorage == Storage::kSwap) {
+    BigFloat root;
     InvSqrtIntStaged(heap, f.invSqrtOf, root, w, show, k);
+    StageLine(show, "Final Multiply...\n", true);
+    BigFloatMultiplyKeep(heap, quotient, root, result, cap, k);
+    BigFloatRelease(root);
   } else {
-    InvSqrtInt(heap, f.invSqrtOf, root, w, show, k);
+    // The root's last Newton level is taken into the product.
+    MultiplyByInvSqrtInt(heap, quotient, f.invSqrtOf, result, w, show, k);
+    StageLine(show, "Final Multiply...\n", true);
   }
-
-  StageLine(show, "Final Multiply...\n", true);
-  BigFloatMultiplyKeep(heap, quotient, root, result, cap, k);
-  BigFloatRelease(root);
   BigFloatRelease(quotient);
 
   StageTime(show, "\nCompute Pi Time: ", clock);

@@ -10,6 +10,21 @@
 namespace zx {
 namespace {
 
+// e = (1 − x·r²)/2, with r², x·r² and e cut to `words` words.
+template <Storage kStorage>
+void HalfResidual(AllocationHeap* heap, BigFloat& x, BigFloat& r, BigFloat& e, uint64_t words,
+                  uint32_t threadExponent) {
+  BigFloat s;
+  BigFloatSquare(heap, r, s, words, threadExponent);
+  BigIntShrink(s.magnitude);
+  StageOut<kStorage>(heap, s);
+  BigFloatMultiply(heap, s, x, words, threadExponent);
+  OneMinus(heap, s, e, words);
+  BigFloatRelease(s);
+  Halve(heap, e);
+  StageOut<kStorage>(heap, e);
+}
+
 // One Newton level from m correct words to n: out = out + out·(1 − x·out²)/2. The seed step is
 // the same with every product cut to 7 words and the sum to 4.
 template <Storage kStorage>
@@ -17,17 +32,9 @@ void RefineInvSqrt(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n,
                    uint32_t threadExponent) {
   StageOut<kStorage>(heap, out);
   const bool seed = n == 1;
-  const uint64_t keep = seed ? 7 : n + 6;
   const uint64_t sumWords = seed ? 4 : n + 3;
-  BigFloat s, e, v, sum;
-  BigFloatSquare(heap, out, s, keep - 3, threadExponent);
-  BigIntShrink(s.magnitude);
-  StageOut<kStorage>(heap, s);
-  BigFloatMultiply(heap, s, x, keep - 3, threadExponent);
-  OneMinus(heap, s, e, sumWords);
-  BigFloatRelease(s);
-  Halve(heap, e);
-  StageOut<kStorage>(heap, e);
+  BigFloat e, v, sum;
+  HalfResidual<kStorage>(heap, x, out, e, sumWords, threadExponent);
   BigFloatMultiplyKeep(heap, e, out, v, seed ? 7 : m + 3, threadExponent);
   BigFloatRelease(e);
   BigFloatAdd(heap, out, v, sum, sumWords);
@@ -84,6 +91,39 @@ void InvSqrtInt(AllocationHeap* heap, uint32_t value, BigFloat& out, uint64_t n,
   InvSqrtSchedule(heap, number, out, n, 0, progress, threadExponent,
                   [&] { InvSqrtIntSeed(heap, number, value, out); });
   BigFloatRelease(number);
+}
+
+void MultiplyByInvSqrtInt(AllocationHeap* heap, BigFloat& a, uint32_t value, BigFloat& out,
+                          uint64_t n, bool progress, uint32_t threadExponent) {
+  BigFloat root;
+  if (n <= 2 || BigFloatIsZero(a)) {
+    InvSqrtInt(heap, value, root, n, progress, threadExponent);
+    BigFloatMultiplyKeep(heap, a, root, out, n + 3, threadExponent);
+    BigFloatRelease(root);
+    return;
+  }
+  const uint64_t m = NewtonHalf(n);
+  PushMarker(progress, '0');
+  InvSqrtInt(heap, value, root, m, progress, threadExponent);
+  PopMarker(progress);
+  PrintIterating(progress, m);
+  BigFloat number, e;
+  BigFloatSetWord(heap, number, value);
+  HalfResidual<Storage::kMemory>(heap, number, root, e, n + 3, threadExponent);
+  BigFloatRelease(number);
+  // a·r' = a·r + (a·r)·e, where e is about 2^(−32m): the correction needs a·r's leading words only.
+  BigFloat ar, zero, head, correction;
+  BigFloatMultiplyKeep(heap, a, root, ar, n + 3, threadExponent);
+  BigFloatRelease(root);
+  BigFloatSetZero(zero);
+  BigFloatAdd(heap, ar, zero, head, m);
+  BigFloatMultiplyKeep(heap, e, head, correction, m + 3, threadExponent);
+  BigFloatRelease(head);
+  BigFloatRelease(e);
+  BigFloatAdd(heap, ar, correction, out, n + 3);
+  BigFloatRelease(ar);
+  BigFloatRelease(correction);
+  BigIntShrink(out.magnitude);
 }
 
 void InvSqrtIntStaged(AllocationHeap* heap, uint32_t value, BigFloat& out, uint64_t n,

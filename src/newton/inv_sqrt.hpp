@@ -11,6 +11,10 @@ namespace zx {
 
 void InvSqrtInt(AllocationHeap* heap, uint32_t value, BigFloat& out, uint64_t n, bool progress,
                 uint32_t threadExponent);
+// out = a/√value to n words, printing what InvSqrtInt(value, n) prints: the last Newton level is
+// taken into the product, so that a meets the half-length root instead of the whole one.
+void MultiplyByInvSqrtInt(AllocationHeap* heap, BigFloat& a, uint32_t value, BigFloat& out,
+                          uint64_t n, bool progress, uint32_t threadExponent);
 void InvSqrtIntStaged(AllocationHeap* heap, uint32_t value, BigFloat& out, uint64_t n,
                       bool progress, uint32_t threadExponent);
 void InvSqrt(AllocationHeap* heap, BigFloat& x, BigFloat& out, uint64_t n, bool progress,

@@ -69,6 +69,15 @@ const Operation kOperations[] = {
        for (BigFloat* v : {&square, &one, &a}) BigFloatRelease(*v);
      },
      nullptr},
+    {"MultiplyByInvSqrtInt",
+     [](mpfr_t out, const mpfr_t x) {
+       mpfr_sqrt_ui(out, 10005, MPFR_RNDN);
+       mpfr_div(out, x, out, MPFR_RNDN);
+     },
+     [](BigFloat& x, BigFloat& out, uint64_t n, uint32_t k) {
+       MultiplyByInvSqrtInt(nullptr, x, 10005, out, n, false, k);
+     },
+     nullptr},
     // The Chudnovsky radicand; the operand is ignored.
     {"InvSqrtInt",
      [](mpfr_t out, const mpfr_t) {
