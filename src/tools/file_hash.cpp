@@ -1,5 +1,6 @@
-// SHA-256 (FIPS 180-4) over the file in 10 MiB blocks. About 4 seconds a gigabyte on one core:
-// a small share of any run that writes that many digits, and the hash is taken once per file.
+// SHA-256 (FIPS 180-4) over the file in 10 MiB blocks. The portable rounds take about 4 seconds a
+// gigabyte on one core, as long as a fast product of that size; on a processor with the SHA
+// instructions the rounds run on them, about 0.6 seconds a gigabyte.
 #include "tools/file_hash.hpp"
 
 #include <array>
@@ -9,6 +10,11 @@
 #include <cstring>
 
 #include "tools/digit_files.hpp"
+
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#define ZX_SHA_INSTRUCTIONS 1
+#endif
 
 namespace zx {
 namespace {
@@ -56,10 +62,64 @@ void Sha256Chunk(Sha256& hash, const unsigned char* chunk) {
   for (int i = 0; i < 8; ++i) hash.state[i] += v[i];
 }
 
+#if defined(ZX_SHA_INSTRUCTIONS)
+// The same rounds on the SHA instructions, two rounds an instruction. They keep the state as ABEF
+// and CDGH, and each group of four message words is formed from the four groups before it.
+__attribute__((target("sha,ssse3,sse4.1"))) void Sha256ChunksOnShaInstructions(
+    Sha256& hash, const unsigned char* chunks, size_t count) {
+  const __m128i byteSwap = _mm_set_epi64x(0x0c0d0e0f08090a0bLL, 0x0405060700010203LL);
+  const __m128i dcba = _mm_shuffle_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(&hash.state[0])), 0xB1);
+  const __m128i hgfe = _mm_shuffle_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(&hash.state[4])), 0x1B);
+  __m128i abef = _mm_alignr_epi8(dcba, hgfe, 8);
+  __m128i cdgh = _mm_blend_epi16(hgfe, dcba, 0xF0);
+  for (; count > 0; --count, chunks += kChunkBytes) {
+    const __m128i abefBefore = abef;
+    const __m128i cdghBefore = cdgh;
+    __m128i groups[4];  // groups[g % 4]: message words 4g .. 4g + 3
+    for (int g = 0; g < 16; ++g) {
+      __m128i words;
+      if (g < 4) {
+        words = _mm_shuffle_epi8(
+            _mm_loadu_si128(reinterpret_cast<const __m128i*>(chunks + 16 * g)), byteSwap);
+      } else {
+        const __m128i older = _mm_sha256msg1_epu32(groups[g & 3], groups[(g + 1) & 3]);
+        words = _mm_sha256msg2_epu32(
+            _mm_add_epi32(older, _mm_alignr_epi8(groups[(g + 3) & 3], groups[(g + 2) & 3], 4)),
+            groups[(g + 3) & 3]);
+      }
+      groups[g & 3] = words;
+      const __m128i input = _mm_add_epi32(
+          words, _mm_loadu_si128(reinterpret_cast<const __m128i*>(&kRoundConstants[4 * g])));
+      cdgh = _mm_sha256rnds2_epu32(cdgh, abef, input);
+      abef = _mm_sha256rnds2_epu32(abef, cdgh, _mm_shuffle_epi32(input, 0x0E));
+    }
+    abef = _mm_add_epi32(abef, abefBefore);
+    cdgh = _mm_add_epi32(cdgh, cdghBefore);
+  }
+  const __m128i feba = _mm_shuffle_epi32(abef, 0x1B);
+  const __m128i dchg = _mm_shuffle_epi32(cdgh, 0xB1);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(&hash.state[0]), _mm_blend_epi16(feba, dchg, 0xF0));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(&hash.state[4]), _mm_alignr_epi8(dchg, feba, 8));
+}
+#endif
+
+bool gPortableRoundsOnly = false;
+
+void Sha256Chunks(Sha256& hash, const unsigned char* chunks, size_t count) {
+#if defined(ZX_SHA_INSTRUCTIONS)
+  static const bool shaInstructions = __builtin_cpu_supports("sha") != 0;
+  if (shaInstructions && !gPortableRoundsOnly) {
+    Sha256ChunksOnShaInstructions(hash, chunks, count);
+    return;
+  }
+#endif
+  for (size_t i = 0; i < count; ++i) Sha256Chunk(hash, chunks + i * kChunkBytes);
+}
+
 // Hashes the whole chunks of bytes; returns how many bytes were left over (fewer than 64).
 size_t Sha256Update(Sha256& hash, const unsigned char* bytes, size_t sizeBytes) {
-  size_t done = 0;
-  for (; done + kChunkBytes <= sizeBytes; done += kChunkBytes) Sha256Chunk(hash, bytes + done);
+  const size_t done = sizeBytes / kChunkBytes * kChunkBytes;
+  Sha256Chunks(hash, bytes, done / kChunkBytes);
   hash.lengthBytes += done;
   return sizeBytes - done;
 }
@@ -72,7 +132,7 @@ std::string Sha256Finish(Sha256& hash, const unsigned char* tail, size_t tailByt
   last[tailBytes] = 0x80;
   const size_t lastBytes = tailBytes + 9 <= kChunkBytes ? kChunkBytes : 2 * kChunkBytes;
   for (int i = 0; i < 8; ++i) last[lastBytes - 1 - i] = static_cast<unsigned char>(lengthBits >> (8 * i));
-  for (size_t at = 0; at < lastBytes; at += kChunkBytes) Sha256Chunk(hash, last + at);
+  Sha256Chunks(hash, last, lastBytes / kChunkBytes);
   std::string hex;
   char digits[9];
   for (const uint32_t word : hash.state) {
@@ -107,5 +167,11 @@ std::string Sha256OfFile(const std::string& path) {
   std::free(block);
   return hex;
 }
+
+#if defined(ZX_TEST_HOOKS)
+void Sha256UsePortableRounds(bool portable) {
+  gPortableRoundsOnly = portable;
+}
+#endif
 
 }  // namespace zx

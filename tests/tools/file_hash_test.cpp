@@ -10,7 +10,14 @@
 namespace zx {
 namespace {
 
-TEST(Sha256OfFile, AgreesWithSha256sumAtEveryBoundary) {
+// Both sets of rounds: the SHA instructions where the processor has them, and the portable ones.
+class Sha256OfFileTest : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override { Sha256UsePortableRounds(GetParam()); }
+  void TearDown() override { Sha256UsePortableRounds(false); }
+};
+
+TEST_P(Sha256OfFileTest, AgreesWithSha256sumAtEveryBoundary) {
   const std::string dir = test::MakeTempDir("hash");
   const std::string path = dir + "/f";
   const std::string content = test::RandomDigitFile(test::kBlockBytes + 100, test::TestSeed());
@@ -26,6 +33,9 @@ TEST(Sha256OfFile, AgreesWithSha256sumAtEveryBoundary) {
   EXPECT_EQ(Sha256OfFile(dir), "");
   test::RemoveTree(dir);
 }
+
+INSTANTIATE_TEST_SUITE_P(Rounds, Sha256OfFileTest, ::testing::Bool(),
+                         [](const auto& info) { return info.param ? "Portable" : "Fastest"; });
 
 }  // namespace
 }  // namespace zx
