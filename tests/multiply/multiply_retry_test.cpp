@@ -331,6 +331,9 @@ struct DispatchCase {
   uint32_t threads;
   bool hybrid;     // the hybrid transform takes it, else the FFT
   bool smallHeap;  // a heap with room for the hybrid transform only, as a disk-swapping run's
+  // With shortWords, the second operand's length: a heap with room for the FFT of the shorter
+  // operand's length but not of the whole product's, which the FFT then takes in pieces.
+  uint64_t shortWords = 0;
 };
 
 class MultiplyDispatch : public ::testing::TestWithParam<DispatchCase> {};
@@ -340,7 +343,13 @@ TEST_P(MultiplyDispatch, TheHybridTransformTakesOverAtItsThresholdOrInASmallHeap
   const DispatchCase& c = GetParam();
   PrepareFftTables(c.n);
   AllocationHeap heap;
-  if (c.smallHeap) {
+  const uint64_t lb = c.shortWords != 0 ? c.shortWords : c.n;
+  if (c.shortWords != 0) {
+    const uint64_t whole = FftMultiplyScratchBytes(c.n, lb, 0);
+    const uint64_t heapBytes = whole * 3 / 4 + 4 * (c.n + lb) + (1 << 20);
+    ASSERT_LT(heapBytes, whole);
+    HeapCreate(nullptr, &heap, heapBytes);
+  } else if (c.smallHeap) {
     const uint64_t heapBytes = HybridMultiplyMemoryBytes(c.n, c.n, 0, 0) + 8 * c.n + (1 << 20);
     ASSERT_LT(heapBytes,
               c.square ? FftSquareScratchBytes(c.n, 0) : FftMultiplyScratchBytes(c.n, c.n, 0));
@@ -348,11 +357,11 @@ TEST_P(MultiplyDispatch, TheHybridTransformTakesOverAtItsThresholdOrInASmallHeap
   }
   std::mt19937_64 rng(test::TestSeed() + c.n);
   const Words a = test::RandomWords(rng, c.n);
-  const Words b = c.square ? a : test::RandomWords(rng, c.n);
+  const Words b = c.square ? a : test::RandomWords(rng, lb);
   BigInt x = Resident(a);
   BigInt y = Resident(b);
   BigInt out;
-  AllocationHeap* const at = c.smallHeap ? &heap : nullptr;
+  AllocationHeap* const at = c.smallHeap || c.shortWords != 0 ? &heap : nullptr;
   test::ConsoleCapture capture;
   HybridInjectFaults(1);
   c.square ? BigIntSquare(at, x, out, 0, 0, c.threads)
@@ -365,7 +374,7 @@ TEST_P(MultiplyDispatch, TheHybridTransformTakesOverAtItsThresholdOrInASmallHeap
   BigIntRelease(out);
   BigIntRelease(y);
   BigIntRelease(x);
-  if (c.smallHeap) HeapDestroy(&heap);
+  if (at != nullptr) HeapDestroy(&heap);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -377,7 +386,9 @@ INSTANTIATE_TEST_SUITE_P(
                       DispatchCase{kHybridMinWords, false, 0, true, false},
                       DispatchCase{kHybridMinWords, true, 0, true, false},
                       DispatchCase{140000, false, 0, true, true},
-                      DispatchCase{140000, true, 0, true, true}));
+                      DispatchCase{140000, true, 0, true, true},
+                      DispatchCase{200000, false, 0, false, false, 100000},
+                      DispatchCase{300000, false, 0, false, false, 100000}));
 
 }  // namespace
 }  // namespace zx

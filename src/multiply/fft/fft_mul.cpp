@@ -250,7 +250,8 @@ void EnsureTables(uint64_t points) {
   if (!FftTwiddlesReach(points)) PrepareFftTwiddles(points);
 }
 
-// product[0..la+lb) = a·b, la > 4·lb, in memory of ChunkedScratchBytes(la, lb).
+// product[0..la+lb) = a·b, la ≥ lb (la > 4·lb unless memory is short), in memory of
+// ChunkedScratchBytes(la, lb).
 void MultiplyChunked(const uint32_t* a, uint64_t la, const uint32_t* b, uint64_t lb,
                      uint32_t* product, void* memory) {
   if (lb < kFftChunkMinWords) {
@@ -357,12 +358,22 @@ bool FftTablesReach(uint64_t productWords) {
   return ChooseFftSize(32 * productWords, &size) && FftTwiddlesReach(size.points);
 }
 
+namespace {
+
+// The scratch of the product in pieces of the longer operand: the shorter one's transform, and the
+// whole product's words when some of them are cut.
+uint64_t PiecesScratchBytes(const Operands& o) {
+  const uint64_t productBytes = o.t > 0 ? (o.la + o.lb) * sizeof(uint32_t) : 0;
+  return productBytes + ChunkedScratchBytes(o.la, o.lb);
+}
+
+}  // namespace
+
 uint64_t FftMultiplyScratchBytes(uint64_t la, uint64_t lb, uint64_t t) {
   if (t >= la + lb) return 0;
   const Operands o = Truncate(nullptr, la, nullptr, lb, t);
   if (!Chunked(o)) return fft::WorkspaceBytes(SizeFor(32 * (o.la + o.lb)).points);
-  const uint64_t productBytes = o.t > 0 ? (o.la + o.lb) * sizeof(uint32_t) : 0;
-  return productBytes + ChunkedScratchBytes(o.la, o.lb);
+  return PiecesScratchBytes(o);
 }
 
 uint64_t FftSquareScratchBytes(uint64_t n, uint64_t t) {
@@ -382,10 +393,19 @@ uint64_t FftMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const
   const Operands o = Truncate(a, la, b, lb, t);
   const uint64_t bytes = FftMultiplyScratchBytes(la, lb, t);
   void* memory = AllocAligned16(heap, bytes);
+  bool pieces = Chunked(o);
+  // A heap without room for the whole product's transform may have it for the shorter operand's:
+  // the longer one then goes through that transform in pieces, as a long rectangular product
+  // does. For operands two to one that is about a tenth more transform work than the whole
+  // product's length, and a third less than the hybrid transform would take.
+  if (memory == nullptr && !pieces && 2 * o.lb <= o.la + 1 && o.lb >= kFftChunkMinWords) {
+    memory = AllocAligned16(heap, PiecesScratchBytes(o));
+    pieces = memory != nullptr;
+  }
   if (memory == nullptr) return bytes;
   const uint64_t total = o.la + o.lb;
   uint64_t status = 0;
-  if (Chunked(o)) {
+  if (pieces) {
     const uint64_t expected = MulResidues(Residue(o.a, o.la, 32), Residue(o.b, o.lb, 32));
     uint32_t* product = out;
     void* work = memory;
