@@ -112,11 +112,10 @@ void MultiplyByInvSqrtInt(AllocationHeap* heap, BigFloat& a, uint32_t value, Big
   HalfResidual<Storage::kMemory>(heap, number, root, e, n + 3, threadExponent);
   BigFloatRelease(number);
   // a·r' = a·r + (a·r)·e, where e is about 2^(−32m): the correction needs a·r's leading words only.
-  BigFloat ar, zero, head, correction;
+  BigFloat ar, head, correction;
   BigFloatMultiplyKeep(heap, a, root, ar, n + 3, threadExponent);
   BigFloatRelease(root);
-  BigFloatSetZero(zero);
-  BigFloatAdd(heap, ar, zero, head, m);
+  LeadingWords(heap, ar, head, m);
   BigFloatMultiplyKeep(heap, e, head, correction, m + 3, threadExponent);
   BigFloatRelease(head);
   BigFloatRelease(e);

@@ -14,6 +14,12 @@ void OneMinus(AllocationHeap* heap, BigFloat& t, BigFloat& out, uint64_t precisi
   BigFloatRelease(one);
 }
 
+void LeadingWords(AllocationHeap* heap, BigFloat& a, BigFloat& out, uint64_t words) {
+  BigFloat zero;
+  BigFloatSetZero(zero);
+  BigFloatAdd(heap, a, zero, out, words);
+}
+
 void Halve(AllocationHeap* heap, BigFloat& a) { BigFloatShiftBits(heap, a, -1); }
 
 void PushMarker(bool progress, char marker) {

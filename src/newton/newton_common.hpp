@@ -16,6 +16,8 @@ inline uint64_t NewtonHalf(uint64_t n) { return n == 2 ? 1 : n / 2 + 1; }
 
 // out = 1 − t at precisionWords words (t's sign is flipped and restored around the sum).
 void OneMinus(AllocationHeap* heap, BigFloat& t, BigFloat& out, uint64_t precisionWords);
+// out = a's leading words + 3 words (the words below them dropped), a copy.
+void LeadingWords(AllocationHeap* heap, BigFloat& a, BigFloat& out, uint64_t words);
 // a = a / 2, exactly.
 void Halve(AllocationHeap* heap, BigFloat& a);
 

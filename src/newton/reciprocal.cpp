@@ -136,9 +136,8 @@ void Divide(AllocationHeap* heap, BigFloat& a, BigFloat& x, BigFloat& out, uint6
   PopMarker(progress);
   PrintIterating(progress, m);
   // The leading half of the quotient needs only the leading half of a.
-  BigFloat zero, head, q;
-  BigFloatSetZero(zero);
-  BigFloatAdd(heap, a, zero, head, m);
+  BigFloat head, q;
+  LeadingWords(heap, a, head, m);
   BigFloatMultiplyKeep(heap, head, r, q, m + 3, threadExponent);
   BigFloatRelease(head);
   // a − x·q is about 2^(−32m) of a: its leading m words cancel, so x·q is formed to n + 6 words
@@ -148,15 +147,10 @@ void Divide(AllocationHeap* heap, BigFloat& a, BigFloat& x, BigFloat& out, uint6
   BigFloatNegate(product);
   BigFloatAdd(heap, a, product, residual, n + 3);
   BigFloatRelease(product);
-  if (BigFloatIsZero(residual)) {
-    BigFloatRelease(residual);
-    BigFloatRelease(r);
-    out = q;
-    BigIntShrink(out.magnitude);
-    return;
-  }
   BigFloat correction;
-  BigFloatMultiplyKeep(heap, residual, r, correction, n / 2 + 4, threadExponent);
+  if (!BigFloatIsZero(residual)) {
+    BigFloatMultiplyKeep(heap, residual, r, correction, n / 2 + 4, threadExponent);
+  }
   BigFloatRelease(residual);
   BigFloatRelease(r);
   BigFloatAdd(heap, q, correction, out, n + 3);

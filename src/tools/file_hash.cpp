@@ -68,8 +68,9 @@ void Sha256Chunk(Sha256& hash, const unsigned char* chunk) {
 __attribute__((target("sha,ssse3,sse4.1"))) void Sha256ChunksOnShaInstructions(
     Sha256& hash, const unsigned char* chunks, size_t count) {
   const __m128i byteSwap = _mm_set_epi64x(0x0c0d0e0f08090a0bLL, 0x0405060700010203LL);
-  const __m128i dcba = _mm_shuffle_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(&hash.state[0])), 0xB1);
-  const __m128i hgfe = _mm_shuffle_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(&hash.state[4])), 0x1B);
+  const auto* state = reinterpret_cast<const __m128i*>(hash.state.data());
+  const __m128i dcba = _mm_shuffle_epi32(_mm_loadu_si128(state), 0xB1);
+  const __m128i hgfe = _mm_shuffle_epi32(_mm_loadu_si128(state + 1), 0x1B);
   __m128i abef = _mm_alignr_epi8(dcba, hgfe, 8);
   __m128i cdgh = _mm_blend_epi16(hgfe, dcba, 0xF0);
   for (; count > 0; --count, chunks += kChunkBytes) {
