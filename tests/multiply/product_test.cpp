@@ -56,9 +56,10 @@ std::vector<ProductCase> ProductCases() {
     }
   }
   for (uint64_t t : {0, 3, 17, 40, 79, 80}) cases.push_back({P::kBasecase, 40, 0, t, 0});
-  // FFT: the front-end's limits, rows filled exactly (84 words), every rectangular method
-  // (one transform up to a ratio of 4, chunks beyond it, short operands below 58 words).
-  for (uint64_t n : {1, 3, 45, 53, 54, 57, 58, 59, 83, 84, 85, 700, 2047, 6001, 11999}) {
+  // FFT: the front-end's limits, rows filled exactly (84 words), a length that ends its forward
+  // pass in half a block of eight vectors (64 words), every rectangular method (one transform up
+  // to a ratio of 4, chunks beyond it, short operands below 58 words).
+  for (uint64_t n : {1, 3, 45, 53, 54, 57, 58, 59, 64, 83, 84, 85, 700, 2047, 6001, 11999}) {
     cases.push_back({P::kFft, n, n, 0, 0});
     cases.push_back({P::kFft, n, 0, 0, 0});
   }
@@ -87,6 +88,16 @@ std::vector<ProductCase> ProductCases() {
                                                 {P::kFft, 30000, 30000, 31000, 2},
                                                 {P::kFft, 12000, 0, 0, 1},
                                                 {P::kFft, 50001, 0, 99000, 1}}) {
+    cases.push_back(c);
+  }
+  // Fields packed before the forward pass (the form without the word reader): the shapes above
+  // that change how the pass meets its fields.
+  for (ProductCase c : std::vector<ProductCase>{{P::kFftPacked, 64, 64, 0, 0},
+                                                {P::kFftPacked, 700, 0, 0, 0},
+                                                {P::kFftPacked, 5000, 57, 0, 0},
+                                                {P::kFftPacked, 1000, 200, 1001, 0},
+                                                {P::kFftPacked, 40000, 10000, 0, 1},
+                                                {P::kFftPacked, 12000, 0, 0, 1}}) {
     cases.push_back(c);
   }
   // Hybrid: its entry, a row's exact capacity (24544 words), ratios beyond 3, truncation, and
@@ -128,9 +139,10 @@ TEST_P(ProductTest, AgreesWithGmp) {
 INSTANTIATE_TEST_SUITE_P(Paths, ProductTest, ::testing::ValuesIn(ProductCases()),
                          [](const ::testing::TestParamInfo<ProductCase>& info) {
                            const ProductCase& c = info.param;
-                           const char* path = c.path == ProductPath::kBasecase ? "Basecase"
-                                              : c.path == ProductPath::kFft    ? "Fft"
-                                                                               : "Hybrid";
+                           const char* path = c.path == ProductPath::kBasecase    ? "Basecase"
+                                              : c.path == ProductPath::kFft       ? "Fft"
+                                              : c.path == ProductPath::kFftPacked ? "FftPacked"
+                                                                                  : "Hybrid";
                            return std::string(path) + (c.lb == 0 ? "Square" : "") +
                                   std::to_string(info.index);
                          });

@@ -15,6 +15,7 @@
 #include "bignum_oracle.hpp"
 #include "multiply/basecase/basecase.hpp"
 #include "multiply/fft/fft_mul.hpp"
+#include "multiply/fft/fft_outer.hpp"
 #include "multiply/fft/fft_size_table.hpp"
 #include "multiply/hybrid/hybrid_mul.hpp"
 #include "multiply/hybrid/hybrid_tables.hpp"
@@ -87,7 +88,9 @@ inline std::string Shape(uint64_t la, uint64_t lb, uint64_t t = 0) {
   return "la=" + std::to_string(la) + " lb=" + std::to_string(lb) + " t=" + std::to_string(t);
 }
 
-enum class ProductPath { kBasecase, kFft, kHybrid };
+// kFftPacked: the FFT with its fields packed before the forward pass, where that pass would
+// otherwise read the operand's words itself.
+enum class ProductPath { kBasecase, kFft, kFftPacked, kHybrid };
 
 // Runs one path's product of a and b (its square when b is null) less the t lowest words, with a
 // guard word behind the output, and checks it against GMP: exact when no operand word could be
@@ -105,10 +108,12 @@ inline void CheckProduct(ProductPath path, const Words& a, const Words* b, uint6
     status = b == nullptr ? BasecaseSquareTruncated(nullptr, a.data(), la, out.data(), t)
                           : BasecaseMultiplyTruncated(nullptr, a.data(), la, other.data(), lb,
                                                       out.data(), t);
-  } else if (path == ProductPath::kFft) {
+  } else if (path == ProductPath::kFft || path == ProductPath::kFftPacked) {
+    fft::OuterReadWords(path == ProductPath::kFft);
     status = b == nullptr
                  ? FftSquare(nullptr, a.data(), la, out.data(), t, threads)
                  : FftMultiply(nullptr, a.data(), la, other.data(), lb, out.data(), t, threads);
+    fft::OuterReadWords(true);
   } else {
     status = b == nullptr
                  ? HybridSquare(nullptr, a.data(), la, out.data(), t, threads)

@@ -29,11 +29,17 @@ uint64_t PackedPoints(const FftSize& size, uint64_t count) {
   return HalfZero(size, count) ? size.points / 2 : size.points;
 }
 
-// Packs an operand and runs the outer pass; the lane transform is left to the caller.
+// Packs an operand (unless the outer pass reads its words) and runs the outer pass; the lane
+// transform is left to the caller.
 void LoadOperand(const FftSize& size, const uint32_t* words, uint64_t count, double* into,
                  uint32_t* points) {
+  const uint64_t n = size.points / 2;
+  if (OuterReadsWords()) {
+    OuterForwardWordsRange(into, words, count, n, size.pointBits, HalfZero(size, count), 0, n / 4);
+    return;
+  }
   PackPoints(words, count, size.pointBits, points, PackedPoints(size, count));
-  OuterForward(into, points, size.points / 2, size.pointBits, HalfZero(size, count));
+  OuterForward(into, points, n, size.pointBits, HalfZero(size, count));
 }
 
 // Points [from, to) of an operand's pointCount (fields, then zeros): a point boundary that is a
@@ -107,19 +113,28 @@ struct SharedPasses {
 
   Range Vectors(uint32_t chunk) const { return ChunkOf(m, chunk, kShareChunks, 4); }
   Range Butterflies(uint32_t chunk) const { return ChunkOf(m / 4, chunk, kShareChunks, 1); }
+  // With the words read by the outer pass, packing leaves only the chunks beside it.
   void PackChunkOf(const uint32_t* words, uint64_t count, const ChunkBody* beside,
                    uint32_t chunk) const {
-    PackChunk(words, count, size.pointBits, points, PackedPoints(size, count), chunk);
+    if (!OuterReadsWords()) {
+      PackChunk(words, count, size.pointBits, points, PackedPoints(size, count), chunk);
+    }
     if (beside != nullptr) (*beside)(chunk);
   }
   void Pack(const uint32_t* words, uint64_t count, const ChunkBody* beside) const {
+    if (OuterReadsWords() && beside == nullptr) return;
     RunSharedStep(steps, kShareChunks,
                   [&](uint32_t chunk) { PackChunkOf(words, count, beside, chunk); });
   }
-  void Outer(uint64_t count, double* x) const {
+  void Outer(const uint32_t* words, uint64_t count, double* x) const {
+    const bool halfZero = HalfZero(size, count);
     RunSharedStep(steps, kShareChunks, [&](uint32_t chunk) {
       const Range r = Vectors(chunk);
-      OuterForwardRange(x, points, n, size.pointBits, HalfZero(size, count), r.from, r.to);
+      if (OuterReadsWords()) {
+        OuterForwardWordsRange(x, words, count, n, size.pointBits, halfZero, r.from, r.to);
+      } else {
+        OuterForwardRange(x, points, n, size.pointBits, halfZero, r.from, r.to);
+      }
     });
   }
   void ForwardTop(double* x) const {
@@ -163,7 +178,7 @@ uint32_t RunOperand(const FftSize& size, const uint32_t* words, uint64_t count, 
   const SharedPasses passes{size, points, *steps};
   const uint64_t quarter = m / 4;
   passes.Pack(words, count, beside);
-  passes.Outer(count, x);
+  passes.Outer(words, count, x);
   passes.ForwardTop(x);
   RunSharedStep(*steps, 4, [&](uint32_t k) {
     const uint64_t offset = 8 * quarter * k;
@@ -181,7 +196,7 @@ uint32_t ConvolveTwoShared(const FftSize& size, const uint32_t* a, uint64_t la, 
   const SharedPasses passes{size, workspace.points, steps};
   const uint64_t quarter = passes.m / 4;
   passes.Pack(a, la, besideA);
-  passes.Outer(la, workspace.first);
+  passes.Outer(a, la, workspace.first);
   RunSharedStep(steps, 2 * kShareChunks, [&](uint32_t chunk) {
     if (chunk < kShareChunks) {
       const Range r = passes.Butterflies(chunk);
@@ -190,7 +205,7 @@ uint32_t ConvolveTwoShared(const FftSize& size, const uint32_t* a, uint64_t la, 
       passes.PackChunkOf(b, lb, besideB, chunk - kShareChunks);
     }
   });
-  passes.Outer(lb, workspace.second);
+  passes.Outer(b, lb, workspace.second);
   passes.ForwardTop(workspace.second);
   RunSharedStep(steps, 4, [&](uint32_t k) {
     const uint64_t offset = 8 * quarter * k;

@@ -38,6 +38,28 @@ int64_t OuterInverseCarry(const double* x, uint32_t* points, uint64_t n, uint32_
 // then carries through the later parts in order.
 void OuterForwardRange(double* x, const uint32_t* fields, uint64_t n, uint32_t pointBits,
                        bool halfZero, uint64_t from, uint64_t to);
+// Where the processor cuts bytes at will (AVX-512 VBMI), the forward pass reads the operand's
+// words itself: eight fields of an eighth come from one 32-byte window by a byte permutation and a
+// shift per lane, and a transposition turns eight eighths into eight vectors, so the fields are
+// never stored. Elsewhere the packers write them first (PackPoints) and the pass above reads them.
+#if defined(__AVX512VBMI__) && defined(__AVX512F__) && defined(__AVX2__)
+#define ZX_FFT_FIELDS_FROM_WORDS 1
+#else
+#define ZX_FFT_FIELDS_FROM_WORDS 0
+#endif
+
+// True where OuterForwardWordsRange is available (and, in test builds, not switched off).
+bool OuterReadsWords();
+#if defined(ZX_TEST_HOOKS)
+// Test builds run the packers and the pass above instead when switched off, so that both forms
+// are exercised on processors that have the first.
+void OuterReadWords(bool enabled);
+#endif
+
+// OuterForwardRange on the fields of words[0..count) as PackPoints would write them.
+void OuterForwardWordsRange(double* x, const uint32_t* words, uint64_t count, uint64_t n,
+                            uint32_t pointBits, bool halfZero, uint64_t from, uint64_t to);
+
 struct ChainCarries {
   uint64_t from = 0;
   uint64_t to = 0;
