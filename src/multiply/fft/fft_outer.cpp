@@ -249,7 +249,7 @@ namespace {
 
 // The pass for kEighths eighths with data (4: a half-zero operand, whose vectors keep four lanes).
 template <int kEighths>
-void ForwardFromWords(const ForwardContext& f, const uint32_t* words, uint64_t count,
+void ForwardFromWords(const ForwardContext f, const uint32_t* words, uint64_t count,
                       uint64_t from, uint64_t to) {
   using Lanes = std::conditional_t<kEighths == 8, I32x8, I32x4>;
   const uint8_t* bytes = reinterpret_cast<const uint8_t*>(words);
