@@ -332,21 +332,96 @@ int64_t OuterInverseCarry(const double* x, uint32_t* points, uint64_t n, uint32_
   return JoinChains(points, n, pointBits, &carries, 1);
 }
 
+namespace {
+
+// The eight carry chains of the inverse pass (lane c of a vector's real parts is chain c, of its
+// imaginary parts chain c + 4): each value is rounded half up, floor(v + 1/2), and added to its
+// chain's carry; the point keeps the low b bits and the rest moves on. Only the add and the shift
+// are on the chain from one point to the next.
+#if defined(__AVX512DQ__) && defined(__AVX512VL__)
+// Both halves in one register, rounded down to integers by the conversion itself.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+struct InverseChains {
+  __m512i carry = _mm512_setzero_si512();
+  __m512i mask;
+  __m128i shift;
+
+  explicit InverseChains(uint32_t pointBits)
+      : mask(_mm512_set1_epi64((int64_t{1} << pointBits) - 1)),
+        shift(_mm_cvtsi32_si128(static_cast<int>(pointBits))) {}
+
+  I32x8 Step(const CV4& value) {
+    __m256d re;
+    __m256d im;
+    std::memcpy(&re, &value.re, sizeof re);
+    std::memcpy(&im, &value.im, sizeof im);
+    const __m512d both = _mm512_insertf64x4(_mm512_castpd256_pd512(re), im, 1);
+    const __m512i rounded = _mm512_cvt_roundpd_epi64(
+        _mm512_add_pd(both, _mm512_set1_pd(0.5)), _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+    const __m512i sum = _mm512_add_epi64(rounded, carry);
+    carry = _mm512_sra_epi64(sum, shift);
+    const __m256i narrow = _mm512_cvtepi64_epi32(_mm512_and_si512(sum, mask));
+    I32x8 column;
+    std::memcpy(&column, &narrow, sizeof column);
+    return column;
+  }
+  void Out(int64_t out[8]) const {
+    _mm512_storeu_si512(out, carry);
+  }
+};
+#pragma GCC diagnostic pop
+#else
+struct InverseChains {
+  // Lanes 0..3 of carryRe are chains 0..3 (points below N), of carryIm chains 4..7.
+  I64x4 carryRe = {};
+  I64x4 carryIm = {};
+  uint32_t pointBits;
+  int64_t mask;
+
+  explicit InverseChains(uint32_t bits)
+      : pointBits(bits), mask((int64_t{1} << bits) - 1) {}
+
+  I32x8 Step(const CV4& value) {
+    const V4 half = Splat(0.5);
+    const I64x4 roundedRe = IntegralToInt64(Floor(value.re + half));
+    const I64x4 roundedIm = IntegralToInt64(Floor(value.im + half));
+    const I64x4 sumRe = roundedRe + carryRe;
+    const I64x4 sumIm = roundedIm + carryIm;
+#if defined(__AVX512VL__)
+    carryRe = sumRe >> pointBits;
+    carryIm = sumIm >> pointBits;
+#else
+    // Arithmetic shifts of 64-bit lanes go by way of a bias: |sum| < 2^62 keeps sum + 2^62
+    // positive.
+    const int64_t bias = int64_t{1} << 62;
+    const int64_t biasShifted = bias >> pointBits;
+    carryRe = Reinterpret<I64x4>(Reinterpret<U64x4>((roundedRe + bias) + carryRe) >> pointBits) -
+              biasShifted;
+    carryIm = Reinterpret<I64x4>(Reinterpret<U64x4>((roundedIm + bias) + carryIm) >> pointBits) -
+              biasShifted;
+#endif
+    return __builtin_shufflevector(Reinterpret<I32x8>(sumRe & mask),
+                                   Reinterpret<I32x8>(sumIm & mask), 0, 2, 4, 6, 8, 10, 12, 14);
+  }
+  void Out(int64_t out[8]) const {
+    for (int chain = 0; chain < 4; chain++) {
+      out[chain] = carryRe[chain];
+      out[chain + 4] = carryIm[chain];
+    }
+  }
+};
+#endif
+
+}  // namespace
+
 void OuterInverseRange(const double* x, uint32_t* points, uint64_t n, uint32_t pointBits,
                        uint64_t from, uint64_t to, ChainCarries* carries) {
   const uint64_t m = n / 4;
   const double* twiddles = OuterTwiddles(n);
   const double scale = 1.0 / static_cast<double>(n);
   const CV4 lanes{kLaneRe * scale, kLaneIm * scale};
-  const V4 half = Splat(0.5);
-  const int64_t mask = (int64_t{1} << pointBits) - 1;
-  // Without AVX-512, arithmetic shifts of 64-bit lanes go by way of a bias: |sum| < 2^62 keeps
-  // sum + 2^62 positive. The carry chain runs through one add and one shift (two with the bias).
-  [[maybe_unused]] const int64_t bias = int64_t{1} << 62;
-  [[maybe_unused]] const int64_t biasShifted = bias >> pointBits;
-  // Lanes 0..3 of carryRe are chains 0..3 (points below N), of carryIm chains 4..7.
-  I64x4 carryRe = {};
-  I64x4 carryIm = {};
+  InverseChains chains(pointBits);
   const uint64_t low = OuterLowCount(m);
   // low is a power of two: its quotients and remainders are shifts and masks, not divisions.
   const uint32_t lowShift = static_cast<uint32_t>(__builtin_ctzll(low));
@@ -358,33 +433,13 @@ void OuterInverseRange(const double* x, uint32_t* points, uint64_t n, uint32_t p
       // With one high entry (m = S) that entry is 1.
       const CV4 twiddle = m == low ? lowPart : Mul(high, lowPart);
       const CV4 spectrum = MulConj(LoadC(x + 8 * (v + i)), twiddle);
-      const CV4 value = MulConj(LaneButterflyInverse(spectrum), lanes);
-      // Round half up, then carry in integers: the chain step is an add and a shift.
-      const I64x4 roundedRe = IntegralToInt64(Floor(value.re + half));
-      const I64x4 roundedIm = IntegralToInt64(Floor(value.im + half));
-      const I64x4 sumRe = roundedRe + carryRe;
-      const I64x4 sumIm = roundedIm + carryIm;
-#if defined(__AVX512VL__)
-      carryRe = sumRe >> pointBits;
-      carryIm = sumIm >> pointBits;
-#else
-      carryRe = Reinterpret<I64x4>(Reinterpret<U64x4>((roundedRe + bias) + carryRe) >> pointBits) -
-                biasShifted;
-      carryIm = Reinterpret<I64x4>(Reinterpret<U64x4>((roundedIm + bias) + carryIm) >> pointBits) -
-                biasShifted;
-#endif
-      columns[i] =
-          __builtin_shufflevector(Reinterpret<I32x8>(sumRe & mask),
-                                  Reinterpret<I32x8>(sumIm & mask), 0, 2, 4, 6, 8, 10, 12, 14);
+      columns[i] = chains.Step(MulConj(LaneButterflyInverse(spectrum), lanes));
     }
     StoreColumns8x4(points + v, m, columns);
   }
   carries->from = from;
   carries->to = to;
-  for (int chain = 0; chain < 4; chain++) {
-    carries->out[chain] = carryRe[chain];
-    carries->out[chain + 4] = carryIm[chain];
-  }
+  chains.Out(carries->out);
 }
 
 int64_t JoinChains(uint32_t* points, uint64_t n, uint32_t pointBits, const ChainCarries* ranges,
