@@ -81,6 +81,9 @@ std::vector<ProductCase> ProductCases() {
     }
   }
   cases.push_back({P::kFft, 60, 0, 61, 0});
+  // The first lengths whose top two levels run as one pass (2^21 points).
+  cases.push_back({P::kFft, 470000, 450000, 0, 0});
+  cases.push_back({P::kFft, 460000, 0, 0, 0});
   // Two threads sharing one transform: its smallest length, a long operand that fills more than
   // half the points, truncation inside the top half, and the square.
   for (ProductCase c : std::vector<ProductCase>{{P::kFft, 9000, 9000, 0, 1},
