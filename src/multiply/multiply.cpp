@@ -34,38 +34,46 @@ constexpr uint64_t kSmallPiecesBytes = 64 << 10;
 // Pi runs up to 2^4 threads.
 constexpr uint64_t kSplitLevelWordsPerWord = 5;
 
+// The FFT takes several times the hybrid transform's memory, and it takes a product only where
+// the heap has room for it. Below kHybridMinWords a heap sized for the hybrid transform (a
+// disk-swapping run's) gets the product from it on one thread instead of stopping the run; from
+// kHybridMinWords on every heap is planned for the hybrid transform on the run's threads, so the
+// FFT is a bonus where the heap happens to have room (and its tables reach, which they are
+// prepared to do up to kFftTableMaxWords), and the hybrid transform keeps the threads otherwise.
+uint32_t FallbackThreads(uint64_t longerWords, uint32_t threadExponent) {
+  return longerWords >= kHybridMinWords ? threadExponent : 0;
+}
+
 uint64_t MultiplyWords(AllocationHeap* heap, const uint32_t* a, uint64_t la, const uint32_t* b,
                        uint64_t lb, uint32_t* out, uint64_t t, uint32_t threadExponent) {
   if (la != lb) {
     if (lb < kFftMinWords) return BasecaseMultiplyTruncated(heap, a, la, b, lb, out, t);
-    if (lb >= kHybridMinWords) return HybridMultiply(heap, a, la, b, lb, out, t, threadExponent);
-    // A single transform needs tables for the whole product; longer shapes go in chunks. Such a
-    // product may be long enough to share among threads; the hybrid transform keeps short ones
-    // on one thread by itself.
-    if (la <= 4 * lb && !FftTablesReach(la + lb))
+    // A single transform needs tables for the whole product; longer shapes go in chunks (from
+    // kHybridMinWords only where the tables reach the whole product too). Such a product may be
+    // long enough to share among threads; the hybrid transform keeps short ones on one thread by
+    // itself.
+    if ((la <= 4 * lb || lb >= kHybridMinWords) && !FftTablesReach(la + lb))
       return HybridMultiply(heap, a, la, b, lb, out, t, threadExponent);
   } else {
     if (la < kFftMinWords) return BasecaseMultiplyTruncated(heap, a, la, b, lb, out, t);
-    if (la >= kHybridMinWords || !FftTablesReach(2 * la)) {
+    if (!FftTablesReach(2 * la)) {
       return HybridMultiply(heap, a, la, b, lb, out, t, threadExponent);
     }
   }
-  // The FFT takes several times the hybrid transform's memory; a heap sized for the latter (a
-  // disk-swapping run's) gets the product from it instead of stopping the run.
   const uint64_t status = FftMultiply(heap, a, la, b, lb, out, t, threadExponent);
   if (status == 0 || status == kProductCheckFailed) return status;
-  return HybridMultiply(heap, a, la, b, lb, out, t, 0);
+  return HybridMultiply(heap, a, la, b, lb, out, t, FallbackThreads(std::max(la, lb), threadExponent));
 }
 
 uint64_t SquareWords(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t* out, uint64_t t,
                      uint32_t threadExponent) {
   if (n < kFftSquareMinWords) return BasecaseSquareTruncated(heap, a, n, out, t);
-  if (n >= kHybridMinWords || !FftTablesReach(2 * n)) {
+  if (!FftTablesReach(2 * n)) {
     return HybridSquare(heap, a, n, out, t, threadExponent);
   }
   const uint64_t status = FftSquare(heap, a, n, out, t, threadExponent);
   if (status == 0 || status == kProductCheckFailed) return status;
-  return HybridSquare(heap, a, n, out, t, 0);
+  return HybridSquare(heap, a, n, out, t, FallbackThreads(n, threadExponent));
 }
 
 void ReportRecovery(int32_t attempt) {

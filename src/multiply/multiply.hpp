@@ -11,10 +11,11 @@
 namespace zx {
 
 // Operand lengths at which the algorithms take over. The FFT takes 0.35 to 0.65 of the hybrid
-// transform's time from 8,000 to 2,800,000 words, on one thread or two (zentrix-bench crossover);
-// the hybrid transform starts where the FFT's prepared tables end, 1,000,000 words, since the
-// tables and the FFT's arrays grow with the length while the hybrid transform's memory is a
-// fraction of the FFT's. The switch does not depend on threads: both share a product.
+// transform's time from 8,000 to 5,000,000 words, on one thread or two (zentrix-bench crossover),
+// at 3.5 times its memory. From kHybridMinWords on, the memory a run plans for a product is the
+// hybrid transform's; the FFT still takes such a product where the heap has room for its arrays
+// and its prepared tables reach (up to kFftTableMaxWords), and the hybrid transform takes the
+// rest. The switch does not depend on threads: both share a product.
 inline constexpr uint64_t kFftMinWords = 58;
 inline constexpr uint64_t kFftSquareMinWords = 54;
 inline constexpr uint64_t kHybridMinWords = 1000000;

@@ -334,14 +334,15 @@ struct DispatchCase {
   // With shortWords, the second operand's length: a heap with room for the FFT of the shorter
   // operand's length but not of the whole product's, which the FFT then takes in pieces.
   uint64_t shortWords = 0;
+  uint64_t tableWords = 0;  // the FFT tables prepared, for operands of this length (0: n)
 };
 
 class MultiplyDispatch : public ::testing::TestWithParam<DispatchCase> {};
 
 // Only a product the hybrid transform takes meets its injected fault; either way it is GMP's.
-TEST_P(MultiplyDispatch, TheHybridTransformTakesOverAtItsThresholdOrInASmallHeap) {
+TEST_P(MultiplyDispatch, TheHybridTransformTakesOverBeyondTheTablesOrInASmallHeap) {
   const DispatchCase& c = GetParam();
-  PrepareFftTables(c.n);
+  PrepareFftTables(c.tableWords != 0 ? c.tableWords : c.n);
   AllocationHeap heap;
   const uint64_t lb = c.shortWords != 0 ? c.shortWords : c.n;
   if (c.shortWords != 0) {
@@ -380,11 +381,12 @@ TEST_P(MultiplyDispatch, TheHybridTransformTakesOverAtItsThresholdOrInASmallHeap
 INSTANTIATE_TEST_SUITE_P(
     Thresholds, MultiplyDispatch,
     ::testing::Values(DispatchCase{kHybridMinWords - 1, false, 1, false, false},
-                      DispatchCase{kHybridMinWords, true, 1, true, false},
-                      DispatchCase{kHybridMinWords - 1, false, 0, false, false},
+                      DispatchCase{kHybridMinWords, true, 1, false, false},
                       DispatchCase{kHybridMinWords - 1, true, 0, false, false},
-                      DispatchCase{kHybridMinWords, false, 0, true, false},
-                      DispatchCase{kHybridMinWords, true, 0, true, false},
+                      DispatchCase{kHybridMinWords, false, 0, false, false},
+                      DispatchCase{kHybridMinWords, false, 0, true, false, 0, kHybridMinWords / 2},
+                      DispatchCase{kHybridMinWords, true, 1, true, false, 0, kHybridMinWords / 2},
+                      DispatchCase{kHybridMinWords, true, 0, true, true},
                       DispatchCase{140000, false, 0, true, true},
                       DispatchCase{140000, true, 0, true, true},
                       DispatchCase{200000, false, 0, false, false, 100000},

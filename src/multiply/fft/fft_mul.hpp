@@ -11,12 +11,14 @@
 
 namespace zx {
 
-// Operands above this many words prepare no larger tables (they go to the hybrid transform).
-inline constexpr uint64_t kFftTableMaxWords = 1000000;
+// Operands above this many words prepare no larger tables (they go to the hybrid transform): the
+// tables of a product of twice as many words take about 50 MB beside the run's heap.
+inline constexpr uint64_t kFftTableMaxWords = 2000000;
 // Shorter operands of the chunked routine go to the basecase.
 inline constexpr uint64_t kFftChunkMinWords = 58;
 
-// Tables for the transform that a product of two operands of min(sizeWords, 500000) words needs.
+// Tables for the transform that a product of two operands of min(sizeWords, kFftTableMaxWords)
+// words needs.
 // Allocation failure: "Allocation Failure", pause, exit 1.
 void PrepareFftTables(uint64_t sizeWords);
 // Tables for a product of productWords words, however large (benchmarks).
