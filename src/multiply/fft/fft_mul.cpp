@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 
 #include "multiply/basecase/basecase.hpp"
 #include "multiply/basecase/basecase_ops.hpp"
@@ -40,25 +41,71 @@ uint64_t MulResidues(uint64_t x, uint64_t y) {
   return FoldResidue(static_cast<WordPair2>(x) * y);
 }
 
+typedef uint64_t U64x8 __attribute__((vector_size(64)));
+
+// The weight exponents (bits·j) mod 61 of classes j < 64, for every digit width up to 32.
+struct ResidueShifts {
+  uint8_t of[33][64];
+};
+
+constexpr ResidueShifts MakeResidueShifts() {
+  ResidueShifts shifts{};
+  for (uint32_t bits = 0; bits <= 32; ++bits) {
+    for (uint32_t j = 0; j < 64; ++j) shifts.of[bits][j] = static_cast<uint8_t>(bits * j % 61);
+  }
+  return shifts;
+}
+
+constexpr ResidueShifts kResidueShifts = MakeResidueShifts();
+
+// x·2^s mod M, lane by lane, for x ≤ 2^61 and s < 61: the bits that pass 2^61 come back at the
+// bottom. The result stays below 2^62.
+inline U64x8 ShiftModM(U64x8 x, U64x8 s) {
+  return ((x << s) & kResidueModulus) + (x >> (kResidueBits - s));
+}
+
+inline U64x8 FoldModM(U64x8 x) {
+  return (x & kResidueModulus) + (x >> kResidueBits);
+}
+
 // Σ digit_i·2^(bits·i) mod M. The weights repeat every 61 digits, so the digits are summed by
-// class first (at most 2^32 digits of 32 bits per class stay within 64 bits).
+// class first (at most 2^32 digits of 32 bits per class stay within 64 bits): class j in lane j of
+// eight 8-lane vectors, a block of 61 digits being eight widening loads (the last load's three
+// digits beyond the block land in lanes 61 to 63, which are cleared before the classes are
+// weighted), and the classes are weighted eight at a time.
 uint64_t Residue(const uint32_t* digits, uint64_t count, uint32_t bits) {
-  uint64_t sums[kResidueBits] = {};
+  typedef uint32_t U32x8 __attribute__((vector_size(32)));
+  typedef uint8_t U8x8 __attribute__((vector_size(8)));
+  U64x8 lanes[8] = {};
   uint64_t i = 0;
-  for (; i + kResidueBits <= count; i += kResidueBits) {
-    for (uint32_t j = 0; j < kResidueBits; ++j) sums[j] += digits[i + j];
+  // The eighth load of a block reads up to digit i + 63, which must exist.
+  for (; i + 64 <= count; i += kResidueBits) {
+    for (int v = 0; v < 8; ++v) {
+      U32x8 loaded;
+      std::memcpy(&loaded, digits + i + 8 * v, sizeof loaded);
+      lanes[v] += __builtin_convertvector(loaded, U64x8);
+    }
   }
-  for (uint32_t j = 0; i + j < count; ++j) sums[j] += digits[i + j];
-  // A class sum folds below 2^62 with a mask and a shift (a division per class cost more than the
-  // sums of a short operand), and 61 of them shifted by under 61 bits stay within 128 bits.
-  WordPair2 total = 0;
-  const uint64_t classes = count < kResidueBits ? count : kResidueBits;
-  for (uint32_t j = 0; j < classes; ++j) {
-    const uint32_t shift = static_cast<uint32_t>((uint64_t{bits} * j) % kResidueBits);
-    const uint64_t folded = (sums[j] & kResidueModulus) + (sums[j] >> kResidueBits);
-    total += static_cast<WordPair2>(folded) << shift;
+  uint64_t sums[64];
+  std::memcpy(sums, lanes, sizeof sums);
+  sums[61] = sums[62] = sums[63] = 0;
+  for (uint32_t j = 0; i < count; ++i) {
+    sums[j] += digits[i];
+    j = j + 1 == kResidueBits ? 0 : j + 1;
   }
-  return FoldResidue(total);
+  U64x8 total = {};
+  for (int v = 0; v < 8; ++v) {
+    U64x8 x;
+    std::memcpy(&x, sums + 8 * v, sizeof x);
+    U8x8 narrow;
+    std::memcpy(&narrow, kResidueShifts.of[bits] + 8 * v, sizeof narrow);
+    // Two folds take a class sum to at most 2^61; each weighted class and the running total stay
+    // below 2^62.
+    total = FoldModM(total + ShiftModM(FoldModM(FoldModM(x)), __builtin_convertvector(narrow, U64x8)));
+  }
+  WordPair2 sum = 0;
+  for (int lane = 0; lane < 8; ++lane) sum += total[lane];
+  return FoldResidue(sum);
 }
 
 #if defined(ZX_TEST_HOOKS)
