@@ -1,7 +1,8 @@
 // Carry and borrow chains over runs of 64-bit limbs, the inner loops of every butterfly. With
 // AVX2 four limbs are added at once and the carries between them are resolved from two bit masks
 // (generate: the lane overflowed; propagate: the lane is all ones) by one small integer addition,
-// which runs about twice as fast as a chain of add-with-carry instructions.
+// which runs about twice as fast as a chain of add-with-carry instructions; with AVX-512 eight
+// limbs, their masks straight from the comparisons.
 #pragma once
 
 #include <cstdint>
