@@ -93,17 +93,63 @@ inline __m512i SubGroup8(__m512i a, __m512i b, unsigned& borrow) {
 
 #endif
 
+// The vector groups of four or eight limbs, for the loops below.
+#if defined(__AVX2__)
+struct Group4 {
+  using Vector = __m256i;
+  static constexpr uint64_t kLimbs = 4;
+  static Vector Load(const uint32_t* p) { return Load4(p); }
+  static void Store(uint32_t* p, Vector v) { Store4(p, v); }
+  static Vector Add(Vector a, Vector b, unsigned& carry) { return AddGroup(a, b, carry); }
+  static Vector Sub(Vector a, Vector b, unsigned& borrow) { return SubGroup(a, b, borrow); }
+};
+#endif
+#if defined(__AVX512F__)
+struct Group8 {
+  using Vector = __m512i;
+  static constexpr uint64_t kLimbs = 8;
+  static Vector Load(const uint32_t* p) { return Load8(p); }
+  static void Store(uint32_t* p, Vector v) { Store8(p, v); }
+  static Vector Add(Vector a, Vector b, unsigned& carry) { return AddGroup8(a, b, carry); }
+  static Vector Sub(Vector a, Vector b, unsigned& borrow) { return SubGroup8(a, b, borrow); }
+};
+#endif
+
+// Whole groups of limbs from limb i on, with sum or difference (kAdd, kSub) or both; returns the
+// first limb left over.
+template <class G, bool kAdd, bool kSub>
+uint64_t Groups(const uint32_t* a, const uint32_t* b, uint32_t* sum, uint32_t* diff, uint64_t i,
+                uint64_t limbs, unsigned& carry, unsigned& borrow) {
+  for (; i + G::kLimbs <= limbs; i += G::kLimbs) {
+    const typename G::Vector x = G::Load(a + 2 * i);
+    const typename G::Vector y = G::Load(b + 2 * i);
+    if constexpr (kAdd) G::Store(sum + 2 * i, G::Add(x, y, carry));
+    if constexpr (kSub) G::Store(diff + 2 * i, G::Sub(x, y, borrow));
+  }
+  return i;
+}
+
+template <bool kAdd, bool kSub>
+uint64_t VectorGroups([[maybe_unused]] const uint32_t* a, [[maybe_unused]] const uint32_t* b,
+                      [[maybe_unused]] uint32_t* sum, [[maybe_unused]] uint32_t* diff,
+                      [[maybe_unused]] uint64_t limbs, [[maybe_unused]] unsigned& carry,
+                      [[maybe_unused]] unsigned& borrow) {
+  uint64_t i = 0;
+#if defined(__AVX512F__)
+  i = Groups<Group8, kAdd, kSub>(a, b, sum, diff, i, limbs, carry, borrow);
+#endif
+#if defined(__AVX2__)
+  i = Groups<Group4, kAdd, kSub>(a, b, sum, diff, i, limbs, carry, borrow);
+#endif
+  return i;
+}
+
 }  // namespace
 
 unsigned ChainAdd(const uint32_t* a, const uint32_t* b, uint32_t* out, uint64_t limbs,
                   unsigned carry) {
-  uint64_t i = 0;
-#if defined(__AVX512F__)
-  for (; i + 8 <= limbs; i += 8) Store8(out + 2 * i, AddGroup8(Load8(a + 2 * i), Load8(b + 2 * i), carry));
-#endif
-#if defined(__AVX2__)
-  for (; i + 4 <= limbs; i += 4) Store4(out + 2 * i, AddGroup(Load4(a + 2 * i), Load4(b + 2 * i), carry));
-#endif
+  unsigned unused = 0;
+  uint64_t i = VectorGroups<true, false>(a, b, out, nullptr, limbs, carry, unused);
   unsigned char c = static_cast<unsigned char>(carry);
   for (; i < limbs; ++i) StoreLimb(out, i, AddWithCarry(LoadLimb(a, i), LoadLimb(b, i), c));
   return c;
@@ -111,13 +157,8 @@ unsigned ChainAdd(const uint32_t* a, const uint32_t* b, uint32_t* out, uint64_t 
 
 unsigned ChainSub(const uint32_t* a, const uint32_t* b, uint32_t* out, uint64_t limbs,
                   unsigned borrow) {
-  uint64_t i = 0;
-#if defined(__AVX512F__)
-  for (; i + 8 <= limbs; i += 8) Store8(out + 2 * i, SubGroup8(Load8(a + 2 * i), Load8(b + 2 * i), borrow));
-#endif
-#if defined(__AVX2__)
-  for (; i + 4 <= limbs; i += 4) Store4(out + 2 * i, SubGroup(Load4(a + 2 * i), Load4(b + 2 * i), borrow));
-#endif
+  unsigned unused = 0;
+  uint64_t i = VectorGroups<false, true>(a, b, nullptr, out, limbs, unused, borrow);
   unsigned char c = static_cast<unsigned char>(borrow);
   for (; i < limbs; ++i) StoreLimb(out, i, SubWithBorrow(LoadLimb(a, i), LoadLimb(b, i), c));
   return c;
@@ -125,23 +166,7 @@ unsigned ChainSub(const uint32_t* a, const uint32_t* b, uint32_t* out, uint64_t 
 
 void ChainAddSub(const uint32_t* a, const uint32_t* b, uint32_t* sum, uint32_t* diff,
                  uint64_t limbs, unsigned& carry, unsigned& borrow) {
-  uint64_t i = 0;
-#if defined(__AVX512F__)
-  for (; i + 8 <= limbs; i += 8) {
-    const __m512i x = Load8(a + 2 * i);
-    const __m512i y = Load8(b + 2 * i);
-    Store8(sum + 2 * i, AddGroup8(x, y, carry));
-    Store8(diff + 2 * i, SubGroup8(x, y, borrow));
-  }
-#endif
-#if defined(__AVX2__)
-  for (; i + 4 <= limbs; i += 4) {
-    const __m256i x = Load4(a + 2 * i);
-    const __m256i y = Load4(b + 2 * i);
-    Store4(sum + 2 * i, AddGroup(x, y, carry));
-    Store4(diff + 2 * i, SubGroup(x, y, borrow));
-  }
-#endif
+  uint64_t i = VectorGroups<true, true>(a, b, sum, diff, limbs, carry, borrow);
   unsigned char c = static_cast<unsigned char>(carry);
   unsigned char d = static_cast<unsigned char>(borrow);
   for (; i < limbs; ++i) {
