@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "multiply/fft/negacyclic.hpp"
+#include "multiply/hybrid/hybrid_ring.hpp"
 #include "multiply/multiply.hpp"
 #include "product_oracle.hpp"
 #include "test_support.hpp"
@@ -226,6 +227,48 @@ Words PowerOfTwo(uint64_t n, uint64_t bit, uint32_t low = 0) {
   x[bit / 32] |= 1u << (bit % 32);
   x[0] |= low;
   return x;
+}
+
+// The hybrid transform's ring shifts ±x·2^bits modulo 2^(32n) + 1 (elements of n words and a top
+// limb) against GMP: elements whose shifted limbs meet runs of zeros on either side of the wrap,
+// where the one borrow chain starts late or runs on, 2^(32n) itself, all ones and random ones.
+TEST(HybridRing, ShiftsAgreeWithGmp) {
+  constexpr uint64_t n = 48;
+  std::mt19937_64 rng(test::TestSeed() + 9);
+  const auto limbAt = [](std::initializer_list<uint64_t> limbs) {
+    Words x(n + 2, 0);
+    for (const uint64_t i : limbs) x[2 * i] = x[2 * i + 1] = 0x9E3779B9u;
+    return x;
+  };
+  Words ones(n + 2, 0xFFFFFFFFu);
+  ones[n] = ones[n + 1] = 0;
+  Words top(n + 2, 0);
+  top[n] = 1;
+  Words random = test::RandomWords(rng, n + 2);
+  random[n] = random[n + 1] = 0;
+  const Words elements[] = {limbAt({0}), limbAt({23}), limbAt({0, 23}), limbAt({3, 20}),
+                            Words(n + 2, 0), ones, top, random};
+  mpz_t value, modulus;
+  mpz_inits(value, modulus, nullptr);
+  mpz_ui_pow_ui(modulus, 2, 32 * n);
+  mpz_add_ui(modulus, modulus, 1);
+  for (const Words& x : elements) {
+    for (const uint64_t bits : {uint64_t{0}, uint64_t{1}, uint64_t{63}, uint64_t{64}, uint64_t{65},
+                                uint64_t{64 * 3}, uint64_t{64 * 3 + 17}, uint64_t{64 * 20 + 40},
+                                32 * n - 1}) {
+      for (const bool negate : {false, true}) {
+        Words out(n + 2, 0x5A5A5A5Au);
+        RingShiftInto(x.data(), out.data(), n, bits, negate);
+        mpz_import(value, x.size(), -1, sizeof(uint32_t), 0, 0, x.data());
+        mpz_mul_2exp(value, value, bits);
+        if (negate) mpz_neg(value, value);
+        mpz_mod(value, value, modulus);
+        ASSERT_EQ(out, test::ExportWords(value, n + 2))
+            << "bits=" << bits << " negate=" << negate << " element " << (&x - elements);
+      }
+    }
+  }
+  mpz_clears(value, modulus, nullptr);
 }
 
 // Ring products modulo 2^(32n) + 1 on elements whose products wrap to 2^(32n) itself, squares,

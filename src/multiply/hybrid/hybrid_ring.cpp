@@ -111,6 +111,53 @@ void RingAddSub(const uint32_t* x, const uint32_t* y, uint32_t* sum, uint32_t* d
   RingNormalize(diff, ringWords, static_cast<int64_t>(xTop) - static_cast<int64_t>(yTop) - borrow);
 }
 
+namespace {
+
+// Limbs [from, to) of out become 0 − limb − borrow, one borrow chain: while no borrow has started
+// zero limbs stay zero, the first nonzero one is negated, and every later one complemented (so the
+// long part is a plain vector loop). Returns the borrow out.
+unsigned char NegateLimbs(uint32_t* out, uint64_t from, uint64_t to, unsigned char borrow) {
+  uint64_t j = from;
+  if (borrow == 0) {
+    while (j < to && LoadLimb(out, j) == 0) ++j;
+    if (j == to) return 0;
+    StoreLimb(out, j, 0 - LoadLimb(out, j));
+    ++j;
+  }
+  for (; j < to; ++j) StoreLimb(out, j, ~LoadLimb(out, j));
+  return 1;
+}
+
+// Limbs [from, to) of out become limb − borrow: a borrow runs only through zero limbs.
+unsigned char DecrementLimbs(uint32_t* out, uint64_t from, uint64_t to, unsigned char borrow) {
+  for (uint64_t j = from; j < to && borrow != 0; ++j) {
+    const uint64_t limb = LoadLimb(out, j);
+    StoreLimb(out, j, limb - 1);
+    borrow = limb == 0 ? 1 : 0;
+  }
+  return borrow;
+}
+
+// The limbs of x·2^(64q + r) in place: limb j of the part shifted out at the top (Hi) for j below
+// q, limb j of the part that stays (Lo) above q. Limb q, where both meet when r > 0, is left to
+// the caller.
+void ShiftLimbs(const uint32_t* x, uint32_t* out, uint64_t limbs, uint64_t q, uint32_t r) {
+  if (r == 0) {
+    for (uint64_t j = 0; j < q; ++j) StoreLimb(out, j, LoadLimb(x, j + limbs - q));
+    for (uint64_t j = q; j < limbs; ++j) StoreLimb(out, j, LoadLimb(x, j - q));
+    return;
+  }
+  const uint32_t back = 64 - r;
+  for (uint64_t j = 0; j < q; ++j) {
+    StoreLimb(out, j, (LoadLimb(x, j + limbs - q) << r) | (LoadLimb(x, j + limbs - q - 1) >> back));
+  }
+  for (uint64_t j = q + 1; j < limbs; ++j) {
+    StoreLimb(out, j, (LoadLimb(x, j - q) << r) | (LoadLimb(x, j - q - 1) >> back));
+  }
+}
+
+}  // namespace
+
 void RingShiftInto(const uint32_t* x, uint32_t* out, uint64_t ringWords, uint64_t bits,
                    bool negate) {
   const uint64_t limbs = ringWords / 2;
@@ -122,50 +169,23 @@ void RingShiftInto(const uint32_t* x, uint32_t* out, uint64_t ringWords, uint64_
   }
   const uint64_t q = bits / 64;
   const uint32_t r = static_cast<uint32_t>(bits % 64);
-  // Lo_j − Hi_j (or Hi_j − Lo_j): Hi lives below limb q (and at q when r > 0), Lo from q up.
+  // Lo − Hi (or Hi − Lo): Hi lives below limb q (and at q when r > 0), Lo from q up. The shifted
+  // limbs are formed first; the one borrow chain then negates one part and decrements the other.
+  ShiftLimbs(x, out, limbs, q, r);
   unsigned char borrow = 0;
   if (r == 0) {
-    if (!negate) {
-      for (uint64_t j = 0; j < q; ++j) {
-        StoreLimb(out, j, SubWithBorrow(0, LoadLimb(x, j + limbs - q), borrow));
-      }
-      for (uint64_t j = q; j < limbs; ++j) {
-        StoreLimb(out, j, SubWithBorrow(LoadLimb(x, j - q), 0, borrow));
-      }
-    } else {
-      for (uint64_t j = 0; j < q; ++j) {
-        StoreLimb(out, j, SubWithBorrow(LoadLimb(x, j + limbs - q), 0, borrow));
-      }
-      for (uint64_t j = q; j < limbs; ++j) {
-        StoreLimb(out, j, SubWithBorrow(0, LoadLimb(x, j - q), borrow));
-      }
-    }
+    borrow = negate ? NegateLimbs(out, q, limbs, 0)
+                    : DecrementLimbs(out, q, limbs, NegateLimbs(out, 0, q, 0));
   } else {
-    const uint32_t back = 64 - r;
-    const uint64_t hiAtQ = LoadLimb(x, limbs - 1) >> back;
-    uint64_t loAtQ = LoadLimb(x, 0) << r;
-    if (!negate) {
-      for (uint64_t j = 0; j < q; ++j) {
-        const uint64_t hi =
-            (LoadLimb(x, j + limbs - q) << r) | (LoadLimb(x, j + limbs - q - 1) >> back);
-        StoreLimb(out, j, SubWithBorrow(0, hi, borrow));
-      }
-      StoreLimb(out, q, SubWithBorrow(loAtQ, hiAtQ, borrow));
-      for (uint64_t j = q + 1; j < limbs; ++j) {
-        const uint64_t lo = (LoadLimb(x, j - q) << r) | (LoadLimb(x, j - q - 1) >> back);
-        StoreLimb(out, j, SubWithBorrow(lo, 0, borrow));
-      }
-    } else {
-      for (uint64_t j = 0; j < q; ++j) {
-        const uint64_t hi =
-            (LoadLimb(x, j + limbs - q) << r) | (LoadLimb(x, j + limbs - q - 1) >> back);
-        StoreLimb(out, j, SubWithBorrow(hi, 0, borrow));
-      }
+    const uint64_t hiAtQ = LoadLimb(x, limbs - 1) >> (64 - r);
+    const uint64_t loAtQ = LoadLimb(x, 0) << r;
+    if (negate) {
       StoreLimb(out, q, SubWithBorrow(hiAtQ, loAtQ, borrow));
-      for (uint64_t j = q + 1; j < limbs; ++j) {
-        const uint64_t lo = (LoadLimb(x, j - q) << r) | (LoadLimb(x, j - q - 1) >> back);
-        StoreLimb(out, j, SubWithBorrow(0, lo, borrow));
-      }
+      borrow = NegateLimbs(out, q + 1, limbs, borrow);
+    } else {
+      borrow = NegateLimbs(out, 0, q, 0);
+      StoreLimb(out, q, SubWithBorrow(loAtQ, hiAtQ, borrow));
+      borrow = DecrementLimbs(out, q + 1, limbs, borrow);
     }
   }
   // A final borrow stands for −2^N ≡ +1.
