@@ -1,6 +1,7 @@
 // Construction and lookup of the prepared twiddle tables.
 #include "multiply/fft/fft_twiddles.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstdlib>
@@ -8,12 +9,17 @@
 #include <mutex>
 #include <vector>
 
+#include "runtime/run_record.hpp"
+#include "runtime/threads.hpp"
 #include "shell/fatal.hpp"
 
 namespace zx {
 namespace {
 
 constexpr int kLevels = 40;
+// Tables from this many complex points are built on two threads where the run has them (a few
+// milliseconds of work; below it the partner's wake-up would cost as much).
+constexpr uint64_t kSharedTablesMinPoints = uint64_t{1} << 15;
 // The butterfly stores its outputs k in lane order 0, 2, 1, 3 (see fft_outer.cpp).
 constexpr int kLaneOrder[4] = {0, 2, 1, 3};
 
@@ -141,12 +147,19 @@ void BuildFamily(Family& family, uint64_t n) {
   const Circle circle(d);
   const int topLevel = LevelOf(family, n);
   double* top = AllocTable(6 * (m / 4 > 0 ? m / 4 : 1));
-  // w_m^(jk) = e^(−2πi·jk/m) = e^(2πi·(−16jk)/(4n)).
-  int64_t powers[3] = {0, 0, 0};
-  for (uint64_t j = 0; j < m / 4; j++) {
-    for (int k = 1; k <= 3; k++) {
-      circle.Root(powers[k - 1], top + 6 * j + 2 * (k - 1));
-      powers[k - 1] = Advance(powers[k - 1], -16 * k, d);
+  // w_m^(jk) = e^(−2πi·jk/m) = e^(2πi·(−16jk)/(4n)). w^(2j) and w^(3j) are the entries w^(j')
+  // of j' = 2j and 3j while those lie in the table: copies of the same rounded values.
+  const uint64_t count = m / 4;
+  for (int k = 1; k <= 3; k++) {
+    int64_t power = 0;
+    for (uint64_t j = 0; j < count; j++) {
+      double* entry = top + 6 * j + 2 * (k - 1);
+      if (k > 1 && k * j < count) {
+        std::memcpy(entry, top + 6 * (k * j), 2 * sizeof(double));
+      } else {
+        circle.Root(power, entry);
+      }
+      power = Advance(power, -16 * k, d);
     }
   }
   family.radix4[topLevel - 2].store(top, std::memory_order_release);
@@ -180,11 +193,24 @@ void PrepareFftTwiddles(uint64_t points) {
   if (FftTwiddlesReach(points)) return;
   std::lock_guard<std::mutex> lock(gPrepareMutex);
   const uint64_t n = points / 2;
-  // Every family up to its longest length not above n, so that every shorter row is covered.
-  for (Family& family : gFamilies) {
-    uint64_t length = family.base;
-    while (2 * length <= n) length *= 2;
-    PrepareFamily(family, length);
+  // Every family up to its longest length not above n, so that every shorter row is covered. The
+  // families share nothing, so a run with threads builds them two at a time, the longest first.
+  uint64_t lengths[4];
+  uint32_t order[4] = {0, 1, 2, 3};
+  for (uint32_t f = 0; f < 4; f++) {
+    lengths[f] = gFamilies[f].base;
+    while (2 * lengths[f] <= n) lengths[f] *= 2;
+  }
+  std::sort(order, order + 4, [&](uint32_t x, uint32_t y) { return lengths[x] > lengths[y]; });
+  const auto build = [&](uint32_t chunk) {
+    PrepareFamily(gFamilies[order[chunk]], lengths[order[chunk]]);
+  };
+  if (CurrentRun().multiplyThreadCap > 0 && n >= kSharedTablesMinPoints) {
+    SharedSteps steps = BeginSharedSteps();
+    RunSharedStep(steps, 4, build);
+    EndSharedSteps(steps);
+  } else {
+    for (uint32_t chunk = 0; chunk < 4; chunk++) build(chunk);
   }
   if (points > gReachPoints.load()) gReachPoints.store(points, std::memory_order_release);
 }
