@@ -28,13 +28,20 @@ const V4 kPairsSign = {1.0, -1.0, 1.0, -1.0};
 
 // The carry (0 or 1) that balancing from point 0 brings into point `index`: a field of 2^(b−1)
 // or more sends one, a field below 2^(b−1) − 1 none, and 2^(b−1) − 1 passes on what it got.
-int32_t BalancedCarryInto(const uint32_t* fields, uint64_t index, uint32_t pointBits) {
+// field(j) gives field j, from the packed points or from the operand's words.
+template <typename FieldAt>
+int32_t BalancedCarry(const FieldAt& field, uint64_t index, uint32_t pointBits) {
   const uint32_t half = 1u << (pointBits - 1);
   for (uint64_t j = index; j-- > 0;) {
-    if (fields[j] >= half) return 1;
-    if (fields[j] != half - 1) return 0;
+    const uint32_t value = field(j);
+    if (value >= half) return 1;
+    if (value != half - 1) return 0;
   }
   return 0;
+}
+
+int32_t BalancedCarryInto(const uint32_t* fields, uint64_t index, uint32_t pointBits) {
+  return BalancedCarry([fields](uint64_t j) { return fields[j]; }, index, pointBits);
 }
 
 // One radix-2 level across lanes: pairs two apart (halves swapped) or neighbours.
@@ -63,10 +70,6 @@ inline CV4 LaneButterflyInverse(const CV4& y) {
   return CV4{HalvesLevel(ZX_SHUFFLE(re, negIm, 0, 1, 2, 7)),
              HalvesLevel(ZX_SHUFFLE(im, re, 0, 1, 2, 7))};
 }
-
-}  // namespace
-
-namespace {
 
 // What every group of four vectors of a forward pass reads.
 struct ForwardContext {
@@ -165,13 +168,8 @@ uint32_t FieldOf(const uint32_t* words, uint64_t count, uint32_t pointBits, uint
 
 int32_t BalancedCarryIntoWords(const uint32_t* words, uint64_t count, uint64_t index,
                                uint32_t pointBits) {
-  const uint32_t half = 1u << (pointBits - 1);
-  for (uint64_t j = index; j-- > 0;) {
-    const uint32_t field = FieldOf(words, count, pointBits, j);
-    if (field >= half) return 1;
-    if (field != half - 1) return 0;
-  }
-  return 0;
+  return BalancedCarry([&](uint64_t j) { return FieldOf(words, count, pointBits, j); }, index,
+                       pointBits);
 }
 
 // Eight consecutive fields of one eighth start at the same bit within a byte every time (8·b bits
