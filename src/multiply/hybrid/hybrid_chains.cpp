@@ -27,8 +27,6 @@ struct alignas(32) LaneMasks {
 };
 constexpr LaneMasks kLaneMasks;
 
-inline __m256i Load4(const uint32_t* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
-inline void Store4(uint32_t* p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v); }
 inline __m256i Mask(unsigned m) {
   return _mm256_load_si256(reinterpret_cast<const __m256i*>(kLaneMasks.lanes[m]));
 }
@@ -45,30 +43,35 @@ inline unsigned Resolve(unsigned generate, unsigned propagate, unsigned& carry) 
   return (sum ^ propagate) & 15;
 }
 
-inline __m256i AddGroup(__m256i a, __m256i b, unsigned& carry) {
-  const __m256i s = _mm256_add_epi64(a, b);
-  const unsigned generate =
-      Bits(_mm256_cmpgt_epi64(_mm256_xor_si256(a, SignBits()), _mm256_xor_si256(s, SignBits())));
-  const unsigned propagate = Bits(_mm256_cmpeq_epi64(s, _mm256_set1_epi64x(-1)));
-  return _mm256_sub_epi64(s, Mask(Resolve(generate, propagate, carry)));
-}
-
-inline __m256i SubGroup(__m256i a, __m256i b, unsigned& borrow) {
-  const __m256i d = _mm256_sub_epi64(a, b);
-  const unsigned generate =
-      Bits(_mm256_cmpgt_epi64(_mm256_xor_si256(b, SignBits()), _mm256_xor_si256(a, SignBits())));
-  const unsigned propagate = Bits(_mm256_cmpeq_epi64(d, _mm256_setzero_si256()));
-  return _mm256_add_epi64(d, Mask(Resolve(generate, propagate, borrow)));
-}
+// Groups of four limbs, for the loops below.
+struct Group4 {
+  using Vector = __m256i;
+  static constexpr uint64_t kLimbs = 4;
+  static Vector Load(const uint32_t* p) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+  }
+  static void Store(uint32_t* p, Vector v) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v);
+  }
+  static Vector Add(Vector a, Vector b, unsigned& carry) {
+    const __m256i s = _mm256_add_epi64(a, b);
+    const unsigned generate =
+        Bits(_mm256_cmpgt_epi64(_mm256_xor_si256(a, SignBits()), _mm256_xor_si256(s, SignBits())));
+    const unsigned propagate = Bits(_mm256_cmpeq_epi64(s, _mm256_set1_epi64x(-1)));
+    return _mm256_sub_epi64(s, Mask(Resolve(generate, propagate, carry)));
+  }
+  static Vector Sub(Vector a, Vector b, unsigned& borrow) {
+    const __m256i d = _mm256_sub_epi64(a, b);
+    const unsigned generate =
+        Bits(_mm256_cmpgt_epi64(_mm256_xor_si256(b, SignBits()), _mm256_xor_si256(a, SignBits())));
+    const unsigned propagate = Bits(_mm256_cmpeq_epi64(d, _mm256_setzero_si256()));
+    return _mm256_add_epi64(d, Mask(Resolve(generate, propagate, borrow)));
+  }
+};
 
 #endif
 
 #if defined(__AVX512F__)
-
-// Eight lanes at once: the lane masks come from comparisons straight into mask registers, and the
-// carries enter by a masked subtraction of −1 (a borrow by a masked addition).
-inline __m512i Load8(const uint32_t* p) { return _mm512_loadu_si512(p); }
-inline void Store8(uint32_t* p, __m512i v) { _mm512_storeu_si512(p, v); }
 
 inline __mmask8 Resolve8(unsigned generate, unsigned propagate, unsigned& carry) {
   const unsigned sum = (generate | propagate) + generate + carry;
@@ -76,43 +79,29 @@ inline __mmask8 Resolve8(unsigned generate, unsigned propagate, unsigned& carry)
   return static_cast<__mmask8>(sum ^ propagate);
 }
 
-inline __m512i AddGroup8(__m512i a, __m512i b, unsigned& carry) {
-  const __m512i s = _mm512_add_epi64(a, b);
-  const __m512i ones = _mm512_set1_epi64(-1);
-  const unsigned generate = _mm512_cmplt_epu64_mask(s, a);
-  const unsigned propagate = _mm512_cmpeq_epi64_mask(s, ones);
-  return _mm512_mask_sub_epi64(s, Resolve8(generate, propagate, carry), s, ones);
-}
-
-inline __m512i SubGroup8(__m512i a, __m512i b, unsigned& borrow) {
-  const __m512i d = _mm512_sub_epi64(a, b);
-  const unsigned generate = _mm512_cmplt_epu64_mask(a, b);
-  const unsigned propagate = _mm512_cmpeq_epi64_mask(d, _mm512_setzero_si512());
-  return _mm512_mask_add_epi64(d, Resolve8(generate, propagate, borrow), d, _mm512_set1_epi64(-1));
-}
-
-#endif
-
-// The vector groups of four or eight limbs, for the loops below.
-#if defined(__AVX2__)
-struct Group4 {
-  using Vector = __m256i;
-  static constexpr uint64_t kLimbs = 4;
-  static Vector Load(const uint32_t* p) { return Load4(p); }
-  static void Store(uint32_t* p, Vector v) { Store4(p, v); }
-  static Vector Add(Vector a, Vector b, unsigned& carry) { return AddGroup(a, b, carry); }
-  static Vector Sub(Vector a, Vector b, unsigned& borrow) { return SubGroup(a, b, borrow); }
-};
-#endif
-#if defined(__AVX512F__)
+// Groups of eight limbs: the lane masks come from comparisons straight into mask registers, and
+// the carries enter by a masked subtraction of −1 (a borrow by a masked addition).
 struct Group8 {
   using Vector = __m512i;
   static constexpr uint64_t kLimbs = 8;
-  static Vector Load(const uint32_t* p) { return Load8(p); }
-  static void Store(uint32_t* p, Vector v) { Store8(p, v); }
-  static Vector Add(Vector a, Vector b, unsigned& carry) { return AddGroup8(a, b, carry); }
-  static Vector Sub(Vector a, Vector b, unsigned& borrow) { return SubGroup8(a, b, borrow); }
+  static Vector Load(const uint32_t* p) { return _mm512_loadu_si512(p); }
+  static void Store(uint32_t* p, Vector v) { _mm512_storeu_si512(p, v); }
+  static Vector Add(Vector a, Vector b, unsigned& carry) {
+    const __m512i s = _mm512_add_epi64(a, b);
+    const __m512i ones = _mm512_set1_epi64(-1);
+    const unsigned generate = _mm512_cmplt_epu64_mask(s, a);
+    const unsigned propagate = _mm512_cmpeq_epi64_mask(s, ones);
+    return _mm512_mask_sub_epi64(s, Resolve8(generate, propagate, carry), s, ones);
+  }
+  static Vector Sub(Vector a, Vector b, unsigned& borrow) {
+    const __m512i d = _mm512_sub_epi64(a, b);
+    const unsigned generate = _mm512_cmplt_epu64_mask(a, b);
+    const unsigned propagate = _mm512_cmpeq_epi64_mask(d, _mm512_setzero_si512());
+    return _mm512_mask_add_epi64(d, Resolve8(generate, propagate, borrow), d,
+                                 _mm512_set1_epi64(-1));
+  }
 };
+
 #endif
 
 // Whole groups of limbs from limb i on, with sum or difference (kAdd, kSub) or both; returns the

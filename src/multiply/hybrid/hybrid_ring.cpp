@@ -21,6 +21,49 @@ uint64_t ShiftedLimb(const uint32_t* x, uint64_t limbs, uint64_t q, uint32_t r, 
   return (low << r) | (previous >> (64 - r));
 }
 
+// Limbs [from, to) of out become 0 − limb − borrow, one borrow chain: while no borrow has started
+// zero limbs stay zero, the first nonzero one is negated, and every later one complemented (so the
+// long part is a plain vector loop). Returns the borrow out.
+unsigned char NegateLimbs(uint32_t* out, uint64_t from, uint64_t to, unsigned char borrow) {
+  uint64_t j = from;
+  if (borrow == 0) {
+    while (j < to && LoadLimb(out, j) == 0) ++j;
+    if (j == to) return 0;
+    StoreLimb(out, j, 0 - LoadLimb(out, j));
+    ++j;
+  }
+  for (; j < to; ++j) StoreLimb(out, j, ~LoadLimb(out, j));
+  return 1;
+}
+
+// Limbs [from, to) of out become limb − borrow: a borrow runs only through zero limbs.
+unsigned char DecrementLimbs(uint32_t* out, uint64_t from, uint64_t to, unsigned char borrow) {
+  for (uint64_t j = from; j < to && borrow != 0; ++j) {
+    const uint64_t limb = LoadLimb(out, j);
+    StoreLimb(out, j, limb - 1);
+    borrow = limb == 0 ? 1 : 0;
+  }
+  return borrow;
+}
+
+// The limbs of x·2^(64q + r) in place: limb j of the part shifted out at the top (Hi) for j below
+// q, limb j of the part that stays (Lo) above q. Limb q, where both meet when r > 0, is left to
+// the caller.
+void ShiftLimbs(const uint32_t* x, uint32_t* out, uint64_t limbs, uint64_t q, uint32_t r) {
+  if (r == 0) {
+    for (uint64_t j = 0; j < q; ++j) StoreLimb(out, j, LoadLimb(x, j + limbs - q));
+    for (uint64_t j = q; j < limbs; ++j) StoreLimb(out, j, LoadLimb(x, j - q));
+    return;
+  }
+  const uint32_t back = 64 - r;
+  for (uint64_t j = 0; j < q; ++j) {
+    StoreLimb(out, j, (LoadLimb(x, j + limbs - q) << r) | (LoadLimb(x, j + limbs - q - 1) >> back));
+  }
+  for (uint64_t j = q + 1; j < limbs; ++j) {
+    StoreLimb(out, j, (LoadLimb(x, j - q) << r) | (LoadLimb(x, j - q - 1) >> back));
+  }
+}
+
 void SetTop(uint32_t* x, uint64_t ringWords, uint64_t top) {
   StoreLimb(x, ringWords / 2, top);
 }
@@ -91,8 +134,7 @@ void RingNegate(uint32_t* x, uint64_t ringWords) {
     SetTop(x, ringWords, 0);
     return;
   }
-  unsigned char borrow = 0;
-  for (uint64_t i = 0; i < limbs; ++i) StoreLimb(x, i, SubWithBorrow(0, LoadLimb(x, i), borrow));
+  const unsigned char borrow = NegateLimbs(x, 0, limbs, 0);
   // A borrow means x ≠ 0 and the limbs hold 2^N − x; the residue is one more.
   uint64_t top = 0;
   if (borrow != 0 && RingAddAt(x, ringWords, 0, 1)) top = 1;
@@ -110,53 +152,6 @@ void RingAddSub(const uint32_t* x, const uint32_t* y, uint32_t* sum, uint32_t* d
   RingNormalize(sum, ringWords, static_cast<int64_t>(xTop + yTop + carry));
   RingNormalize(diff, ringWords, static_cast<int64_t>(xTop) - static_cast<int64_t>(yTop) - borrow);
 }
-
-namespace {
-
-// Limbs [from, to) of out become 0 − limb − borrow, one borrow chain: while no borrow has started
-// zero limbs stay zero, the first nonzero one is negated, and every later one complemented (so the
-// long part is a plain vector loop). Returns the borrow out.
-unsigned char NegateLimbs(uint32_t* out, uint64_t from, uint64_t to, unsigned char borrow) {
-  uint64_t j = from;
-  if (borrow == 0) {
-    while (j < to && LoadLimb(out, j) == 0) ++j;
-    if (j == to) return 0;
-    StoreLimb(out, j, 0 - LoadLimb(out, j));
-    ++j;
-  }
-  for (; j < to; ++j) StoreLimb(out, j, ~LoadLimb(out, j));
-  return 1;
-}
-
-// Limbs [from, to) of out become limb − borrow: a borrow runs only through zero limbs.
-unsigned char DecrementLimbs(uint32_t* out, uint64_t from, uint64_t to, unsigned char borrow) {
-  for (uint64_t j = from; j < to && borrow != 0; ++j) {
-    const uint64_t limb = LoadLimb(out, j);
-    StoreLimb(out, j, limb - 1);
-    borrow = limb == 0 ? 1 : 0;
-  }
-  return borrow;
-}
-
-// The limbs of x·2^(64q + r) in place: limb j of the part shifted out at the top (Hi) for j below
-// q, limb j of the part that stays (Lo) above q. Limb q, where both meet when r > 0, is left to
-// the caller.
-void ShiftLimbs(const uint32_t* x, uint32_t* out, uint64_t limbs, uint64_t q, uint32_t r) {
-  if (r == 0) {
-    for (uint64_t j = 0; j < q; ++j) StoreLimb(out, j, LoadLimb(x, j + limbs - q));
-    for (uint64_t j = q; j < limbs; ++j) StoreLimb(out, j, LoadLimb(x, j - q));
-    return;
-  }
-  const uint32_t back = 64 - r;
-  for (uint64_t j = 0; j < q; ++j) {
-    StoreLimb(out, j, (LoadLimb(x, j + limbs - q) << r) | (LoadLimb(x, j + limbs - q - 1) >> back));
-  }
-  for (uint64_t j = q + 1; j < limbs; ++j) {
-    StoreLimb(out, j, (LoadLimb(x, j - q) << r) | (LoadLimb(x, j - q - 1) >> back));
-  }
-}
-
-}  // namespace
 
 void RingShiftInto(const uint32_t* x, uint32_t* out, uint64_t ringWords, uint64_t bits,
                    bool negate) {
