@@ -30,6 +30,9 @@ struct ThreadRecord {
 
 std::atomic<uint32_t> gFailingStarts{0};
 std::atomic<uint64_t> gStartedThreads{0};
+// ForkJoin levels above the calling thread: how many times the work it runs has been halved
+// between threads.
+thread_local uint32_t tForkLevels = 0;
 std::atomic<bool> gPriorityWarned{false};
 // Nested forks may warn from worker threads at the same moment.
 std::mutex gWarningMutex;
@@ -76,6 +79,9 @@ void CheckExitCode(uint32_t exitCode) {
   FatalExit(message, static_cast<int>(exitCode));
 }
 
+// Ends the partner's spin between shared steps, if it has one going (defined with the partner).
+void StopPartnerSpin();
+
 template <typename Body>
 void RunInline(const Body& body) {
   Warn("Warning: Unable to create thread.\n");
@@ -83,6 +89,10 @@ void RunInline(const Body& body) {
 }
 
 }  // namespace
+
+uint32_t ForkLevels() {
+  return tForkLevels;
+}
 
 bool StartThread(WorkerThread& thread, std::function<uint32_t()> body) {
   thread.handle = nullptr;
@@ -124,11 +134,20 @@ void ForkJoin(AllocationHeap* heap, uint32_t splitThreads,
     firstHeap = HeapChild(heap, 0);
     secondHeap = HeapChild(heap, 1);
   }
-  const auto firstHalf = [&first, firstHeap] { return first(firstHeap); };
+  const uint32_t levels = tForkLevels;
+  const auto firstHalf = [&first, firstHeap, levels] {
+    tForkLevels = levels + 1;
+    return first(firstHeap);
+  };
+  // A spinning partner would hold the core the new thread is about to be placed on for up to
+  // 0.1 ms (Pi at 10^6 digits on two threads: halves started 0.15 to 0.5 ms late, 0.03 without).
+  StopPartnerSpin();
   WorkerThread worker;
   const bool started = StartThread(worker, firstHalf);
   if (!started) RunInline(firstHalf);
+  tForkLevels = levels + 1;
   const uint32_t secondCode = second(secondHeap);
+  tForkLevels = levels;
   if (started) JoinThread(worker);
   CheckExitCode(secondCode);
   if (heap != nullptr) HeapJoin(heap);
@@ -164,10 +183,11 @@ struct Partner {
   std::atomic<uint32_t> finished{0};  // chunks of the current step completed
   std::atomic<uint32_t> posted{0};    // bumped for every piece of shared work, to wake the partner
   const std::function<void(uint32_t chunk)>* body = nullptr;
-  std::mutex busy;  // one caller at a time
+  std::mutex busy;                 // one caller at a time
+  std::atomic<uint32_t> forks{0};  // bumped by every ForkJoin: stop spinning, a thread is coming
 };
 
-Partner* gPartner = nullptr;
+std::atomic<Partner*> gPartner{nullptr};
 std::mutex gPartnerStart;
 
 constexpr uint32_t ClaimIndex(uint64_t claim) {
@@ -197,16 +217,24 @@ void SpinPause() {
 void PartnerLoop(Partner* partner) {
   for (;;) {
     const uint32_t posted = partner->posted.load(std::memory_order_acquire);
+    const uint32_t forks = partner->forks.load(std::memory_order_relaxed);
     for (uint32_t idle = 0; idle < 1u << 12; ++idle) {
       const uint64_t claim = partner->claim.load(std::memory_order_acquire);
       if (ClaimIndex(claim) < ClaimChunks(claim) && RunOneChunk(*partner)) {
         idle = 0;
+      } else if (partner->forks.load(std::memory_order_relaxed) != forks) {
+        break;
       } else {
         SpinPause();
       }
     }
     partner->posted.wait(posted, std::memory_order_acquire);
   }
+}
+
+void StopPartnerSpin() {
+  Partner* partner = gPartner.load(std::memory_order_acquire);
+  if (partner != nullptr) partner->forks.fetch_add(1, std::memory_order_relaxed);
 }
 
 // The partner, started on first use; null when no thread can be had (test hooks that make starts

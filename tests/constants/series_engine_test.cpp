@@ -5,6 +5,7 @@
 #include "constants/hypergeometric.hpp"
 #include "constants/leaf_terms.hpp"
 #include "constants/series_sum.hpp"
+#include "runtime/run_record.hpp"
 #include "runtime/threads.hpp"
 #include "test_support.hpp"
 
@@ -63,27 +64,33 @@ void ExpectExactSum(uint64_t terms, const PqtNode& node) {
   mpz_clears(num, den, tz, qz, cross1, cross2, nullptr);
 }
 
-// Threads are started for splits of 1000 terms and more down to the depth, and the sum is exact
-// whatever the depth, also in a heap that the shares split unevenly.
+// Threads are started for splits of 1000 terms and more down to the depth, or down to the run's
+// thread cap where that is lower, and the sum is exact whatever the depth, also in a heap that
+// the shares split unevenly.
 template <class S>
 void ExpectExactSumsAtEveryDepth(const S& series) {
   for (const uint64_t terms : {1u, 2u, 99u, 100u, 1500u, 6000u}) {
     for (const uint32_t depth : {0u, 1u, 2u}) {
-      for (const bool inHeap : {false, true}) {
-        AllocationHeap heap;
-        if (inHeap) HeapCreate(nullptr, &heap, 8 << 20);
-        PqtNode node;
-        const uint64_t threadsBefore = ThreadsStarted();
-        SplitThreaded(series, inHeap ? &heap : nullptr, 0, terms, node, false, kNoTruncation,
-                      depth);
-        uint64_t expected = 0;
-        if (depth > 0 && terms >= 1000) expected = terms >= 4000 ? (1u << depth) - 1 : 1;
-        EXPECT_EQ(ThreadsStarted() - threadsBefore, expected) << terms << " depth " << depth;
-        ExpectExactSum(terms, node);
-        NodeRelease(node);
-        if (inHeap) {
-          EXPECT_EQ(heap.activeCount, 0u);
-          HeapDestroy(&heap);
+      for (const uint32_t cap : {kNoThreadCap, 1u}) {
+        for (const bool inHeap : {false, true}) {
+          const ScopedRun run(RunRecord{.multiplyThreadCap = cap});
+          AllocationHeap heap;
+          if (inHeap) HeapCreate(nullptr, &heap, 8 << 20);
+          PqtNode node;
+          const uint64_t threadsBefore = ThreadsStarted();
+          SplitThreaded(series, inHeap ? &heap : nullptr, 0, terms, node, false, kNoTruncation,
+                        depth);
+          const uint32_t forks = std::min(depth, cap);
+          uint64_t expected = 0;
+          if (forks > 0 && terms >= 1000) expected = terms >= 4000 ? (1u << forks) - 1 : 1;
+          EXPECT_EQ(ThreadsStarted() - threadsBefore, expected)
+              << terms << " depth " << depth << " cap " << cap;
+          ExpectExactSum(terms, node);
+          NodeRelease(node);
+          if (inHeap) {
+            EXPECT_EQ(heap.activeCount, 0u);
+            HeapDestroy(&heap);
+          }
         }
       }
     }

@@ -20,7 +20,8 @@ namespace {
 struct TreeRun {
   std::vector<uint64_t> results;
   std::vector<void*> pieces;
-  std::vector<uint64_t> visitRank;  // the order in which the leaves ran
+  std::vector<uint64_t> visitRank;   // the order in which the leaves ran
+  std::vector<uint32_t> forkLevels;  // ForkLevels() seen by each leaf
   std::atomic<uint64_t> nextRank{0};
 };
 
@@ -29,6 +30,7 @@ uint32_t ForkTree(AllocationHeap* heap, uint32_t budget, uint64_t first, uint64_
   if (budget == 0 || count == 1) {
     for (uint64_t leaf = first; leaf < first + count; ++leaf) {
       run.visitRank[leaf] = run.nextRank.fetch_add(1);
+      run.forkLevels[leaf] = ForkLevels();
       const uint64_t sizeBytes = 64 + 8 * leaf;
       void* piece = AllocBytes(heap, sizeBytes);
       if (piece == nullptr) return 3;
@@ -56,10 +58,17 @@ TreeOutcome RunTree(AllocationHeap* heap, uint32_t budget, uint64_t leaves, Tree
   run.results.assign(leaves, 0);
   run.pieces.assign(leaves, nullptr);
   run.visitRank.assign(leaves, 0);
+  run.forkLevels.assign(leaves, 0);
   run.nextRank = 0;
   test::ConsoleCapture capture;
   const uint64_t before = ThreadsStarted();
   EXPECT_EQ(ForkTree(heap, budget, 0, leaves, run), 0u);
+  // Every half counts one level more than its caller, started or run inline, and the caller is
+  // back at its own level after the join.
+  EXPECT_EQ(ForkLevels(), 0u);
+  if (leaves == (uint64_t{1} << budget)) {
+    for (uint64_t leaf = 0; leaf < leaves; ++leaf) EXPECT_EQ(run.forkLevels[leaf], budget);
+  }
   return {ThreadsStarted() - before, capture.text()};
 }
 
