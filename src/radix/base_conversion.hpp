@@ -33,7 +33,8 @@ void DivModSwap(AllocationHeap* heap, BigFloat& x, BigFloat& q, uint32_t level,
 // level down (kNoLevel: basecase only). Serial; x is released.
 void Split(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
            ConversionTable& table, uint32_t level);
-// Split with the tree itself forked over threads down to depth levels (2^depth leaves at most).
+// Split with the tree itself forked over threads down to depth levels (2^depth leaves at most), or
+// down to the run's thread cap where that is fewer levels.
 // Each division runs its products with min(threadLevel, depth) as thread exponent.
 void SplitParallel(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t countWords,
                    ConversionTable& table, uint32_t level, uint32_t depth, uint32_t threadLevel);

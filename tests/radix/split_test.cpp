@@ -1,9 +1,11 @@
 // The decimal writer (normalisation, the split tree, the text) against GMP's decimal text: values
 // in every shape of the layout, at one and two threads, in memory and with the top levels on disk.
 #include <optional>
+#include <utility>
 
 #include "conversion_test_util.hpp"
 #include "radix/digit_writers.hpp"
+#include "runtime/run_record.hpp"
 #include "shell/console.hpp"
 
 namespace zx {
@@ -38,7 +40,10 @@ TEST_P(DecimalFileTest, EveryShapeAgreesWithGmp) {
   const DecimalCase cases[] = {
       {-3, 0xFFFFFFFFu, "W < 0"}, {0, 0xFFFFFFFFu, "W = 0"},          {1, 999999999, "W = 1"},
       {3, 0xFFFFFFFFu, "W > 1"},  {900, 0xFFFFFFFFu, "W > 1, E > 0"}, {-40, 4, "W < 0, small top"}};
-  for (uint32_t threadLevel : {0u, 1u}) {
+  // k = 1 both under a run capped at its two threads (the fork tree stops there) and uncapped.
+  for (const auto& [threadLevel, cap] :
+       {std::pair{0u, kNoThreadCap}, std::pair{1u, kNoThreadCap}, std::pair{1u, 1u}}) {
+    const ScopedRun run(RunRecord{.multiplyThreadCap = cap});
     for (const DecimalCase& c : cases) {
       for (uint64_t lengthWords : {1, 2, 30, 700, 5000}) {
         std::vector<uint32_t> words = test::RandomWords(rng, lengthWords);
@@ -51,8 +56,8 @@ TEST_P(DecimalFileTest, EveryShapeAgreesWithGmp) {
         const uint64_t digitCount =
             lengthWords < 3 ? 5 : FloorTimes(lengthWords - 2, kDigitsPerWord);
         SCOPED_TRACE(::testing::Message()
-                     << c.shape << " words " << lengthWords << " k " << threadLevel << " digits "
-                     << digitCount << " seed " << test::TestSeed());
+                     << c.shape << " words " << lengthWords << " k " << threadLevel << " cap "
+                     << cap << " digits " << digitCount << " seed " << test::TestSeed());
         const std::string expected =
             test::ExpectedTextOfBinary(value, x.exponent, DigitRadix::kDecimal, digitCount);
         ConversionTable table;
