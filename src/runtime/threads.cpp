@@ -232,9 +232,13 @@ void PartnerLoop(Partner* partner) {
   }
 }
 
+// Only while no caller holds the partner: a caller between two of its steps would otherwise find
+// it asleep, since only the start of a caller's shared work wakes it.
 void StopPartnerSpin() {
   Partner* partner = gPartner.load(std::memory_order_acquire);
-  if (partner != nullptr) partner->forks.fetch_add(1, std::memory_order_relaxed);
+  if (partner == nullptr || !partner->busy.try_lock()) return;
+  partner->forks.fetch_add(1, std::memory_order_relaxed);
+  partner->busy.unlock();
 }
 
 // The partner, started on first use; null when no thread can be had (test hooks that make starts
