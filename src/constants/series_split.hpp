@@ -10,7 +10,6 @@
 
 #include "constants/series_policy.hpp"
 #include "multiply/multiply.hpp"
-#include "runtime/run_record.hpp"
 #include "runtime/threads.hpp"
 #include "shell/fatal.hpp"
 
@@ -140,8 +139,7 @@ void SplitSerial(const S& series, AllocationHeap* heap, uint64_t a, uint64_t b,
 template <SeriesPolicy S>
 void SplitThreaded(const S& series, AllocationHeap* heap, uint64_t a, uint64_t b,
                    typename S::Node& out, bool wantP, uint64_t precisionWords, uint32_t depth) {
-  if (depth == 0 || b - a < kThreadedSplitMinTerms ||
-      ForkLevels() >= CurrentRun().multiplyThreadCap) {
+  if (depth == 0 || b - a < kThreadedSplitMinTerms || !ForkWithinRun()) {
     SplitSerial(series, heap, a, b, out, wantP, precisionWords);
     return;
   }

@@ -9,7 +9,6 @@
 #include "multiply/multiply.hpp"
 #include "radix/base_conversion.hpp"
 #include "radix/div_mod_levels.hpp"
-#include "runtime/run_record.hpp"
 #include "runtime/threads.hpp"
 #include "shell/fatal.hpp"
 #include "shell/progress.hpp"
@@ -86,7 +85,7 @@ void SplitParallel(AllocationHeap* heap, BigFloat& x, uint32_t* out, uint64_t co
                    ConversionTable& table, uint32_t level, uint32_t depth, uint32_t threadLevel) {
   // The fork tree stops at the run's threads: below, halves time-sliced on one core would evict
   // each other's operands (Pi at 10^8 digits on two threads: conversion 2 % faster).
-  const bool fork = depth > 0 && ForkLevels() < CurrentRun().multiplyThreadCap;
+  const bool fork = depth > 0 && ForkWithinRun();
   const uint32_t j =
       fork && x.magnitude.length >= kSplitMinWords ? ChooseLevel(heap, x, table, level) : kNoLevel;
   if (j == kNoLevel) {

@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "runtime/run_record.hpp"
 #include "shell/console.hpp"
 #include "shell/fatal.hpp"
 
@@ -92,6 +93,10 @@ void RunInline(const Body& body) {
 
 uint32_t ForkLevels() {
   return tForkLevels;
+}
+
+bool ForkWithinRun() {
+  return tForkLevels < CurrentRun().multiplyThreadCap;
 }
 
 bool StartThread(WorkerThread& thread, std::function<uint32_t()> body) {

@@ -37,9 +37,12 @@ void ForkJoin(AllocationHeap* heap, uint32_t splitThreads,
               const std::function<uint32_t(AllocationHeap*)>& second, double firstShare = 0.5);
 
 // How many ForkJoin levels the calling thread runs below: 0 on the main thread, one more in each
-// half of a ForkJoin. A recursion that fans out deeper than the threads a run was given (2^k) can
-// stop forking at level k and run its lower halves one after the other.
+// half of a ForkJoin.
 uint32_t ForkLevels();
+// Whether a fork here stays within the threads the run was given (2^k, its multiply-thread cap):
+// a recursion that fans out deeper runs its lower halves one after the other instead of
+// time-slicing them on one core.
+bool ForkWithinRun();
 
 // Runs parts 0..count−1, one thread each but the last, which runs on the calling thread; started
 // threads get raised priority and are joined in order.
