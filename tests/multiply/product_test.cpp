@@ -87,36 +87,30 @@ std::vector<ProductCase> ProductCases() {
   cases.push_back({P::kFft, 460000, 0, 0, 0});
   // Two threads sharing one transform: its smallest length, a long operand that fills more than
   // half the points, truncation inside the top half, and the square.
-  for (ProductCase c : std::vector<ProductCase>{{P::kFft, 9000, 9000, 0, 1},
-                                                {P::kFft, 40000, 10000, 0, 1},
-                                                {P::kFft, 30000, 30000, 31000, 2},
-                                                {P::kFft, 12000, 0, 0, 1},
-                                                {P::kFft, 50001, 0, 99000, 1}}) {
-    cases.push_back(c);
-  }
+  cases.insert(cases.end(), {{P::kFft, 9000, 9000, 0, 1},
+                             {P::kFft, 40000, 10000, 0, 1},
+                             {P::kFft, 30000, 30000, 31000, 2},
+                             {P::kFft, 12000, 0, 0, 1},
+                             {P::kFft, 50001, 0, 99000, 1}});
   // Fields packed before the forward pass (the form without the word reader): the shapes above
   // that change how the pass meets its fields.
-  for (ProductCase c : std::vector<ProductCase>{{P::kFftPacked, 64, 64, 0, 0},
-                                                {P::kFftPacked, 700, 0, 0, 0},
-                                                {P::kFftPacked, 5000, 57, 0, 0},
-                                                {P::kFftPacked, 1000, 200, 1001, 0},
-                                                {P::kFftPacked, 40000, 10000, 0, 1},
-                                                {P::kFftPacked, 12000, 0, 0, 1}}) {
-    cases.push_back(c);
-  }
+  cases.insert(cases.end(), {{P::kFftPacked, 64, 64, 0, 0},
+                             {P::kFftPacked, 700, 0, 0, 0},
+                             {P::kFftPacked, 5000, 57, 0, 0},
+                             {P::kFftPacked, 1000, 200, 1001, 0},
+                             {P::kFftPacked, 40000, 10000, 0, 1},
+                             {P::kFftPacked, 12000, 0, 0, 1}});
   // Hybrid: its entry, a row's exact capacity (24544 words), ratios beyond 3, truncation, and
   // every thread budget on products whose passes, pointwise products and recombination split.
-  for (ProductCase c : std::vector<ProductCase>{{P::kHybrid, 12000, 12000, 0, 0},
-                                                {P::kHybrid, 12001, 12000, 0, 1},
-                                                {P::kHybrid, 12272, 12272, 0, 0},
-                                                {P::kHybrid, 12500, 0, 0, 2},
-                                                {P::kHybrid, 12000, 12000, 23990, 0},
-                                                {P::kHybrid, 13000, 0, 12999, 3},
-                                                {P::kHybrid, 40000, 12000, 0, 0},
-                                                {P::kHybrid, 100000, 12000, 30000, 1},
-                                                {P::kHybrid, 200000, 150000, 0, 2}}) {
-    cases.push_back(c);
-  }
+  cases.insert(cases.end(), {{P::kHybrid, 12000, 12000, 0, 0},
+                             {P::kHybrid, 12001, 12000, 0, 1},
+                             {P::kHybrid, 12272, 12272, 0, 0},
+                             {P::kHybrid, 12500, 0, 0, 2},
+                             {P::kHybrid, 12000, 12000, 23990, 0},
+                             {P::kHybrid, 13000, 0, 12999, 3},
+                             {P::kHybrid, 40000, 12000, 0, 0},
+                             {P::kHybrid, 100000, 12000, 30000, 1},
+                             {P::kHybrid, 200000, 150000, 0, 2}});
   for (uint32_t threads = 0; threads <= 3; ++threads) {
     cases.push_back({P::kHybrid, 90000, 25000, 0, threads});
     cases.push_back({P::kHybrid, 80000, 0, 100001, threads});
@@ -246,16 +240,17 @@ TEST(HybridRing, ShiftsAgreeWithGmp) {
   top[n] = 1;
   Words random = test::RandomWords(rng, n + 2);
   random[n] = random[n + 1] = 0;
-  const Words elements[] = {limbAt({0}), limbAt({23}), limbAt({0, 23}), limbAt({3, 20}),
-                            Words(n + 2, 0), ones, top, random};
+  const Words elements[] = {
+      limbAt({0}), limbAt({23}), limbAt({0, 23}), limbAt({3, 20}), Words(n + 2, 0),
+      ones,        top,          random};
   mpz_t value, modulus;
   mpz_inits(value, modulus, nullptr);
   mpz_ui_pow_ui(modulus, 2, 32 * n);
   mpz_add_ui(modulus, modulus, 1);
   for (const Words& x : elements) {
-    for (const uint64_t bits : {uint64_t{0}, uint64_t{1}, uint64_t{63}, uint64_t{64}, uint64_t{65},
-                                uint64_t{64 * 3}, uint64_t{64 * 3 + 17}, uint64_t{64 * 20 + 40},
-                                32 * n - 1}) {
+    for (const uint64_t bits :
+         {uint64_t{0}, uint64_t{1}, uint64_t{63}, uint64_t{64}, uint64_t{65}, uint64_t{64 * 3},
+          uint64_t{64 * 3 + 17}, uint64_t{64 * 20 + 40}, 32 * n - 1}) {
       for (const bool negate : {false, true}) {
         Words out(n + 2, 0x5A5A5A5Au);
         RingShiftInto(x.data(), out.data(), n, bits, negate);
