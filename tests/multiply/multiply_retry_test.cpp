@@ -8,6 +8,7 @@
 #include "multiply/fft/fft_mul.hpp"
 #include "multiply/hybrid/hybrid_mul.hpp"
 #include "multiply/multiply.hpp"
+#include "multiply/ntt/ntt_mul.hpp"
 #include "product_oracle.hpp"
 #include "test_support.hpp"
 
@@ -37,10 +38,16 @@ struct RetryCase {
   bool fft = false;  // through the FFT (its tables prepared), else the hybrid transform
 };
 
-// Plants `failures` faults in the path the case takes; 0 clears both hooks.
+// Faults for the products beyond the FFT, whichever transform takes them.
+void InjectLargeFaults(uint32_t failures) {
+  HybridInjectFaults(failures);
+  NttInjectFaults(failures);
+}
+
+// Plants `failures` faults in the path the case takes; 0 clears every hook.
 void InjectFaults(const RetryCase& c, uint32_t failures) {
   if (c.fft || failures == 0) FftInjectFaults(failures);
-  if (!c.fft || failures == 0) HybridInjectFaults(failures);
+  if (!c.fft || failures == 0) InjectLargeFaults(failures);
 }
 
 class MultiplyRetry : public ::testing::TestWithParam<RetryCase> {};
@@ -364,10 +371,10 @@ TEST_P(MultiplyDispatch, TheHybridTransformTakesOverBeyondTheTablesOrInASmallHea
   BigInt out;
   AllocationHeap* const at = c.smallHeap || c.shortWords != 0 ? &heap : nullptr;
   test::ConsoleCapture capture;
-  HybridInjectFaults(1);
+  InjectLargeFaults(1);
   c.square ? BigIntSquare(at, x, out, 0, 0, c.threads)
            : BigIntMultiply(at, x, y, out, 0, 0, c.threads);
-  HybridInjectFaults(0);
+  InjectLargeFaults(0);
   const std::string what =
       std::to_string(c.n) + (c.square ? " square" : "") + " T=" + std::to_string(c.threads);
   EXPECT_EQ(capture.text(), c.hybrid ? test::RecoveryText(1) : "") << what;

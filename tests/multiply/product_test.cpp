@@ -111,6 +111,22 @@ std::vector<ProductCase> ProductCases() {
                              {P::kHybrid, 40000, 12000, 0, 0},
                              {P::kHybrid, 100000, 12000, 30000, 1},
                              {P::kHybrid, 200000, 150000, 0, 2}});
+  // Number-theoretic transforms: the shortest transform (one operand word), lengths either side
+  // of a power of two in limbs (2048 words fill 2^11 coefficients), products just past one that
+  // take the short convolution for the wrapped coefficients, odd lengths (half a limb), long
+  // operands beside short ones, truncation, and the partner's share from 2^15 points.
+  cases.insert(cases.end(), {{P::kNtt, 1, 1, 0, 0},
+                             {P::kNtt, 3, 0, 0, 0},
+                             {P::kNtt, 2048, 2048, 0, 0},
+                             {P::kNtt, 2049, 2049, 0, 0},
+                             {P::kNtt, 2300, 0, 0, 0},
+                             {P::kNtt, 4501, 4399, 0, 0},
+                             {P::kNtt, 5000, 3, 0, 0},
+                             {P::kNtt, 20000, 12345, 17, 0},
+                             {P::kNtt, 9000, 9000, 9001, 0},
+                             {P::kNtt, 70001, 70001, 0, 1},
+                             {P::kNtt, 75000, 0, 70000, 1},
+                             {P::kNtt, 140000, 9000, 0, 1}});
   for (uint32_t threads = 0; threads <= 3; ++threads) {
     cases.push_back({P::kHybrid, 90000, 25000, 0, threads});
     cases.push_back({P::kHybrid, 80000, 0, 100001, threads});
@@ -140,6 +156,7 @@ INSTANTIATE_TEST_SUITE_P(Paths, ProductTest, ::testing::ValuesIn(ProductCases())
                            const char* path = c.path == ProductPath::kBasecase    ? "Basecase"
                                               : c.path == ProductPath::kFft       ? "Fft"
                                               : c.path == ProductPath::kFftPacked ? "FftPacked"
+                                              : c.path == ProductPath::kNtt       ? "Ntt"
                                                                                   : "Hybrid";
                            return std::string(path) + (c.lb == 0 ? "Square" : "") +
                                   std::to_string(info.index);
@@ -335,7 +352,7 @@ TEST(HybridRows, EveryShapeOfRowAgreesWithGmp) {
   }
 }
 
-TEST(HybridCheck, InjectedFaultFailsTheCheckOnceEach) {
+TEST(ProductCheck, InjectedFaultFailsTheCheckOnceEach) {
   std::mt19937_64 rng(test::TestSeed() + 17);
   const Words a = test::RandomWords(rng, 12000);
   const Words b = test::RandomWords(rng, 12345);
@@ -345,6 +362,13 @@ TEST(HybridCheck, InjectedFaultFailsTheCheckOnceEach) {
             kProductCheckFailed);
   EXPECT_EQ(HybridSquare(nullptr, a.data(), a.size(), out.data(), 100, 0), kProductCheckFailed);
   ASSERT_EQ(HybridMultiply(nullptr, a.data(), a.size(), b.data(), b.size(), out.data(), 0, 1), 0u);
+  EXPECT_TRUE(out == test::GmpProduct(a, b));
+  if (!NttAvailable()) return;
+  NttInjectFaults(2);
+  EXPECT_EQ(NttMultiply(nullptr, a.data(), a.size(), b.data(), b.size(), out.data(), 0, 1),
+            kProductCheckFailed);
+  EXPECT_EQ(NttSquare(nullptr, a.data(), a.size(), out.data(), 100, 0), kProductCheckFailed);
+  ASSERT_EQ(NttMultiply(nullptr, a.data(), a.size(), b.data(), b.size(), out.data(), 0, 0), 0u);
   EXPECT_TRUE(out == test::GmpProduct(a, b));
 }
 
@@ -408,6 +432,7 @@ INSTANTIATE_TEST_SUITE_P(
                std::copy(a.begin(), a.end(), x.words);
                BigInt out;
                HybridInjectFaults(3);
+               NttInjectFaults(3);
                BigIntSquare(nullptr, x, out, 0, 0, 0);
              },
              "Third Attempt Failed: Unable to determine cause of error.\nTerminating Program...\n"},

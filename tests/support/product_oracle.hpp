@@ -19,6 +19,7 @@
 #include "multiply/fft/fft_size_table.hpp"
 #include "multiply/hybrid/hybrid_mul.hpp"
 #include "multiply/hybrid/hybrid_tables.hpp"
+#include "multiply/ntt/ntt_mul.hpp"
 #include "test_support.hpp"
 
 namespace zx::test {
@@ -90,7 +91,7 @@ inline std::string Shape(uint64_t la, uint64_t lb, uint64_t t = 0) {
 
 // kFftPacked: the FFT with its fields packed before the forward pass, where that pass would
 // otherwise read the operand's words itself.
-enum class ProductPath { kBasecase, kFft, kFftPacked, kHybrid };
+enum class ProductPath { kBasecase, kFft, kFftPacked, kHybrid, kNtt };
 
 // Runs one path's product of a and b (its square when b is null) less the t lowest words, with a
 // guard word behind the output, and checks it against GMP: exact when no operand word could be
@@ -114,6 +115,11 @@ inline void CheckProduct(ProductPath path, const Words& a, const Words* b, uint6
                  ? FftSquare(nullptr, a.data(), la, out.data(), t, threads)
                  : FftMultiply(nullptr, a.data(), la, other.data(), lb, out.data(), t, threads);
     fft::OuterReadWords(true);
+  } else if (path == ProductPath::kNtt) {
+    if (!NttAvailable()) GTEST_SKIP() << "this build has no number-theoretic transforms";
+    status = b == nullptr
+                 ? NttSquare(nullptr, a.data(), la, out.data(), t, threads)
+                 : NttMultiply(nullptr, a.data(), la, other.data(), lb, out.data(), t, threads);
   } else {
     status = b == nullptr
                  ? HybridSquare(nullptr, a.data(), la, out.data(), t, threads)

@@ -1,0 +1,591 @@
+// The four-step transform. Cost per point and level: one butterfly of 3 multiply-adds on 8 lanes;
+// the twist adds 7 per 8 points. Memory: the columns are copied a strip of 8 at a time into
+// scratch (rows are 2^(k/2) limbs apart, a power of two that would map a strip onto a handful of
+// cache sets), the rows are worked in place.
+#include "multiply/ntt/ntt_transform.hpp"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <functional>
+#include <bit>
+#include <mutex>
+#include <vector>
+
+#include "multiply/ntt/ntt_lanes.hpp"
+#include "runtime/threads.hpp"
+
+namespace zx::ntt {
+namespace {
+
+__extension__ typedef unsigned __int128 U128;
+
+// p = c·2^30 + 1 just below 2^51, each with 3 as a primitive root.
+constexpr uint64_t kPrimes[kPrimeCount] = {0x7fffe40000001, 0x7fff600000001, 0x7fff3c0000001};
+constexpr uint64_t kGenerator = 3;
+// Rows and columns hold at most 2^12 points, so tables of ω_(2·len)^j reach len = 2^11.
+constexpr uint32_t kMaxLogSide = 12;
+constexpr uint64_t kTableSize = uint64_t{1} << kMaxLogSide;
+constexpr uint64_t kTwistEntries = 40;
+
+uint64_t InverseMod2Pow52(uint64_t p) {
+  uint64_t x = 1;  // Newton: each step doubles the correct low bits
+  for (int i = 0; i < 6; ++i) x *= 2 - p * x;
+  return x & kMask52;
+}
+
+PrimeField MakeField(uint64_t p) {
+  PrimeField f;
+  f.p = p;
+  f.pInverse = InverseMod2Pow52(p);
+  f.montgomery = (uint64_t{1} << 52) % p;
+  f.root = PowMod(kGenerator, (p - 1) >> kMaxLogPoints, p);
+  return f;
+}
+
+// ω_(2·len)^±j at [len + j] with its Shoup companion, for len from 1 to kTableSize / 2.
+struct Tables {
+  alignas(64) uint64_t forward[kTableSize];
+  alignas(64) uint64_t forwardShoup[kTableSize];
+  alignas(64) uint64_t inverse[kTableSize];
+  alignas(64) uint64_t inverseShoup[kTableSize];
+};
+
+uint64_t ShoupOf(uint64_t w, uint64_t p) {
+  return static_cast<uint64_t>((static_cast<U128>(w) << 52) / p);
+}
+
+void FillTables(const PrimeField& f, Tables* t) {
+  const uint64_t top = PowMod(f.root, uint64_t{1} << (kMaxLogPoints - kMaxLogSide), f.p);
+  const uint64_t topInverse = PowMod(top, f.p - 2, f.p);
+  for (uint64_t len = 1; len < kTableSize; len *= 2) {
+    const uint64_t step = kTableSize / (2 * len);
+    const uint64_t w = PowMod(top, step, f.p);
+    const uint64_t wInverse = PowMod(topInverse, step, f.p);
+    uint64_t x = 1;
+    uint64_t y = 1;
+    for (uint64_t j = 0; j < len; ++j) {
+      t->forward[len + j] = x;
+      t->forwardShoup[len + j] = ShoupOf(x, f.p);
+      t->inverse[len + j] = y;
+      t->inverseShoup[len + j] = ShoupOf(y, f.p);
+      x = MulMod(x, w, f.p);
+      y = MulMod(y, wInverse, f.p);
+    }
+  }
+  t->forward[0] = t->forwardShoup[0] = t->inverse[0] = t->inverseShoup[0] = 0;
+}
+
+struct Fields {
+  std::array<PrimeField, kPrimeCount> field;
+  std::array<Tables, kPrimeCount> tables;
+};
+
+const Fields& AllFields() {
+  static const Fields* fields = [] {
+    auto* f = new Fields;
+    for (int i = 0; i < kPrimeCount; ++i) {
+      f->field[i] = MakeField(kPrimes[i]);
+      FillTables(f->field[i], &f->tables[i]);
+    }
+    return f;
+  }();
+  return *fields;
+}
+
+uint32_t BitReverse(uint64_t x, uint32_t bits) {
+  uint32_t r = 0;
+  for (uint32_t i = 0; i < bits; ++i) r |= static_cast<uint32_t>((x >> i) & 1) << (bits - 1 - i);
+  return r;
+}
+
+struct Shape {
+  uint32_t logRows;     // N1: the column transforms' length
+  uint32_t logColumns;  // N2: the rows' length, at least 16
+};
+
+Shape ShapeFor(uint32_t logPoints) {
+  Shape s;
+  s.logColumns = (logPoints + 1) / 2;
+  s.logRows = logPoints - s.logColumns;
+  return s;
+}
+
+}  // namespace
+
+uint64_t MulMod(uint64_t a, uint64_t b, uint64_t p) {
+  // The quotient from doubles is within a few units of the true one for p < 2^51, so the
+  // remainder, formed modulo 2^64, is a small signed number to correct.
+  const auto q = static_cast<uint64_t>(static_cast<double>(a) * static_cast<double>(b) /
+                                       static_cast<double>(p));
+  auto r = static_cast<int64_t>(a * b - q * p);
+  while (r < 0) r += static_cast<int64_t>(p);
+  while (r >= static_cast<int64_t>(p)) r -= static_cast<int64_t>(p);
+  return static_cast<uint64_t>(r);
+}
+
+uint64_t PowMod(uint64_t a, uint64_t e, uint64_t p) {
+  uint64_t r = 1;
+  a %= p;
+  for (; e != 0; e >>= 1) {
+    if (e & 1) r = MulMod(r, a, p);
+    a = MulMod(a, a, p);
+  }
+  return r;
+}
+
+const PrimeField& Prime(int index) { return AllFields().field[index]; }
+
+uint64_t RunnerScratchBytes(uint32_t logPoints) {
+  const Shape s = ShapeFor(logPoints);
+  // A strip of columns, or a row of the second operand.
+  const uint64_t width = std::min(std::clamp<uint64_t>((uint64_t{1} << 16) >> s.logRows, 8, 64),
+                                  uint64_t{1} << s.logColumns);
+  return std::max(width << s.logRows, uint64_t{1} << s.logColumns) * 8;
+}
+
+void ForChunks(SharedSteps* shared, uint64_t count,
+               const std::function<void(uint32_t chunk, uint64_t first, uint64_t end)>& body) {
+  // Eight chunks give the two runners an even finish; alone, the caller takes one.
+  const bool partner = shared != nullptr && shared->partner != nullptr;
+  const auto chunks = static_cast<uint32_t>(std::min<uint64_t>(partner ? kMaxChunks : 1, count));
+  if (chunks == 0) return;
+  auto run = [&](uint32_t chunk) {
+    body(chunk, count * chunk / chunks, count * (chunk + 1) / chunks);
+  };
+  if (chunks == 1) {
+    run(0);
+  } else {
+    RunSharedStep(*shared, chunks, run);
+  }
+}
+
+uint64_t TwistBytes(uint32_t logPoints) {
+  return (2 * kTwistEntries << ShapeFor(logPoints).logRows) * 8;
+}
+
+#if defined(ZX_NTT_LANES)
+namespace {
+
+struct Context {
+  Lanes p, twoP, pInverse, negP;
+  const Tables* tables;
+  const PrimeField* field;
+};
+
+Context ContextFor(int index) {
+  const Fields& all = AllFields();
+  Context c;
+  c.field = &all.field[index];
+  c.tables = &all.tables[index];
+  c.p = Broadcast(c.field->p);
+  c.twoP = Broadcast(2 * c.field->p);
+  c.pInverse = Broadcast(c.field->pInverse);
+  c.negP = Broadcast((uint64_t{1} << 52) - c.field->p);
+  return c;
+}
+
+// Two levels of butterflies at once on x0..x3 (quarter-distance apart): forward, the outer level
+// (x0, x2), (x1, x3) then the inner (x0, x1), (x2, x3); inverse the other way round. Half the
+// loads and stores of two radix-2 levels, the same arithmetic.
+inline void RadixFourForward(const Context& c, uint64_t* x0, uint64_t* x1, uint64_t* x2,
+                             uint64_t* x3, Lanes w02, Lanes s02, Lanes w13, Lanes s13, Lanes w,
+                             Lanes s) {
+  Lanes a = Load(x0), b = Load(x1), d = Load(x2), e = Load(x3);
+  ButterflyForward(a, d, w02, s02, c.negP, c.twoP);
+  ButterflyForward(b, e, w13, s13, c.negP, c.twoP);
+  ButterflyForward(a, b, w, s, c.negP, c.twoP);
+  ButterflyForward(d, e, w, s, c.negP, c.twoP);
+  Store(x0, a);
+  Store(x1, b);
+  Store(x2, d);
+  Store(x3, e);
+}
+
+inline void RadixFourInverse(const Context& c, uint64_t* x0, uint64_t* x1, uint64_t* x2,
+                             uint64_t* x3, Lanes w, Lanes s, Lanes w02, Lanes s02, Lanes w13,
+                             Lanes s13) {
+  Lanes a = Load(x0), b = Load(x1), d = Load(x2), e = Load(x3);
+  ButterflyInverse(a, b, w, s, c.negP, c.twoP);
+  ButterflyInverse(d, e, w, s, c.negP, c.twoP);
+  ButterflyInverse(a, d, w02, s02, c.negP, c.twoP);
+  ButterflyInverse(b, e, w13, s13, c.negP, c.twoP);
+  Store(x0, a);
+  Store(x1, b);
+  Store(x2, d);
+  Store(x3, e);
+}
+
+inline void RadixTwo(const Context& c, uint64_t* x, uint64_t* y, Lanes w, Lanes s, bool inverse) {
+  Lanes a = Load(x), b = Load(y);
+  if (inverse) {
+    ButterflyInverse(a, b, w, s, c.negP, c.twoP);
+  } else {
+    ButterflyForward(a, b, w, s, c.negP, c.twoP);
+  }
+  Store(x, a);
+  Store(y, b);
+}
+
+// Column transforms on a strip of `width` columns (width / 8 vectors per row), decimation in
+// frequency: every twiddle serves a whole row of the strip.
+void ColumnsForward(const Context& c, uint64_t* strip, uint32_t logRows, uint64_t width) {
+  const uint64_t rows = uint64_t{1} << logRows;
+  const uint64_t* t = c.tables->forward;
+  const uint64_t* ts = c.tables->forwardShoup;
+  uint64_t len = rows / 2;
+  for (; len >= 2; len /= 4) {
+    const uint64_t q = len / 2;
+    for (uint64_t start = 0; start < rows; start += 2 * len) {
+      for (uint64_t j = 0; j < q; ++j) {
+        const Lanes w02 = Broadcast(t[len + j]), s02 = Broadcast(ts[len + j]);
+        const Lanes w13 = Broadcast(t[len + q + j]), s13 = Broadcast(ts[len + q + j]);
+        const Lanes w = Broadcast(t[q + j]), s = Broadcast(ts[q + j]);
+        uint64_t* x = strip + width * (start + j);
+        for (uint64_t v = 0; v < width; v += 8) {
+          RadixFourForward(c, x + v, x + width * q + v, x + width * len + v,
+                           x + width * (len + q) + v, w02, s02, w13, s13, w, s);
+        }
+      }
+    }
+  }
+  if (len == 1) {
+    const Lanes one = Broadcast(t[1]), oneShoup = Broadcast(ts[1]);
+    for (uint64_t start = 0; start < rows; start += 2) {
+      uint64_t* x = strip + width * start;
+      for (uint64_t v = 0; v < width; v += 8) RadixTwo(c, x + v, x + width + v, one, oneShoup, false);
+    }
+  }
+}
+
+void ColumnsInverse(const Context& c, uint64_t* strip, uint32_t logRows, uint64_t width) {
+  const uint64_t rows = uint64_t{1} << logRows;
+  const uint64_t* t = c.tables->inverse;
+  const uint64_t* ts = c.tables->inverseShoup;
+  uint64_t len = 1;
+  for (; 2 * len < rows; len *= 4) {
+    for (uint64_t start = 0; start < rows; start += 4 * len) {
+      for (uint64_t j = 0; j < len; ++j) {
+        const Lanes w = Broadcast(t[len + j]), s = Broadcast(ts[len + j]);
+        const Lanes w02 = Broadcast(t[2 * len + j]), s02 = Broadcast(ts[2 * len + j]);
+        const Lanes w13 = Broadcast(t[3 * len + j]), s13 = Broadcast(ts[3 * len + j]);
+        uint64_t* x = strip + width * (start + j);
+        for (uint64_t v = 0; v < width; v += 8) {
+          RadixFourInverse(c, x + v, x + width * len + v, x + width * 2 * len + v,
+                           x + width * 3 * len + v, w, s, w02, s02, w13, s13);
+        }
+      }
+    }
+  }
+  if (len < rows) {
+    for (uint64_t start = 0; start < rows; start += 2 * len) {
+      for (uint64_t j = 0; j < len; ++j) {
+        const Lanes w = Broadcast(t[len + j]), s = Broadcast(ts[len + j]);
+        uint64_t* x = strip + width * (start + j);
+        for (uint64_t v = 0; v < width; v += 8) RadixTwo(c, x + v, x + width * len + v, w, s, true);
+      }
+    }
+  }
+}
+
+// The twist of row r, which holds frequency k = bitrev(r) after the columns: column n is
+// multiplied by ω_N^(±k·n). Each row's table holds ω^(k·l) for l < 32 in Montgomery form (four
+// chains of eight lanes, so that the steps do not wait on each other) and the Shoup pair of
+// ω^(32k) that moves every chain on by 32 columns; rows are padded to whole lines.
+
+// Rows first .. end − 1 (in natural order of k) of the table.
+void TwistTable(const Context& c, uint32_t logPoints, uint32_t logRows, bool inverse,
+                uint64_t first, uint64_t end, uint64_t* table) {
+  const uint64_t p = c.field->p;
+  uint64_t w = PowMod(c.field->root, uint64_t{1} << (kMaxLogPoints - logPoints), p);
+  if (inverse) w = PowMod(w, p - 2, p);
+  const uint64_t unMontgomery = PowMod(c.field->montgomery, p - 2, p);
+  uint64_t wk = PowMod(w, first, p);
+  for (uint64_t k = first; k < end; ++k, wk = MulMod(wk, w, p)) {
+    uint64_t* row = table + kTwistEntries * BitReverse(k, logRows);
+    uint64_t x = c.field->montgomery;
+    for (uint64_t l = 0; l < 8; ++l, x = MulMod(x, wk, p)) row[l] = x;
+    // x is now ω^(8k) in Montgomery form; lanes 8..31 follow eight at a time.
+    const uint64_t step8 = MulMod(x, unMontgomery, p);
+    const Lanes sw = Broadcast(step8), ss = Broadcast(ShoupOf(step8, p));
+    for (uint64_t l = 8; l < 32; l += 8) Store(row + l, MulShoup(Load(row + l - 8), sw, ss, c.negP));
+    const uint64_t step32 = PowMod(step8, 4, p);
+    row[32] = step32;
+    row[33] = ShoupOf(step32, p);
+  }
+}
+
+// x[0..n) times its row's twist, n a multiple of 32.
+inline void TwistRow(const Context& c, uint64_t* x, uint64_t n, const uint64_t* row) {
+  Lanes root[4] = {Load(row), Load(row + 8), Load(row + 16), Load(row + 24)};
+  const Lanes w = Broadcast(row[32]), ws = Broadcast(row[33]);
+  for (uint64_t i = 0; i < n; i += 32) {
+    for (int q = 0; q < 4; ++q) {
+      Store(x + i + 8 * q, MulMontgomery(Load(x + i + 8 * q), root[q], c.p, c.pInverse));
+      root[q] = MulShoup(root[q], w, ws, c.negP);
+    }
+  }
+}
+
+// Coefficients n = 8·column + lane of row r, reduced below 2p: a limb is lo + hi·2^52 with
+// hi < 2^12, and hi·(2^52 mod p) stays below 2^50 for these primes.
+Lanes LoadCoefficients(const Context& c, const Coefficients& source, uint64_t n) {
+  alignas(64) uint64_t limbs[8];
+  const uint64_t limbCount = (source.wordCount + 1) / 2;
+  if (n + 8 <= source.wordCount / 2) {
+    const Lanes x = _mm512_loadu_si512(source.words + 2 * n);
+    const Lanes hi = _mm512_srli_epi64(x, 52);
+    const Lanes lo = _mm512_and_si512(x, Broadcast(kMask52));
+    return ReduceBelow(_mm512_madd52lo_epu64(lo, hi, Broadcast(c.field->montgomery)), c.twoP);
+  }
+  for (uint64_t l = 0; l < 8; ++l) {
+    const uint64_t i = n + l;
+    uint64_t v = 0;
+    if (i < limbCount) {
+      v = source.words[2 * i];
+      if (2 * i + 1 < source.wordCount) v |= uint64_t{source.words[2 * i + 1]} << 32;
+    }
+    limbs[l] = v % c.field->p;
+  }
+  return Load(limbs);
+}
+
+// Levels len = n/2 .. 16 of a row, two at a time where they pair up.
+void RowLevelsForward(const Context& c, uint64_t* x, uint64_t n) {
+  const Tables& t = *c.tables;
+  uint64_t len = n / 2;
+  if ((std::countr_zero(n) - 4) % 2 == 1) {
+    for (uint64_t start = 0; start < n; start += 2 * len) {
+      for (uint64_t j = 0; j < len; j += 8) {
+        RadixTwo(c, x + start + j, x + start + j + len, Load(t.forward + len + j),
+                 Load(t.forwardShoup + len + j), false);
+      }
+    }
+    len /= 2;
+  }
+  for (; len >= 16; len /= 4) {
+    const uint64_t q = len / 2;
+    for (uint64_t start = 0; start < n; start += 2 * len) {
+      for (uint64_t j = 0; j < q; j += 8) {
+        uint64_t* y = x + start + j;
+        RadixFourForward(c, y, y + q, y + len, y + len + q, Load(t.forward + len + j),
+                         Load(t.forwardShoup + len + j), Load(t.forward + len + q + j),
+                         Load(t.forwardShoup + len + q + j), Load(t.forward + q + j),
+                         Load(t.forwardShoup + q + j));
+      }
+    }
+  }
+}
+
+void RowLevelsInverse(const Context& c, uint64_t* x, uint64_t n) {
+  const Tables& t = *c.tables;
+  uint64_t len = 16;
+  for (; 2 * len < n; len *= 4) {
+    for (uint64_t start = 0; start < n; start += 4 * len) {
+      for (uint64_t j = 0; j < len; j += 8) {
+        uint64_t* y = x + start + j;
+        RadixFourInverse(c, y, y + len, y + 2 * len, y + 3 * len, Load(t.inverse + len + j),
+                         Load(t.inverseShoup + len + j), Load(t.inverse + 2 * len + j),
+                         Load(t.inverseShoup + 2 * len + j), Load(t.inverse + 3 * len + j),
+                         Load(t.inverseShoup + 3 * len + j));
+      }
+    }
+  }
+  if (len < n) {
+    for (uint64_t start = 0; start < n; start += 2 * len) {
+      for (uint64_t j = 0; j < len; j += 8) {
+        RadixTwo(c, x + start + j, x + start + j + len, Load(t.inverse + len + j),
+                 Load(t.inverseShoup + len + j), true);
+      }
+    }
+  }
+}
+
+// The last four levels of a row on pairs of vectors u = x[0..8), v = x[8..16): the len = 8
+// butterfly pairs them whole, then the lanes are regrouped so that every butterfly pairs two
+// vectors; the scrambled order they are stored in is the one the inverse reads.
+const __m512i kPairLow = _mm512_setr_epi64(0, 1, 8, 9, 4, 5, 12, 13);
+const __m512i kPairHigh = _mm512_setr_epi64(2, 3, 10, 11, 6, 7, 14, 15);
+
+Lanes Repeat4(const uint64_t* w) {
+  return _mm512_broadcast_i64x4(_mm256_load_si256(reinterpret_cast<const __m256i*>(w)));
+}
+Lanes Repeat2(const uint64_t* w) {
+  return _mm512_broadcast_i64x2(_mm_load_si128(reinterpret_cast<const __m128i*>(w)));
+}
+
+void RowForward(const Context& c, uint64_t* x, uint32_t logColumns) {
+  const Tables& t = *c.tables;
+  const uint64_t n = uint64_t{1} << logColumns;
+  RowLevelsForward(c, x, n);
+  const Lanes w8 = Load(t.forward + 8), w8s = Load(t.forwardShoup + 8);
+  const Lanes w4 = Repeat4(t.forward + 4), w4s = Repeat4(t.forwardShoup + 4);
+  const Lanes w2 = Repeat2(t.forward + 2), w2s = Repeat2(t.forwardShoup + 2);
+  for (uint64_t i = 0; i < n; i += 16) {
+    Lanes u = Load(x + i);
+    Lanes v = Load(x + i + 8);
+    ButterflyForward(u, v, w8, w8s, c.negP, c.twoP);
+    Lanes a = _mm512_shuffle_i64x2(u, v, 0x44);
+    Lanes b = _mm512_shuffle_i64x2(u, v, 0xEE);
+    ButterflyForward(a, b, w4, w4s, c.negP, c.twoP);
+    Lanes e = _mm512_permutex2var_epi64(a, kPairLow, b);
+    Lanes f = _mm512_permutex2var_epi64(a, kPairHigh, b);
+    ButterflyForward(e, f, w2, w2s, c.negP, c.twoP);
+    const Lanes g = _mm512_unpacklo_epi64(e, f);
+    const Lanes h = _mm512_unpackhi_epi64(e, f);
+    Store(x + i, ReduceBelow(_mm512_add_epi64(g, h), c.twoP));
+    Store(x + i + 8, SubMod(g, h, c.twoP));
+  }
+}
+
+void RowInverse(const Context& c, uint64_t* x, uint32_t logColumns) {
+  const Tables& t = *c.tables;
+  const uint64_t n = uint64_t{1} << logColumns;
+  const Lanes w8 = Load(t.inverse + 8), w8s = Load(t.inverseShoup + 8);
+  const Lanes w4 = Repeat4(t.inverse + 4), w4s = Repeat4(t.inverseShoup + 4);
+  const Lanes w2 = Repeat2(t.inverse + 2), w2s = Repeat2(t.inverseShoup + 2);
+  for (uint64_t i = 0; i < n; i += 16) {
+    const Lanes g0 = Load(x + i);
+    const Lanes h0 = Load(x + i + 8);
+    const Lanes g = ReduceBelow(_mm512_add_epi64(g0, h0), c.twoP);
+    const Lanes h = SubMod(g0, h0, c.twoP);
+    Lanes e = _mm512_unpacklo_epi64(g, h);
+    Lanes f = _mm512_unpackhi_epi64(g, h);
+    ButterflyInverse(e, f, w2, w2s, c.negP, c.twoP);
+    Lanes a = _mm512_permutex2var_epi64(e, kPairLow, f);
+    Lanes b = _mm512_permutex2var_epi64(e, kPairHigh, f);
+    ButterflyInverse(a, b, w4, w4s, c.negP, c.twoP);
+    Lanes u = _mm512_shuffle_i64x2(a, b, 0x44);
+    Lanes v = _mm512_shuffle_i64x2(a, b, 0xEE);
+    ButterflyInverse(u, v, w8, w8s, c.negP, c.twoP);
+    Store(x + i, u);
+    Store(x + i + 8, v);
+  }
+  RowLevelsInverse(c, x, n);
+}
+
+// Strips as wide as keep one in half of the second-level cache (at least a vector): rows of a
+// strip are 2^(k/2) limbs apart, so each visit to a page should bring several lines.
+uint64_t StripWidth(uint32_t logRows, uint32_t logColumns) {
+  return std::min(std::clamp<uint64_t>((uint64_t{1} << 16) >> logRows, 8, 64),
+                  uint64_t{1} << logColumns);
+}
+
+// Each runner (the caller, the partner) takes one of two scratch blocks for a chunk's duration.
+struct Runners {
+  SharedSteps* shared;
+  uint64_t* scratch[2];
+  std::atomic<bool> busy[2] = {false, false};
+};
+
+void RunChunks(Runners& runners, uint64_t count,
+               const std::function<void(uint64_t first, uint64_t end, uint64_t* scratch)>& body) {
+  ForChunks(runners.shared, count, [&](uint32_t, uint64_t first, uint64_t end) {
+    int slot = 0;
+    while (runners.busy[slot].exchange(true)) slot ^= 1;
+    body(first, end, runners.scratch[slot]);
+    runners.busy[slot].store(false);
+  });
+}
+
+}  // namespace
+
+void Forward(const Pass& pass, const Coefficients& source, uint64_t* data) {
+  const Context c = ContextFor(pass.prime);
+  const Shape s = ShapeFor(pass.logPoints);
+  const uint64_t rows = uint64_t{1} << s.logRows;
+  const uint64_t columns = uint64_t{1} << s.logColumns;
+  const uint64_t width = StripWidth(s.logRows, s.logColumns);
+  const uint64_t limbCount = (source.wordCount + 1) / 2;
+  Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
+  RunChunks(runners, columns / width,
+            [&](uint64_t first, uint64_t end, uint64_t* strip) {
+    for (uint64_t column = first * width; column < end * width; column += width) {
+      for (uint64_t r = 0; r < rows; ++r) {
+        for (uint64_t v = 0; v < width; v += 8) {
+          const uint64_t n = r * columns + column + v;
+          Store(strip + width * r + v,
+                n < limbCount ? LoadCoefficients(c, source, n) : _mm512_setzero_si512());
+        }
+      }
+      ColumnsForward(c, strip, s.logRows, width);
+      for (uint64_t r = 0; r < rows; ++r) {
+        for (uint64_t v = 0; v < width; v += 8) {
+          Store(data + r * columns + column + v, Load(strip + width * r + v));
+        }
+      }
+    }
+  });
+}
+
+void RowsMultiply(const Pass& pass, uint64_t* a, const uint64_t* b, uint64_t scale) {
+  const Context c = ContextFor(pass.prime);
+  const Shape s = ShapeFor(pass.logPoints);
+  const uint64_t rows = uint64_t{1} << s.logRows;
+  const uint64_t columns = uint64_t{1} << s.logColumns;
+  const uint64_t p = c.field->p;
+  // scale / N, times 2^52 against the Montgomery product's 2^−52.
+  const uint64_t k = MulMod(MulMod(scale, PowMod(uint64_t{1} << pass.logPoints, p - 2, p), p),
+                            c.field->montgomery, p);
+  const Lanes kw = Broadcast(k);
+  const Lanes ks = Broadcast(ShoupOf(k, p));
+  uint64_t* forwardTwist = pass.twist;
+  uint64_t* inverseTwist = pass.twist + kTwistEntries * rows;
+  Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
+  // As a shared step too: a pause between steps longer than the partner's spin sends it to sleep
+  // for the rest of the product.
+  RunChunks(runners, rows, [&](uint64_t first, uint64_t end, uint64_t*) {
+    TwistTable(c, pass.logPoints, s.logRows, false, first, end, forwardTwist);
+    TwistTable(c, pass.logPoints, s.logRows, true, first, end, inverseTwist);
+  });
+  RunChunks(runners, rows, [&](uint64_t first, uint64_t end, uint64_t* rowB) {
+    for (uint64_t r = first; r < end; ++r) {
+      uint64_t* x = a + r * columns;
+      const uint64_t* forward = forwardTwist + kTwistEntries * r;
+      TwistRow(c, x, columns, forward);
+      RowForward(c, x, s.logColumns);
+      const uint64_t* y = x;
+      if (b != a) {
+        for (uint64_t i = 0; i < columns; i += 8) Store(rowB + i, Load(b + r * columns + i));
+        TwistRow(c, rowB, columns, forward);
+        RowForward(c, rowB, s.logColumns);
+        y = rowB;
+      }
+      for (uint64_t i = 0; i < columns; i += 8) {
+        const Lanes prod = MulMontgomery(Load(x + i), Load(y + i), c.p, c.pInverse);
+        Store(x + i, MulShoup(prod, kw, ks, c.negP));
+      }
+      RowInverse(c, x, s.logColumns);
+      TwistRow(c, x, columns, inverseTwist + kTwistEntries * r);
+    }
+  });
+}
+
+void InverseColumns(const Pass& pass, uint64_t* a) {
+  const Context c = ContextFor(pass.prime);
+  const Shape s = ShapeFor(pass.logPoints);
+  const uint64_t rows = uint64_t{1} << s.logRows;
+  const uint64_t columns = uint64_t{1} << s.logColumns;
+  const uint64_t width = StripWidth(s.logRows, s.logColumns);
+  Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
+  RunChunks(runners, columns / width,
+            [&](uint64_t first, uint64_t end, uint64_t* strip) {
+    for (uint64_t column = first * width; column < end * width; column += width) {
+      for (uint64_t r = 0; r < rows; ++r) {
+        for (uint64_t v = 0; v < width; v += 8) {
+          Store(strip + width * r + v, Load(a + r * columns + column + v));
+        }
+      }
+      ColumnsInverse(c, strip, s.logRows, width);
+      for (uint64_t r = 0; r < rows; ++r) {
+        for (uint64_t v = 0; v < width; v += 8) {
+          Store(a + r * columns + column + v, Load(strip + width * r + v));
+        }
+      }
+    }
+  });
+}
+
+#endif
+
+}  // namespace zx::ntt
