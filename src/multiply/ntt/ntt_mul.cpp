@@ -12,55 +12,13 @@
 #include "multiply/ntt/ntt_transform.hpp"
 #include "multiply/product_check.hpp"
 #include "runtime/threads.hpp"
+#include "shell/fatal.hpp"
 
 namespace zx {
 namespace {
 
 using ntt::kPrimeCount;
-using ntt::Lanes;
 __extension__ typedef unsigned __int128 U128;
-
-// Coefficients of a·b with n = min(limbs of a, b) ≤ 2^23 terms are below 2^151, a quarter of the
-// primes' product P > 2^152.99; the reconstruction relies on that quarter.
-struct Crt {
-  uint64_t cofactor[kPrimeCount][2];  // P / p_j
-  uint64_t scale[kPrimeCount];        // (P / p_j)^−1 mod p_j
-  double inverse[kPrimeCount];        // 1 / p_j
-  uint64_t multiple[kPrimeCount][3];  // k·P for k < 3
-};
-
-const Crt& CrtConstants() {
-  static const Crt crt = [] {
-    Crt c{};
-    const uint64_t p[3] = {ntt::Prime(0).p, ntt::Prime(1).p, ntt::Prime(2).p};
-    for (int j = 0; j < kPrimeCount; ++j) {
-      const U128 q = static_cast<U128>(p[(j + 1) % 3]) * p[(j + 2) % 3];
-      c.cofactor[j][0] = static_cast<uint64_t>(q);
-      c.cofactor[j][1] = static_cast<uint64_t>(q >> 64);
-      c.scale[j] = ntt::PowMod(static_cast<uint64_t>(q % p[j]), p[j] - 2, p[j]);
-      c.inverse[j] = 1.0 / static_cast<double>(p[j]);
-    }
-    const U128 p01 = static_cast<U128>(p[0]) * p[1];
-    const U128 low = static_cast<U128>(static_cast<uint64_t>(p01)) * p[2];
-    const U128 high = static_cast<U128>(static_cast<uint64_t>(p01 >> 64)) * p[2] + (low >> 64);
-    const uint64_t whole[3] = {static_cast<uint64_t>(low), static_cast<uint64_t>(high),
-                               static_cast<uint64_t>(high >> 64)};
-    for (int k = 1; k < 3; ++k) {
-      U128 carry = 0;
-      for (int l = 0; l < 3; ++l) {
-        carry += static_cast<U128>(whole[l]) * k;
-        c.multiple[k][l] = static_cast<uint64_t>(carry);
-        carry >>= 64;
-      }
-    }
-    return c;
-  }();
-  return crt;
-}
-
-constexpr uint64_t kResidueModulus = (uint64_t{1} << 61) - 1;
-
-uint64_t FoldResidue(uint64_t x) { return (x & kResidueModulus) + (x >> 61); }
 
 // The transform lengths of a product of M coefficients: N = 2^k ≥ M, or, where M exceeds a power
 // of two N by little, the cyclic convolution of length N (whose first r = M − N coefficients are
@@ -116,6 +74,54 @@ uint64_t MemoryBytesFor(const Plan& plan, bool square) {
   return 8 * ((uint64_t{1} << plan.logPoints) * arrays + wrapPoints * kPrimeCount) +
          2 * ntt::RunnerScratchBytes(scratchLog) + ntt::TwistBytes(scratchLog) + 64 + 128;
 }
+
+std::atomic<uint32_t> gFaultsLeft{0};
+
+#if defined(ZX_NTT_LANES)
+
+using ntt::Lanes;
+
+// Coefficients of a·b with n = min(limbs of a, b) ≤ 2^23 terms are below 2^151, a quarter of the
+// primes' product P > 2^152.99; the reconstruction relies on that quarter.
+struct Crt {
+  uint64_t cofactor[kPrimeCount][2];  // P / p_j
+  uint64_t scale[kPrimeCount];        // (P / p_j)^−1 mod p_j
+  double inverse[kPrimeCount];        // 1 / p_j
+  uint64_t multiple[kPrimeCount][3];  // k·P for k < 3
+};
+
+const Crt& CrtConstants() {
+  static const Crt crt = [] {
+    Crt c{};
+    const uint64_t p[3] = {ntt::Prime(0).p, ntt::Prime(1).p, ntt::Prime(2).p};
+    for (int j = 0; j < kPrimeCount; ++j) {
+      const U128 q = static_cast<U128>(p[(j + 1) % 3]) * p[(j + 2) % 3];
+      c.cofactor[j][0] = static_cast<uint64_t>(q);
+      c.cofactor[j][1] = static_cast<uint64_t>(q >> 64);
+      c.scale[j] = ntt::PowMod(static_cast<uint64_t>(q % p[j]), p[j] - 2, p[j]);
+      c.inverse[j] = 1.0 / static_cast<double>(p[j]);
+    }
+    const U128 p01 = static_cast<U128>(p[0]) * p[1];
+    const U128 low = static_cast<U128>(static_cast<uint64_t>(p01)) * p[2];
+    const U128 high = static_cast<U128>(static_cast<uint64_t>(p01 >> 64)) * p[2] + (low >> 64);
+    const uint64_t whole[3] = {static_cast<uint64_t>(low), static_cast<uint64_t>(high),
+                               static_cast<uint64_t>(high >> 64)};
+    for (int k = 1; k < 3; ++k) {
+      U128 carry = 0;
+      for (int l = 0; l < 3; ++l) {
+        carry += static_cast<U128>(whole[l]) * k;
+        c.multiple[k][l] = static_cast<uint64_t>(carry);
+        carry >>= 64;
+      }
+    }
+    return c;
+  }();
+  return crt;
+}
+
+constexpr uint64_t kResidueModulus = (uint64_t{1} << 61) - 1;
+
+uint64_t FoldResidue(uint64_t x) { return (x & kResidueModulus) + (x >> 61); }
 
 // The coefficients' limbs, eight at a time: y_j reduced below p_j, c = Σ y_j·(P / p_j) − k·P in
 // 52-bit columns, k from the same sum over p_j in floating point (its fraction, c / P, is below a
@@ -339,8 +345,6 @@ void Convolve(const ntt::Coefficients& a, const ntt::Coefficients& b, bool squar
   }
 }
 
-std::atomic<uint32_t> gFaultsLeft{0};
-
 // Below this many points the partner's handovers cost more than its help.
 constexpr uint32_t kShareMinLogPoints = 15;
 
@@ -382,6 +386,15 @@ uint64_t Product(AllocationHeap* heap, const Shape& s, bool square, uint32_t* ou
   const uint64_t expected = ResidueProduct(WordsResidue(s.a, s.la), WordsResidue(s.b, s.lb));
   return residue == expected ? 0 : kProductCheckFailed;
 }
+
+#else
+
+// Builds without the vector arithmetic never dispatch here (NttReaches is false).
+uint64_t Product(AllocationHeap*, const Shape&, bool, uint32_t*, uint32_t) {
+  FatalAssertion(kImpossibleResult, __func__, "NttAvailable()");
+}
+
+#endif
 
 }  // namespace
 

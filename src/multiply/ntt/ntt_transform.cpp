@@ -93,7 +93,7 @@ const Fields& AllFields() {
   return *fields;
 }
 
-uint32_t BitReverse(uint64_t x, uint32_t bits) {
+[[maybe_unused]] uint32_t BitReverse(uint64_t x, uint32_t bits) {
   uint32_t r = 0;
   for (uint32_t i = 0; i < bits; ++i) r |= static_cast<uint32_t>((x >> i) & 1) << (bits - 1 - i);
   return r;
