@@ -23,8 +23,8 @@ __extension__ typedef unsigned __int128 U128;
 // p = c·2^30 + 1 just below 2^51, each with 3 as a primitive root.
 constexpr uint64_t kPrimes[kPrimeCount] = {0x7fffe40000001, 0x7fff600000001, 0x7fff3c0000001};
 constexpr uint64_t kGenerator = 3;
-// Rows and columns hold at most 2^12 points, so tables of ω_(2·len)^j reach len = 2^11.
-constexpr uint32_t kMaxLogSide = 12;
+// Rows hold at most 2^13 points and columns fewer, so tables of ω_(2·len)^j reach len = 2^12.
+constexpr uint32_t kMaxLogSide = 13;
 constexpr uint64_t kTableSize = uint64_t{1} << kMaxLogSide;
 constexpr uint64_t kTwistEntries = 40;
 
@@ -104,9 +104,12 @@ struct Shape {
   uint32_t logColumns;  // N2: the rows' length, at least 16
 };
 
+// Columns are the strided pass: at most 2^9 of them per row from 2^20 points on, so that a strip
+// of 128 columns (a kilobyte of each row) still fits half the second-level cache; rows take the
+// rest, up to 2^13 points (64 KiB, worked in the second-level cache).
 Shape ShapeFor(uint32_t logPoints) {
   Shape s;
-  s.logColumns = (logPoints + 1) / 2;
+  s.logColumns = std::min<uint32_t>(kMaxLogSide, std::max((logPoints + 1) / 2, logPoints - 9));
   s.logRows = logPoints - s.logColumns;
   return s;
 }
@@ -139,7 +142,7 @@ const PrimeField& Prime(int index) { return AllFields().field[index]; }
 uint64_t RunnerScratchBytes(uint32_t logPoints) {
   const Shape s = ShapeFor(logPoints);
   // A strip of columns, or a row of the second operand.
-  const uint64_t width = std::min(std::clamp<uint64_t>((uint64_t{1} << 16) >> s.logRows, 8, 64),
+  const uint64_t width = std::min(std::clamp<uint64_t>((uint64_t{1} << 16) >> s.logRows, 8, 128),
                                   uint64_t{1} << s.logColumns);
   return std::max(width << s.logRows, uint64_t{1} << s.logColumns) * 8;
 }
@@ -227,16 +230,27 @@ inline void RadixTwo(const Context& c, uint64_t* x, uint64_t* y, Lanes w, Lanes 
   Store(y, b);
 }
 
-// Column transforms on a strip of `width` columns (width / 8 vectors per row), decimation in
-// frequency: every twiddle serves a whole row of the strip.
-void ColumnsForward(const Context& c, uint64_t* strip, uint32_t logRows, uint64_t width) {
-  const uint64_t rows = uint64_t{1} << logRows;
+// Levels len = high, high/2, .., low of a column transform (decimation in frequency) on the
+// rows [0, span) of a strip `width` columns wide: two at a time, one alone first if their count
+// is odd. Every twiddle serves a whole row of the strip.
+void LevelsForward(const Context& c, uint64_t* strip, uint64_t span, uint64_t high, uint64_t low,
+                   uint64_t width) {
   const uint64_t* t = c.tables->forward;
   const uint64_t* ts = c.tables->forwardShoup;
-  uint64_t len = rows / 2;
-  for (; len >= 2; len /= 4) {
+  uint64_t len = high;
+  if ((std::countr_zero(high) - std::countr_zero(low)) % 2 == 0) {
+    for (uint64_t start = 0; start < span; start += 2 * len) {
+      for (uint64_t j = 0; j < len; ++j) {
+        const Lanes w = Broadcast(t[len + j]), s = Broadcast(ts[len + j]);
+        uint64_t* x = strip + width * (start + j);
+        for (uint64_t v = 0; v < width; v += 8) RadixTwo(c, x + v, x + width * len + v, w, s, false);
+      }
+    }
+    len /= 2;
+  }
+  for (; len > low; len /= 4) {
     const uint64_t q = len / 2;
-    for (uint64_t start = 0; start < rows; start += 2 * len) {
+    for (uint64_t start = 0; start < span; start += 2 * len) {
       for (uint64_t j = 0; j < q; ++j) {
         const Lanes w02 = Broadcast(t[len + j]), s02 = Broadcast(ts[len + j]);
         const Lanes w13 = Broadcast(t[len + q + j]), s13 = Broadcast(ts[len + q + j]);
@@ -249,22 +263,16 @@ void ColumnsForward(const Context& c, uint64_t* strip, uint32_t logRows, uint64_
       }
     }
   }
-  if (len == 1) {
-    const Lanes one = Broadcast(t[1]), oneShoup = Broadcast(ts[1]);
-    for (uint64_t start = 0; start < rows; start += 2) {
-      uint64_t* x = strip + width * start;
-      for (uint64_t v = 0; v < width; v += 8) RadixTwo(c, x + v, x + width + v, one, oneShoup, false);
-    }
-  }
 }
 
-void ColumnsInverse(const Context& c, uint64_t* strip, uint32_t logRows, uint64_t width) {
-  const uint64_t rows = uint64_t{1} << logRows;
+// The inverse levels len = low, 2·low, .., high (decimation in time), mirroring LevelsForward.
+void LevelsInverse(const Context& c, uint64_t* strip, uint64_t span, uint64_t low, uint64_t high,
+                   uint64_t width) {
   const uint64_t* t = c.tables->inverse;
   const uint64_t* ts = c.tables->inverseShoup;
-  uint64_t len = 1;
-  for (; 2 * len < rows; len *= 4) {
-    for (uint64_t start = 0; start < rows; start += 4 * len) {
+  uint64_t len = low;
+  for (; len < high; len *= 4) {
+    for (uint64_t start = 0; start < span; start += 4 * len) {
       for (uint64_t j = 0; j < len; ++j) {
         const Lanes w = Broadcast(t[len + j]), s = Broadcast(ts[len + j]);
         const Lanes w02 = Broadcast(t[2 * len + j]), s02 = Broadcast(ts[2 * len + j]);
@@ -277,8 +285,8 @@ void ColumnsInverse(const Context& c, uint64_t* strip, uint32_t logRows, uint64_
       }
     }
   }
-  if (len < rows) {
-    for (uint64_t start = 0; start < rows; start += 2 * len) {
+  if (len == high) {
+    for (uint64_t start = 0; start < span; start += 2 * len) {
       for (uint64_t j = 0; j < len; ++j) {
         const Lanes w = Broadcast(t[len + j]), s = Broadcast(ts[len + j]);
         uint64_t* x = strip + width * (start + j);
@@ -288,25 +296,49 @@ void ColumnsInverse(const Context& c, uint64_t* strip, uint32_t logRows, uint64_
   }
 }
 
+// Rows of a strip that fit the first-level cache together (32 KiB): the levels below them run
+// block by block, depth first, instead of as passes over the whole strip in the second level.
+uint64_t CacheBlockRows(uint64_t rows, uint64_t width) {
+  return std::clamp<uint64_t>((uint64_t{32} << 10) / (8 * width), 2, rows);
+}
+
+// Column transforms on a strip of `width` columns (width / 8 vectors per row).
+void ColumnsForward(const Context& c, uint64_t* strip, uint32_t logRows, uint64_t width) {
+  const uint64_t rows = uint64_t{1} << logRows;
+  const uint64_t block = CacheBlockRows(rows, width);
+  if (block < rows) LevelsForward(c, strip, rows, rows / 2, block, width);
+  for (uint64_t start = 0; start < rows; start += block) {
+    LevelsForward(c, strip + width * start, block, block / 2, 1, width);
+  }
+}
+
+void ColumnsInverse(const Context& c, uint64_t* strip, uint32_t logRows, uint64_t width) {
+  const uint64_t rows = uint64_t{1} << logRows;
+  const uint64_t block = CacheBlockRows(rows, width);
+  for (uint64_t start = 0; start < rows; start += block) {
+    LevelsInverse(c, strip + width * start, block, 1, block / 2, width);
+  }
+  if (block < rows) LevelsInverse(c, strip, rows, block, rows / 2, width);
+}
+
 // The twist of row r, which holds frequency k = bitrev(r) after the columns: column n is
 // multiplied by ω_N^(±k·n). Each row's table holds ω^(k·l) for l < 32 in Montgomery form (four
 // chains of eight lanes, so that the steps do not wait on each other) and the Shoup pair of
 // ω^(32k) that moves every chain on by 32 columns; rows are padded to whole lines.
 
-// Rows first .. end − 1 (in natural order of k) of the table.
+// Rows first .. end − 1 (in natural order of k) of the table, every entry times `factor`.
 void TwistTable(const Context& c, uint32_t logPoints, uint32_t logRows, bool inverse,
-                uint64_t first, uint64_t end, uint64_t* table) {
+                uint64_t factor, uint64_t first, uint64_t end, uint64_t* table) {
   const uint64_t p = c.field->p;
   uint64_t w = PowMod(c.field->root, uint64_t{1} << (kMaxLogPoints - logPoints), p);
   if (inverse) w = PowMod(w, p - 2, p);
-  const uint64_t unMontgomery = PowMod(c.field->montgomery, p - 2, p);
   uint64_t wk = PowMod(w, first, p);
   for (uint64_t k = first; k < end; ++k, wk = MulMod(wk, w, p)) {
     uint64_t* row = table + kTwistEntries * BitReverse(k, logRows);
-    uint64_t x = c.field->montgomery;
+    uint64_t x = MulMod(c.field->montgomery, factor, p);
     for (uint64_t l = 0; l < 8; ++l, x = MulMod(x, wk, p)) row[l] = x;
-    // x is now ω^(8k) in Montgomery form; lanes 8..31 follow eight at a time.
-    const uint64_t step8 = MulMod(x, unMontgomery, p);
+    // x is now factor·ω^(8k) in Montgomery form; lanes 8..31 follow eight at a time.
+    const uint64_t step8 = PowMod(wk, 8, p);
     const Lanes sw = Broadcast(step8), ss = Broadcast(ShoupOf(step8, p));
     for (uint64_t l = 8; l < 32; l += 8) Store(row + l, MulShoup(Load(row + l - 8), sw, ss, c.negP));
     const uint64_t step32 = PowMod(step8, 4, p);
@@ -315,13 +347,14 @@ void TwistTable(const Context& c, uint32_t logPoints, uint32_t logRows, bool inv
   }
 }
 
-// x[0..n) times its row's twist, n a multiple of 32.
-inline void TwistRow(const Context& c, uint64_t* x, uint64_t n, const uint64_t* row) {
+// from[0..n) times its row's twist, into to (which may be from), n a multiple of 32.
+inline void TwistRow(const Context& c, const uint64_t* from, uint64_t* to, uint64_t n,
+                     const uint64_t* row) {
   Lanes root[4] = {Load(row), Load(row + 8), Load(row + 16), Load(row + 24)};
   const Lanes w = Broadcast(row[32]), ws = Broadcast(row[33]);
   for (uint64_t i = 0; i < n; i += 32) {
     for (int q = 0; q < 4; ++q) {
-      Store(x + i + 8 * q, MulMontgomery(Load(x + i + 8 * q), root[q], c.p, c.pInverse));
+      Store(to + i + 8 * q, MulMontgomery(Load(from + i + 8 * q), root[q], c.p, c.pInverse));
       root[q] = MulShoup(root[q], w, ws, c.negP);
     }
   }
@@ -350,12 +383,13 @@ Lanes LoadCoefficients(const Context& c, const Coefficients& source, uint64_t n)
   return Load(limbs);
 }
 
-// Levels len = n/2 .. 16 of a row, two at a time where they pair up.
-void RowLevelsForward(const Context& c, uint64_t* x, uint64_t n) {
+// Levels len = high, high/2, .., low ≥ 16 of rows [0, span) of a row's transform, two at a time
+// where they pair up; the inverse the other way round.
+void RowLevelsForward(const Context& c, uint64_t* x, uint64_t span, uint64_t high, uint64_t low) {
   const Tables& t = *c.tables;
-  uint64_t len = n / 2;
-  if ((std::countr_zero(n) - 4) % 2 == 1) {
-    for (uint64_t start = 0; start < n; start += 2 * len) {
+  uint64_t len = high;
+  if ((std::countr_zero(high) - std::countr_zero(low)) % 2 == 0) {
+    for (uint64_t start = 0; start < span; start += 2 * len) {
       for (uint64_t j = 0; j < len; j += 8) {
         RadixTwo(c, x + start + j, x + start + j + len, Load(t.forward + len + j),
                  Load(t.forwardShoup + len + j), false);
@@ -363,9 +397,9 @@ void RowLevelsForward(const Context& c, uint64_t* x, uint64_t n) {
     }
     len /= 2;
   }
-  for (; len >= 16; len /= 4) {
+  for (; len > low; len /= 4) {
     const uint64_t q = len / 2;
-    for (uint64_t start = 0; start < n; start += 2 * len) {
+    for (uint64_t start = 0; start < span; start += 2 * len) {
       for (uint64_t j = 0; j < q; j += 8) {
         uint64_t* y = x + start + j;
         RadixFourForward(c, y, y + q, y + len, y + len + q, Load(t.forward + len + j),
@@ -377,11 +411,11 @@ void RowLevelsForward(const Context& c, uint64_t* x, uint64_t n) {
   }
 }
 
-void RowLevelsInverse(const Context& c, uint64_t* x, uint64_t n) {
+void RowLevelsInverse(const Context& c, uint64_t* x, uint64_t span, uint64_t low, uint64_t high) {
   const Tables& t = *c.tables;
-  uint64_t len = 16;
-  for (; 2 * len < n; len *= 4) {
-    for (uint64_t start = 0; start < n; start += 4 * len) {
+  uint64_t len = low;
+  for (; len < high; len *= 4) {
+    for (uint64_t start = 0; start < span; start += 4 * len) {
       for (uint64_t j = 0; j < len; j += 8) {
         uint64_t* y = x + start + j;
         RadixFourInverse(c, y, y + len, y + 2 * len, y + 3 * len, Load(t.inverse + len + j),
@@ -391,8 +425,8 @@ void RowLevelsInverse(const Context& c, uint64_t* x, uint64_t n) {
       }
     }
   }
-  if (len < n) {
-    for (uint64_t start = 0; start < n; start += 2 * len) {
+  if (len == high) {
+    for (uint64_t start = 0; start < span; start += 2 * len) {
       for (uint64_t j = 0; j < len; j += 8) {
         RadixTwo(c, x + start + j, x + start + j + len, Load(t.inverse + len + j),
                  Load(t.inverseShoup + len + j), true);
@@ -400,6 +434,10 @@ void RowLevelsInverse(const Context& c, uint64_t* x, uint64_t n) {
     }
   }
 }
+
+// Rows longer than this many points (16 KiB) run their lower levels block by block, each block
+// finished in the first-level cache.
+constexpr uint64_t kRowBlock = 2048;
 
 // The last four levels of a row on pairs of vectors u = x[0..8), v = x[8..16): the len = 8
 // butterfly pairs them whole, then the lanes are regrouped so that every butterfly pairs two
@@ -414,10 +452,9 @@ Lanes Repeat2(const uint64_t* w) {
   return _mm512_broadcast_i64x2(_mm_load_si128(reinterpret_cast<const __m128i*>(w)));
 }
 
-void RowForward(const Context& c, uint64_t* x, uint32_t logColumns) {
+// The last four levels of one block of a row.
+void RowTailForward(const Context& c, uint64_t* x, uint64_t n) {
   const Tables& t = *c.tables;
-  const uint64_t n = uint64_t{1} << logColumns;
-  RowLevelsForward(c, x, n);
   const Lanes w8 = Load(t.forward + 8), w8s = Load(t.forwardShoup + 8);
   const Lanes w4 = Repeat4(t.forward + 4), w4s = Repeat4(t.forwardShoup + 4);
   const Lanes w2 = Repeat2(t.forward + 2), w2s = Repeat2(t.forwardShoup + 2);
@@ -438,9 +475,8 @@ void RowForward(const Context& c, uint64_t* x, uint32_t logColumns) {
   }
 }
 
-void RowInverse(const Context& c, uint64_t* x, uint32_t logColumns) {
+void RowTailInverse(const Context& c, uint64_t* x, uint64_t n) {
   const Tables& t = *c.tables;
-  const uint64_t n = uint64_t{1} << logColumns;
   const Lanes w8 = Load(t.inverse + 8), w8s = Load(t.inverseShoup + 8);
   const Lanes w4 = Repeat4(t.inverse + 4), w4s = Repeat4(t.inverseShoup + 4);
   const Lanes w2 = Repeat2(t.inverse + 2), w2s = Repeat2(t.inverseShoup + 2);
@@ -461,13 +497,32 @@ void RowInverse(const Context& c, uint64_t* x, uint32_t logColumns) {
     Store(x + i, u);
     Store(x + i + 8, v);
   }
-  RowLevelsInverse(c, x, n);
+}
+
+void RowForward(const Context& c, uint64_t* x, uint32_t logColumns) {
+  const uint64_t n = uint64_t{1} << logColumns;
+  const uint64_t block = std::min(n, kRowBlock);
+  if (block < n) RowLevelsForward(c, x, n, n / 2, block);
+  for (uint64_t start = 0; start < n; start += block) {
+    if (block > 16) RowLevelsForward(c, x + start, block, block / 2, 16);
+    RowTailForward(c, x + start, block);
+  }
+}
+
+void RowInverse(const Context& c, uint64_t* x, uint32_t logColumns) {
+  const uint64_t n = uint64_t{1} << logColumns;
+  const uint64_t block = std::min(n, kRowBlock);
+  for (uint64_t start = 0; start < n; start += block) {
+    RowTailInverse(c, x + start, block);
+    if (block > 16) RowLevelsInverse(c, x + start, block, 16, block / 2);
+  }
+  if (block < n) RowLevelsInverse(c, x, n, block, n / 2);
 }
 
 // Strips as wide as keep one in half of the second-level cache (at least a vector): rows of a
 // strip are 2^(k/2) limbs apart, so each visit to a page should bring several lines.
 uint64_t StripWidth(uint32_t logRows, uint32_t logColumns) {
-  return std::min(std::clamp<uint64_t>((uint64_t{1} << 16) >> logRows, 8, 64),
+  return std::min(std::clamp<uint64_t>((uint64_t{1} << 16) >> logRows, 8, 128),
                   uint64_t{1} << logColumns);
 }
 
@@ -524,39 +579,36 @@ void RowsMultiply(const Pass& pass, uint64_t* a, const uint64_t* b, uint64_t sca
   const uint64_t rows = uint64_t{1} << s.logRows;
   const uint64_t columns = uint64_t{1} << s.logColumns;
   const uint64_t p = c.field->p;
-  // scale / N, times 2^52 against the Montgomery product's 2^−52.
+  // The inverse twist also scales by scale / N, times 2^52 against the pointwise Montgomery
+  // product's 2^−52.
   const uint64_t k = MulMod(MulMod(scale, PowMod(uint64_t{1} << pass.logPoints, p - 2, p), p),
                             c.field->montgomery, p);
-  const Lanes kw = Broadcast(k);
-  const Lanes ks = Broadcast(ShoupOf(k, p));
   uint64_t* forwardTwist = pass.twist;
   uint64_t* inverseTwist = pass.twist + kTwistEntries * rows;
   Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
   // As a shared step too: a pause between steps longer than the partner's spin sends it to sleep
   // for the rest of the product.
   RunChunks(runners, rows, [&](uint64_t first, uint64_t end, uint64_t*) {
-    TwistTable(c, pass.logPoints, s.logRows, false, first, end, forwardTwist);
-    TwistTable(c, pass.logPoints, s.logRows, true, first, end, inverseTwist);
+    TwistTable(c, pass.logPoints, s.logRows, false, 1, first, end, forwardTwist);
+    TwistTable(c, pass.logPoints, s.logRows, true, k, first, end, inverseTwist);
   });
   RunChunks(runners, rows, [&](uint64_t first, uint64_t end, uint64_t* rowB) {
     for (uint64_t r = first; r < end; ++r) {
       uint64_t* x = a + r * columns;
       const uint64_t* forward = forwardTwist + kTwistEntries * r;
-      TwistRow(c, x, columns, forward);
+      TwistRow(c, x, x, columns, forward);
       RowForward(c, x, s.logColumns);
       const uint64_t* y = x;
       if (b != a) {
-        for (uint64_t i = 0; i < columns; i += 8) Store(rowB + i, Load(b + r * columns + i));
-        TwistRow(c, rowB, columns, forward);
+        TwistRow(c, b + r * columns, rowB, columns, forward);
         RowForward(c, rowB, s.logColumns);
         y = rowB;
       }
       for (uint64_t i = 0; i < columns; i += 8) {
-        const Lanes prod = MulMontgomery(Load(x + i), Load(y + i), c.p, c.pInverse);
-        Store(x + i, MulShoup(prod, kw, ks, c.negP));
+        Store(x + i, MulMontgomery(Load(x + i), Load(y + i), c.p, c.pInverse));
       }
       RowInverse(c, x, s.logColumns);
-      TwistRow(c, x, columns, inverseTwist + kTwistEntries * r);
+      TwistRow(c, x, x, columns, inverseTwist + kTwistEntries * r);
     }
   });
 }
