@@ -519,6 +519,27 @@ void RowInverse(const Context& c, uint64_t* x, uint32_t logColumns) {
   if (block < n) RowLevelsInverse(c, x, n, block, n / 2);
 }
 
+// Arrays past half the last-level cache are written back from the strips around the caches: the
+// next pass reads them from memory anyway, and a streamed store saves reading each line first.
+constexpr uint32_t kStreamLogPoints = 21;
+
+inline void StoreStrip(uint64_t* to, Lanes x, bool stream) {
+  if (stream) {
+    _mm512_stream_si512(reinterpret_cast<__m512i*>(to), x);
+  } else {
+    Store(to, x);
+  }
+}
+
+// A strip reads a kilobyte or less from each of its rows, far apart: the hardware sees no stream
+// to follow, so the rows a few ahead are asked for explicitly.
+constexpr uint64_t kPrefetchRows = 8;
+
+inline void PrefetchLines(const void* from, uint64_t limbs) {
+  const auto* bytes = static_cast<const char*>(from);
+  for (uint64_t i = 0; i < limbs * 8; i += 64) _mm_prefetch(bytes + i, _MM_HINT_T0);
+}
+
 // Strips as wide as keep one in half of the second-level cache (at least a vector): rows of a
 // strip are 2^(k/2) limbs apart, so each visit to a page should bring several lines.
 uint64_t StripWidth(uint32_t logRows, uint32_t logColumns) {
@@ -552,11 +573,14 @@ void Forward(const Pass& pass, const Coefficients& source, uint64_t* data) {
   const uint64_t columns = uint64_t{1} << s.logColumns;
   const uint64_t width = StripWidth(s.logRows, s.logColumns);
   const uint64_t limbCount = (source.wordCount + 1) / 2;
+  const bool stream = pass.logPoints >= kStreamLogPoints;
   Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
   RunChunks(runners, columns / width,
             [&](uint64_t first, uint64_t end, uint64_t* strip) {
     for (uint64_t column = first * width; column < end * width; column += width) {
       for (uint64_t r = 0; r < rows; ++r) {
+        const uint64_t ahead = (r + kPrefetchRows) * columns + column;
+        if (ahead < limbCount) PrefetchLines(source.words + 2 * ahead, width);
         for (uint64_t v = 0; v < width; v += 8) {
           const uint64_t n = r * columns + column + v;
           Store(strip + width * r + v,
@@ -566,10 +590,12 @@ void Forward(const Pass& pass, const Coefficients& source, uint64_t* data) {
       ColumnsForward(c, strip, s.logRows, width);
       for (uint64_t r = 0; r < rows; ++r) {
         for (uint64_t v = 0; v < width; v += 8) {
-          Store(data + r * columns + column + v, Load(strip + width * r + v));
+          StoreStrip(data + r * columns + column + v, Load(strip + width * r + v), stream);
         }
       }
     }
+    // Streamed stores are weakly ordered: they must be out before the chunk counts as done.
+    if (stream) _mm_sfence();
   });
 }
 
@@ -619,11 +645,13 @@ void InverseColumns(const Pass& pass, uint64_t* a) {
   const uint64_t rows = uint64_t{1} << s.logRows;
   const uint64_t columns = uint64_t{1} << s.logColumns;
   const uint64_t width = StripWidth(s.logRows, s.logColumns);
+  const bool stream = pass.logPoints >= kStreamLogPoints;
   Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
   RunChunks(runners, columns / width,
             [&](uint64_t first, uint64_t end, uint64_t* strip) {
     for (uint64_t column = first * width; column < end * width; column += width) {
       for (uint64_t r = 0; r < rows; ++r) {
+        if (r + kPrefetchRows < rows) PrefetchLines(a + (r + kPrefetchRows) * columns + column, width);
         for (uint64_t v = 0; v < width; v += 8) {
           Store(strip + width * r + v, Load(a + r * columns + column + v));
         }
@@ -631,10 +659,11 @@ void InverseColumns(const Pass& pass, uint64_t* a) {
       ColumnsInverse(c, strip, s.logRows, width);
       for (uint64_t r = 0; r < rows; ++r) {
         for (uint64_t v = 0; v < width; v += 8) {
-          Store(a + r * columns + column + v, Load(strip + width * r + v));
+          StoreStrip(a + r * columns + column + v, Load(strip + width * r + v), stream);
         }
       }
     }
+    if (stream) _mm_sfence();
   });
 }
 
