@@ -342,12 +342,14 @@ struct DispatchCase {
   // operand's length but not of the whole product's, which the FFT then takes in pieces.
   uint64_t shortWords = 0;
   uint64_t tableWords = 0;  // the FFT tables prepared, for operands of this length (0: n)
+  bool ntt = false;         // the number-theoretic transforms take it, where this build has them
 };
 
 class MultiplyDispatch : public ::testing::TestWithParam<DispatchCase> {};
 
-// Only a product the hybrid transform takes meets its injected fault; either way it is GMP's.
-TEST_P(MultiplyDispatch, TheHybridTransformTakesOverBeyondTheTablesOrInASmallHeap) {
+// Only a product the hybrid or the number-theoretic transforms take meets the injected fault;
+// either way it is GMP's.
+TEST_P(MultiplyDispatch, TheLargeTransformsTakeOverBeyondTheTablesOrInASmallHeap) {
   const DispatchCase& c = GetParam();
   PrepareFftTables(c.tableWords != 0 ? c.tableWords : c.n);
   AllocationHeap heap;
@@ -377,7 +379,8 @@ TEST_P(MultiplyDispatch, TheHybridTransformTakesOverBeyondTheTablesOrInASmallHea
   InjectLargeFaults(0);
   const std::string what =
       std::to_string(c.n) + (c.square ? " square" : "") + " T=" + std::to_string(c.threads);
-  EXPECT_EQ(capture.text(), c.hybrid ? test::RecoveryText(1) : "") << what;
+  const bool large = c.hybrid || (c.ntt && NttAvailable());
+  EXPECT_EQ(capture.text(), large ? test::RecoveryText(1) : "") << what;
   EXPECT_TRUE(WordsOf(out) == test::GmpProduct(a, b)) << what;
   BigIntRelease(out);
   BigIntRelease(y);
@@ -385,12 +388,17 @@ TEST_P(MultiplyDispatch, TheHybridTransformTakesOverBeyondTheTablesOrInASmallHea
   if (at != nullptr) HeapDestroy(&heap);
 }
 
+// Either side of the hybrid transform's and the number-theoretic transforms' thresholds (1,100,000
+// product words on one or two threads, none on four), tables that stop short, small heaps.
 INSTANTIATE_TEST_SUITE_P(
     Thresholds, MultiplyDispatch,
-    ::testing::Values(DispatchCase{kHybridMinWords - 1, false, 1, false, false},
-                      DispatchCase{kHybridMinWords, true, 1, false, false},
-                      DispatchCase{kHybridMinWords - 1, true, 0, false, false},
-                      DispatchCase{kHybridMinWords, false, 0, false, false},
+    ::testing::Values(DispatchCase{kHybridMinWords - 1, false, 1, false, false, 0, 0, true},
+                      DispatchCase{kHybridMinWords, true, 1, false, false, 0, 0, true},
+                      DispatchCase{kHybridMinWords - 1, true, 0, false, false, 0, 0, true},
+                      DispatchCase{kHybridMinWords, false, 0, false, false, 0, 0, true},
+                      DispatchCase{kHybridMinWords - 1, false, 2, false, false},
+                      DispatchCase{540000, false, 0, false, false},
+                      DispatchCase{560000, true, 1, false, false, 0, 0, true},
                       DispatchCase{kHybridMinWords, false, 0, true, false, 0, kHybridMinWords / 2},
                       DispatchCase{kHybridMinWords, true, 1, true, false, 0, kHybridMinWords / 2},
                       DispatchCase{kHybridMinWords, true, 0, true, true},
