@@ -1,6 +1,7 @@
-// Long hybrid transform checks (CTest label long): products and squares up to 4,000,000 words,
-// balanced and rectangular, truncated, on one to four threads, and table rows up to an
-// 8,400,000-word product at their exact capacity.
+// Long checks of the large-product transforms (CTest label long): hybrid products and squares up
+// to 4,000,000 words, balanced and rectangular, truncated, on one to four threads, and its table
+// rows up to an 8,400,000-word product at their exact capacity; number-theoretic products up to
+// their largest transform, whose all-ones coefficients come closest to the primes' product.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -17,27 +18,41 @@ namespace {
 using test::Fill;
 using test::Words;
 
-TEST(HybridLongTest, LargeProductsAgreeWithGmp) {
+TEST(LargeProductLongTest, AgreeWithGmp) {
+  using P = test::ProductPath;
   struct Case {
+    P path;
     uint64_t la;
     uint64_t lb;  // 0: square
     uint64_t t;
     uint32_t threads;
+    bool allOnes = false;  // both operands all ones, else a random or all-ones a beside a sparse b
   };
   const Case cases[] = {
-      {1000000, 1000000, 0, 0},  {1000000, 0, 0, 1},         {2500000, 600000, 0, 2},
-      {4000000, 4000000, 0, 0},  {4000000, 4000000, 0, 2},   {4000000, 0, 0, 1},
-      {4000000, 1000000, 3000000, 1}, {3999999, 0, 4000000, 2},
+      {P::kHybrid, 1000000, 1000000, 0, 0},
+      {P::kHybrid, 1000000, 0, 0, 1},
+      {P::kHybrid, 2500000, 600000, 0, 2},
+      {P::kHybrid, 4000000, 4000000, 0, 0},
+      {P::kHybrid, 4000000, 4000000, 0, 2},
+      {P::kHybrid, 4000000, 0, 0, 1},
+      {P::kHybrid, 4000000, 1000000, 3000000, 1},
+      {P::kHybrid, 3999999, 0, 4000000, 2},
+      {P::kNtt, 1 << 24, 1 << 24, 0, 0, true},
+      {P::kNtt, (1 << 24) - 1, 0, 0, 1, true},
+      {P::kNtt, 5000001, 4300000, 0, 1},
+      {P::kNtt, 4500000, 0, 4000000, 0},
   };
   std::mt19937_64 rng(test::TestSeed() + 21);
   for (const Case& c : cases) {
-    const Words a = test::Operand(rng, c.la, c.la % 2 ? Fill::kAllOnes : Fill::kRandom);
+    const Words a =
+        test::Operand(rng, c.la, c.allOnes || c.la % 2 ? Fill::kAllOnes : Fill::kRandom);
     if (c.lb == 0) {
-      test::CheckProduct(test::ProductPath::kHybrid, a, nullptr, c.t, c.threads, "square");
+      test::CheckProduct(c.path, a, nullptr, c.t, c.threads, "square");
     } else {
-      const Words b = test::Operand(rng, c.lb, Fill::kSparse);
-      test::CheckProduct(test::ProductPath::kHybrid, a, &b, c.t, c.threads, "product");
+      const Words b = test::Operand(rng, c.lb, c.allOnes ? Fill::kAllOnes : Fill::kSparse);
+      test::CheckProduct(c.path, a, &b, c.t, c.threads, "product");
     }
+    if (HasFatalFailure() || IsSkipped()) return;
   }
 }
 

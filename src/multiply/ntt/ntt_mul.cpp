@@ -81,8 +81,8 @@ std::atomic<uint32_t> gFaultsLeft{0};
 
 using ntt::Lanes;
 
-// Coefficients of a·b with n = min(limbs of a, b) ≤ 2^23 terms are below 2^151, a quarter of the
-// primes' product P > 2^152.99; the reconstruction relies on that quarter.
+// Coefficients of a·b with n = min(limbs of a, b) ≤ 2^23 terms are below 2^151, about a quarter
+// of the primes' product P > 2^152.99; the reconstruction needs them below three quarters.
 struct Crt {
   uint64_t cofactor[kPrimeCount][2];  // P / p_j
   uint64_t scale[kPrimeCount];        // (P / p_j)^−1 mod p_j
@@ -124,8 +124,9 @@ constexpr uint64_t kResidueModulus = (uint64_t{1} << 61) - 1;
 uint64_t FoldResidue(uint64_t x) { return (x & kResidueModulus) + (x >> 61); }
 
 // The coefficients' limbs, eight at a time: y_j reduced below p_j, c = Σ y_j·(P / p_j) − k·P in
-// 52-bit columns, k from the same sum over p_j in floating point (its fraction, c / P, is below a
-// quarter, so adding a quarter makes the truncation safe), then the columns as three 64-bit limbs.
+// 52-bit columns, k from the same sum over p_j in floating point (k plus c / P, which is a quarter
+// at most, so adding a quarter keeps the truncation clear of both integers), then the columns as
+// three 64-bit limbs.
 struct CrtLanes {
   Lanes p[kPrimeCount];
   Lanes cofactor[kPrimeCount][2];
