@@ -1,6 +1,7 @@
 // The three transforms per prime (two forward, one inverse, the pointwise product inside the row
-// pass), then the Chinese remainder theorem and the carries in one pass over the coefficients.
-// Cost: 9 transforms of N points; memory 32N bytes (24N for a square).
+// pass), then the Chinese remainder theorem over the coefficients and one pass of carries.
+// Cost: 9 transforms of N points (6 for a square), and 9 of N/2 or fewer for the short
+// convolution where there is one; memory 32N bytes (24N for a square) and 24 per short point.
 #include "multiply/ntt/ntt_mul.hpp"
 
 #include <algorithm>

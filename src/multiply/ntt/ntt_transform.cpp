@@ -1,24 +1,20 @@
-// The four-step transform. Cost per point and level: one butterfly of 3 multiply-adds on 8 lanes;
-// the twist adds 7 per 8 points. Memory: the columns are copied a strip of 8 at a time into
-// scratch (rows are 2^(k/2) limbs apart, a power of two that would map a strip onto a handful of
-// cache sets), the rows are worked in place.
+// The four-step transform. Cost per point and level: half a butterfly of 3 multiply-adds on 8
+// lanes; the twist adds 7 per 8 points. Memory: the columns are copied a strip of up to 128 at a
+// time into scratch (their rows are a power of two apart, which would map a strip onto a handful
+// of cache sets), the rows are worked in place.
 #include "multiply/ntt/ntt_transform.hpp"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <functional>
 #include <bit>
-#include <mutex>
-#include <vector>
+#include <functional>
 
 #include "multiply/ntt/ntt_lanes.hpp"
 #include "runtime/threads.hpp"
 
 namespace zx::ntt {
 namespace {
-
-__extension__ typedef unsigned __int128 U128;
 
 // p = c·2^30 + 1 just below 2^51, each with 3 as a primitive root.
 constexpr uint64_t kPrimes[kPrimeCount] = {0x7fffe40000001, 0x7fff600000001, 0x7fff3c0000001};
@@ -51,8 +47,15 @@ struct Tables {
   alignas(64) uint64_t inverseShoup[kTableSize];
 };
 
+// floor(w·2^52 / p) for w < p: estimated in doubles (within a unit or two), then corrected on the
+// remainder w·2^52 − q·p, which stays small enough to form modulo 2^64. A division of 128 bits
+// would take most of the time of the twist tables built for every product.
 uint64_t ShoupOf(uint64_t w, uint64_t p) {
-  return static_cast<uint64_t>((static_cast<U128>(w) << 52) / p);
+  auto q = static_cast<uint64_t>(static_cast<double>(w) * (0x1p52 / static_cast<double>(p)));
+  auto r = static_cast<int64_t>((w << 52) - q * p);
+  for (; r < 0; --q) r += static_cast<int64_t>(p);
+  for (; r >= static_cast<int64_t>(p); ++q) r -= static_cast<int64_t>(p);
+  return q;
 }
 
 void FillTables(const PrimeField& f, Tables* t) {
@@ -93,15 +96,9 @@ const Fields& AllFields() {
   return *fields;
 }
 
-[[maybe_unused]] uint32_t BitReverse(uint64_t x, uint32_t bits) {
-  uint32_t r = 0;
-  for (uint32_t i = 0; i < bits; ++i) r |= static_cast<uint32_t>((x >> i) & 1) << (bits - 1 - i);
-  return r;
-}
-
 struct Shape {
   uint32_t logRows;     // N1: the column transforms' length
-  uint32_t logColumns;  // N2: the rows' length, at least 16
+  uint32_t logColumns;  // N2: the rows' length, at least 32
 };
 
 // Columns are the strided pass: at most 2^9 of them per row from 2^20 points on, so that a strip
@@ -112,6 +109,13 @@ Shape ShapeFor(uint32_t logPoints) {
   s.logColumns = std::min<uint32_t>(kMaxLogSide, std::max((logPoints + 1) / 2, logPoints - 9));
   s.logRows = logPoints - s.logColumns;
   return s;
+}
+
+// Strips as wide as keep one in half of the second-level cache (at least a vector): each visit to
+// a row should bring several lines.
+uint64_t StripWidth(const Shape& s) {
+  return std::min(std::clamp<uint64_t>((uint64_t{1} << 16) >> s.logRows, 8, 128),
+                  uint64_t{1} << s.logColumns);
 }
 
 }  // namespace
@@ -142,9 +146,7 @@ const PrimeField& Prime(int index) { return AllFields().field[index]; }
 uint64_t RunnerScratchBytes(uint32_t logPoints) {
   const Shape s = ShapeFor(logPoints);
   // A strip of columns, or a row of the second operand.
-  const uint64_t width = std::min(std::clamp<uint64_t>((uint64_t{1} << 16) >> s.logRows, 8, 128),
-                                  uint64_t{1} << s.logColumns);
-  return std::max(width << s.logRows, uint64_t{1} << s.logColumns) * 8;
+  return std::max(StripWidth(s) << s.logRows, uint64_t{1} << s.logColumns) * 8;
 }
 
 void ForChunks(SharedSteps* shared, uint64_t count,
@@ -175,6 +177,12 @@ struct Context {
   const Tables* tables;
   const PrimeField* field;
 };
+
+uint32_t BitReverse(uint64_t x, uint32_t bits) {
+  uint32_t r = 0;
+  for (uint32_t i = 0; i < bits; ++i) r |= static_cast<uint32_t>((x >> i) & 1) << (bits - 1 - i);
+  return r;
+}
 
 Context ContextFor(int index) {
   const Fields& all = AllFields();
@@ -540,13 +548,6 @@ inline void PrefetchLines(const void* from, uint64_t limbs) {
   for (uint64_t i = 0; i < limbs * 8; i += 64) _mm_prefetch(bytes + i, _MM_HINT_T0);
 }
 
-// Strips as wide as keep one in half of the second-level cache (at least a vector): rows of a
-// strip are 2^(k/2) limbs apart, so each visit to a page should bring several lines.
-uint64_t StripWidth(uint32_t logRows, uint32_t logColumns) {
-  return std::min(std::clamp<uint64_t>((uint64_t{1} << 16) >> logRows, 8, 128),
-                  uint64_t{1} << logColumns);
-}
-
 // Each runner (the caller, the partner) takes one of two scratch blocks for a chunk's duration.
 struct Runners {
   SharedSteps* shared;
@@ -571,7 +572,7 @@ void Forward(const Pass& pass, const Coefficients& source, uint64_t* data) {
   const Shape s = ShapeFor(pass.logPoints);
   const uint64_t rows = uint64_t{1} << s.logRows;
   const uint64_t columns = uint64_t{1} << s.logColumns;
-  const uint64_t width = StripWidth(s.logRows, s.logColumns);
+  const uint64_t width = StripWidth(s);
   const uint64_t limbCount = (source.wordCount + 1) / 2;
   const bool stream = pass.logPoints >= kStreamLogPoints;
   Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
@@ -644,7 +645,7 @@ void InverseColumns(const Pass& pass, uint64_t* a) {
   const Shape s = ShapeFor(pass.logPoints);
   const uint64_t rows = uint64_t{1} << s.logRows;
   const uint64_t columns = uint64_t{1} << s.logColumns;
-  const uint64_t width = StripWidth(s.logRows, s.logColumns);
+  const uint64_t width = StripWidth(s);
   const bool stream = pass.logPoints >= kStreamLogPoints;
   Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
   RunChunks(runners, columns / width,

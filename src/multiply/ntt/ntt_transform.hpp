@@ -1,7 +1,7 @@
 // Number-theoretic transforms of N = 2^k points modulo one of three primes below 2^51, as
 // N1 × N2 matrices (four-step): columns first, a strip at a time across the vector lanes, then
-// the rows, each twisted by ω^(row·column) and transformed in the first-level cache. Outputs are in a
-// fixed scrambled order that the inverse undoes, which is all a convolution needs.
+// the rows, each twisted by ω^(row·column) and transformed in cache. Outputs are in a fixed
+// scrambled order that the inverse undoes, which is all a convolution needs.
 #pragma once
 
 #include <cstdint>
