@@ -285,6 +285,29 @@ void CarrySegment(Carry& carry, const uint64_t* c0, const uint64_t* c1, const ui
   }
 }
 
+// Limbs first .. end − 1 of the product, through the three places the coefficients' limbs lie
+// and the zero limbs above the last coefficient.
+void CarryRange(Carry& carry, const Residues& r, uint64_t coefficients, uint64_t first,
+                uint64_t end, uint64_t productWords, uint64_t t, uint32_t* out) {
+  const uint64_t bounds[4] = {0, std::min(coefficients, r.wrapLimbs),
+                              std::min(coefficients, r.points), coefficients};
+  for (int k = 0; k < 3; ++k) {
+    const uint64_t from = std::max(first, bounds[k]);
+    const uint64_t to = std::min(end, bounds[k + 1]);
+    if (from < to) {
+      CarrySegment(carry, LimbsAt(r, 0, from), LimbsAt(r, 1, from), LimbsAt(r, 2, from), from, to,
+                   productWords, t, out);
+    }
+  }
+  const uint64_t zeros[1] = {};
+  for (uint64_t i = std::max(first, coefficients); i < end; ++i) {
+    CarrySegment(carry, zeros, zeros, zeros, i, i + 1, productWords, t, out);
+  }
+}
+
+// Below this many limbs the carries are not worth a handover.
+constexpr uint64_t kShareMinLimbs = uint64_t{1} << 16;
+
 // The coefficients, the carries between them, and the words from t on into out; returns the
 // whole product's residue modulo 2^61 − 1. The coefficients past N go first, while the residues
 // they read are still in place.
@@ -305,22 +328,29 @@ uint64_t Recombine(const Residues& r, uint64_t coefficients, uint64_t productWor
     for (const uint64_t part : step) residue = FoldResidue(residue + part);
   }
 
-  Carry carry;
-  const uint64_t low = std::min(coefficients, r.wrapLimbs);
-  const uint64_t middle = std::min(coefficients, r.points);
-  const uint64_t high = coefficients;
-  auto segment = [&](uint64_t first, uint64_t end) {
-    if (first < end) {
-      CarrySegment(carry, LimbsAt(r, 0, first), LimbsAt(r, 1, first), LimbsAt(r, 2, first),
-                   first, end, productWords, t, out);
+  const uint64_t limbs = (productWords + 1) / 2;
+  // With the partner, the limbs from `split` on are carried at the same time from a zero carry,
+  // then the first part's carry is added in; the split keeps that second part within the words
+  // kept, where the addition can be made.
+  const uint64_t split = std::max(limbs / 2, (t + 1) / 2);
+  if (shared == nullptr || shared->partner == nullptr || split + 2 >= limbs ||
+      limbs < kShareMinLimbs) {
+    Carry carry;
+    CarryRange(carry, r, coefficients, 0, limbs, productWords, t, out);
+  } else {
+    Carry carries[2];
+    ntt::ForChunks(shared, 2, [&](uint32_t part, uint64_t, uint64_t) {
+      CarryRange(carries[part], r, coefficients, part == 0 ? 0 : split, part == 0 ? split : limbs,
+                 productWords, t, out);
+    });
+    U128 add = (static_cast<U128>(carries[0].pending[1]) << 64) | carries[0].pending[0];
+    uint64_t carry = 0;
+    for (uint64_t word = 2 * split; (add != 0 || carry != 0) && word < productWords; ++word) {
+      const uint64_t sum = uint64_t{out[word - t]} + static_cast<uint32_t>(add) + carry;
+      out[word - t] = static_cast<uint32_t>(sum);
+      carry = sum >> 32;
+      add >>= 32;
     }
-  };
-  segment(0, low);
-  segment(low, middle);
-  segment(middle, high);
-  const uint64_t zeros[2] = {};
-  for (uint64_t i = coefficients; i < (productWords + 1) / 2; ++i) {
-    CarrySegment(carry, zeros, zeros, zeros, i, i + 1, productWords, t, out);
   }
   residue = FoldResidue(residue);
   return residue >= kResidueModulus ? residue - kResidueModulus : residue;
