@@ -22,13 +22,13 @@ using ntt::kPrimeCount;
 __extension__ typedef unsigned __int128 U128;
 
 // The transform lengths of a product of M coefficients: N = 2^k ≥ M, or, where M exceeds a power
-// of two N by little, the cyclic convolution of length N (whose first r = M − N coefficients are
-// c_i + c_(N+i)) beside the exact first r coefficients from the operands' low r limbs, on a
-// transform of N' ≥ 2r points: N + N' points instead of 2N.
+// of two N by r ≤ N/2, the cyclic convolution of length N (whose first r coefficients are
+// c_i + c_(N+i)) beside the product modulo x^L − g for a power of two L ≥ r, which separates the
+// wrapped ones: N + L points instead of 2N.
 struct Plan {
   uint32_t logPoints = 0;
-  uint64_t wrapLimbs = 0;  // r, a multiple of 8, or 0
-  uint32_t logWrap = 0;    // N'
+  uint64_t wrapLimbs = 0;  // r, or 0
+  uint32_t logWrap = 0;    // L
 };
 
 struct Shape {
@@ -50,8 +50,9 @@ Plan PlanFor(uint64_t la, uint64_t lb) {
   if (plan.logPoints <= ntt::kMinLogPoints || (la + 1) / 2 > half || (lb + 1) / 2 > half) {
     return plan;
   }
-  const uint64_t wrap = (coefficients - half + 7) / 8 * 8;
-  const uint32_t logWrap = std::max<uint32_t>(ntt::kMinLogPoints, std::bit_width(2 * wrap - 2));
+  const uint64_t wrap = coefficients - half;
+  // Eight more: the last group of eight coefficients past N reads that far.
+  const uint32_t logWrap = std::max<uint32_t>(ntt::kMinLogPoints, std::bit_width(wrap + 7));
   if (logWrap + 2 > plan.logPoints) return plan;
   plan.logPoints -= 1;
   plan.wrapLimbs = wrap;
@@ -202,10 +203,10 @@ void CrtEight(const CrtLanes& v, const Lanes (&residues)[kPrimeCount], uint64_t*
   residue = _mm512_add_epi64(_mm512_and_si512(sum, m), _mm512_srli_epi64(sum, 61));
 }
 
-// Where coefficients come from: c_i for i < r from the short convolution, for r ≤ i < N from the
-// cyclic one, and c_(N+i) = d_i − c_i. Their limbs then take the place of residues no longer
-// read: c_i's (i < N) its own slots, c_(N+i)'s the short convolution's slots r + i, which it
-// never fills (it has at least 2r points).
+// Where coefficients come from: with q_i = c_(N+i) (i < r, 0 up to L) from the product modulo
+// x^L − g, c_i = d_i − q_i for i < r, c_i = d_i for r ≤ i < N from the cyclic convolution d, and
+// c_(N+i) = q_i. Their limbs then take the place of the residues: c_i's (i < N) in the cyclic
+// arrays, c_(N+i)'s in the short ones, which are read last.
 struct Residues {
   uint64_t* cyclic[kPrimeCount];
   uint64_t* wrap[kPrimeCount];
@@ -214,24 +215,19 @@ struct Residues {
 };
 
 uint64_t* LimbsAt(const Residues& r, int l, uint64_t i) {
-  if (i < r.wrapLimbs) return r.wrap[l] + i;
-  if (i < r.points) return r.cyclic[l] + i;
-  return r.wrap[l] + r.wrapLimbs + (i - r.points);
+  return i < r.points ? r.cyclic[l] + i : r.wrap[l] + (i - r.points);
 }
 
 // Coefficients i .. i + 7 modulo each prime, each in [0, 2p).
 void ResiduesAt(const Residues& r, const CrtLanes& v, uint64_t i, Lanes (&y)[kPrimeCount]) {
   for (int j = 0; j < kPrimeCount; ++j) {
-    if (i < r.wrapLimbs) {
-      y[j] = ntt::Load(r.wrap[j] + i);
-    } else if (i < r.points) {
-      y[j] = ntt::Load(r.cyclic[j] + i);
+    if (i >= r.points) {
+      y[j] = ntt::Load(r.wrap[j] + (i - r.points));
+    } else if (i < r.wrapLimbs) {
+      y[j] = ntt::SubMod(ntt::Load(r.cyclic[j] + i), ntt::Load(r.wrap[j] + i),
+                         _mm512_add_epi64(v.p[j], v.p[j]));
     } else {
-      const uint64_t k = i - r.points;
-      const Lanes twoP = _mm512_add_epi64(v.p[j], v.p[j]);
-      const Lanes d = _mm512_sub_epi64(_mm512_add_epi64(ntt::Load(r.cyclic[j] + k), twoP),
-                                       ntt::Load(r.wrap[j] + k));
-      y[j] = ntt::ReduceBelow(d, twoP);
+      y[j] = ntt::Load(r.cyclic[j] + i);
     }
   }
 }
@@ -285,13 +281,12 @@ void CarrySegment(Carry& carry, const uint64_t* c0, const uint64_t* c1, const ui
   }
 }
 
-// Limbs first .. end − 1 of the product, through the three places the coefficients' limbs lie
-// and the zero limbs above the last coefficient.
+// Limbs first .. end − 1 of the product, through the two places the coefficients' limbs lie and
+// the zero limbs above the last coefficient.
 void CarryRange(Carry& carry, const Residues& r, uint64_t coefficients, uint64_t first,
                 uint64_t end, uint64_t productWords, uint64_t t, uint32_t* out) {
-  const uint64_t bounds[4] = {0, std::min(coefficients, r.wrapLimbs),
-                              std::min(coefficients, r.points), coefficients};
-  for (int k = 0; k < 3; ++k) {
+  const uint64_t bounds[3] = {0, std::min(coefficients, r.points), coefficients};
+  for (int k = 0; k < 2; ++k) {
     const uint64_t from = std::max(first, bounds[k]);
     const uint64_t to = std::min(end, bounds[k + 1]);
     if (from < to) {
@@ -309,19 +304,19 @@ void CarryRange(Carry& carry, const Residues& r, uint64_t coefficients, uint64_t
 constexpr uint64_t kShareMinLimbs = uint64_t{1} << 16;
 
 // The coefficients, the carries between them, and the words from t on into out; returns the
-// whole product's residue modulo 2^61 − 1. The coefficients past N go first, while the residues
-// they read are still in place.
+// whole product's residue modulo 2^61 − 1. The coefficients below N go first, while the short
+// convolution's residues they read are still in place.
 uint64_t Recombine(const Residues& r, uint64_t coefficients, uint64_t productWords, uint64_t t,
                    uint32_t* out, SharedSteps* shared) {
   const CrtLanes lanes = CrtLanesFor(CrtConstants());
   const uint64_t groups = (coefficients + 7) / 8;
   const uint64_t lowGroups = std::min(groups, r.points / 8);
   uint64_t parts[2][ntt::kMaxChunks] = {};
-  ntt::ForChunks(shared, groups - lowGroups, [&](uint32_t chunk, uint64_t first, uint64_t end) {
-    parts[0][chunk] = CrtRange(r, lanes, 8 * (lowGroups + first), 8 * (lowGroups + end));
-  });
   ntt::ForChunks(shared, lowGroups, [&](uint32_t chunk, uint64_t first, uint64_t end) {
-    parts[1][chunk] = CrtRange(r, lanes, 8 * first, 8 * end);
+    parts[0][chunk] = CrtRange(r, lanes, 8 * first, 8 * end);
+  });
+  ntt::ForChunks(shared, groups - lowGroups, [&](uint32_t chunk, uint64_t first, uint64_t end) {
+    parts[1][chunk] = CrtRange(r, lanes, 8 * (lowGroups + first), 8 * (lowGroups + end));
   });
   uint64_t residue = 0;
   for (const auto& step : parts) {
@@ -377,6 +372,37 @@ void Convolve(const ntt::Coefficients& a, const ntt::Coefficients& b, bool squar
   }
 }
 
+// q_i = c_(N+i) modulo every prime into r.wrap: with θ of order 2N and g = θ^L, the product modulo
+// x^L − g is a cyclic convolution of the operands folded modulo x^L − g and weighted by θ^i, and
+// since x^N − 1 ≡ g^(N/L) − 1 = −2 there, q = (c mod (x^L − g) − d mod (x^L − g)) / −2.
+void WrappedCoefficients(const Shape& s, bool square, const Residues& r, uint64_t* other,
+                         const Work& work, uint32_t logWrap) {
+  const Crt& crt = CrtConstants();
+  const uint64_t length = uint64_t{1} << logWrap;
+  const auto logPoints = static_cast<uint32_t>(std::countr_zero(r.points));
+  for (int j = 0; j < kPrimeCount; ++j) {
+    const uint64_t p = ntt::Prime(j).p;
+    const uint64_t theta = ntt::RootOfOrder(j, logPoints + 1);
+    const uint64_t g = ntt::PowMod(theta, length, p);
+    const uint64_t minusHalf = ntt::PowMod(p - 2, p - 2, p);  // (−2)^−1
+    const ntt::Pass pass{j, logWrap, {work.scratch[0], work.scratch[1]}, work.twist, work.shared};
+    uint64_t* const q = r.wrap[j];
+    ntt::Fold(j, {s.a, s.la}, q, length, g, 1, false, work.shared);
+    ntt::MultiplyByPowers(j, q, length, theta, 1, work.shared);
+    ntt::Forward(pass, {.residues = q, .residueCount = length}, q);
+    if (!square) {
+      ntt::Fold(j, {s.b, s.lb}, other, length, g, 1, false, work.shared);
+      ntt::MultiplyByPowers(j, other, length, theta, 1, work.shared);
+      ntt::Forward(pass, {.residues = other, .residueCount = length}, other);
+    }
+    ntt::RowsMultiply(pass, q, square ? q : other, crt.scale[j]);
+    ntt::InverseColumns(pass, q);
+    ntt::MultiplyByPowers(j, q, length, ntt::PowMod(theta, p - 2, p), minusHalf, work.shared);
+    ntt::Fold(j, {.residues = r.cyclic[j], .residueCount = r.points}, q, length, g, p - minusHalf, true,
+              work.shared);
+  }
+}
+
 // Below this many points the partner's handovers cost more than its help.
 constexpr uint32_t kShareMinLogPoints = 15;
 
@@ -405,11 +431,7 @@ uint64_t Product(AllocationHeap* heap, const Shape& s, bool square, uint32_t* ou
     work.shared = &steps;
   }
   Convolve({s.a, s.la}, {s.b, s.lb}, square, plan.logPoints, r.cyclic, other, work);
-  if (plan.wrapLimbs != 0) {
-    const uint64_t lowWords = 2 * plan.wrapLimbs;
-    Convolve({s.a, std::min(s.la, lowWords)}, {s.b, std::min(s.lb, lowWords)}, square,
-             plan.logWrap, r.wrap, other, work);
-  }
+  if (plan.wrapLimbs != 0) WrappedCoefficients(s, square, r, other, work, plan.logWrap);
   if (TakePlantedFault(gFaultsLeft)) r.cyclic[0][0] ^= 1;
   const uint64_t residue =
       Recombine(r, CoefficientsOf(s.la, s.lb), s.la + s.lb, s.t, out, work.shared);

@@ -573,7 +573,8 @@ void Forward(const Pass& pass, const Coefficients& source, uint64_t* data) {
   const uint64_t rows = uint64_t{1} << s.logRows;
   const uint64_t columns = uint64_t{1} << s.logColumns;
   const uint64_t width = StripWidth(s);
-  const uint64_t limbCount = (source.wordCount + 1) / 2;
+  const uint64_t limbCount =
+      source.residues != nullptr ? source.residueCount : (source.wordCount + 1) / 2;
   const bool stream = pass.logPoints >= kStreamLogPoints;
   Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
   RunChunks(runners, columns / width,
@@ -581,11 +582,20 @@ void Forward(const Pass& pass, const Coefficients& source, uint64_t* data) {
     for (uint64_t column = first * width; column < end * width; column += width) {
       for (uint64_t r = 0; r < rows; ++r) {
         const uint64_t ahead = (r + kPrefetchRows) * columns + column;
-        if (ahead < limbCount) PrefetchLines(source.words + 2 * ahead, width);
+        if (ahead < limbCount) {
+          PrefetchLines(source.residues != nullptr
+                            ? static_cast<const void*>(source.residues + ahead)
+                            : static_cast<const void*>(source.words + 2 * ahead),
+                        width);
+        }
         for (uint64_t v = 0; v < width; v += 8) {
           const uint64_t n = r * columns + column + v;
-          Store(strip + width * r + v,
-                n < limbCount ? LoadCoefficients(c, source, n) : _mm512_setzero_si512());
+          Lanes x = _mm512_setzero_si512();
+          if (n < limbCount) {
+            x = source.residues != nullptr ? Load(source.residues + n)
+                                           : LoadCoefficients(c, source, n);
+          }
+          Store(strip + width * r + v, x);
         }
       }
       ColumnsForward(c, strip, s.logRows, width);
@@ -668,6 +678,52 @@ void InverseColumns(const Pass& pass, uint64_t* a) {
   });
 }
 
+void Fold(int prime, const Coefficients& source, uint64_t* out, uint64_t n, uint64_t g,
+          uint64_t factor, bool accumulate, SharedSteps* shared) {
+  const Context c = ContextFor(prime);
+  const uint64_t p = c.field->p;
+  const uint64_t count =
+      source.residues != nullptr ? source.residueCount : (source.wordCount + 1) / 2;
+  ForChunks(shared, n / 8, [&](uint32_t, uint64_t first, uint64_t end) {
+    uint64_t weight = factor % p;  // factor·g^j
+    for (uint64_t block = 0; block * n < count || (block == 0 && !accumulate);
+         ++block, weight = MulMod(weight, g, p)) {
+      const Lanes w = Broadcast(weight), ws = Broadcast(ShoupOf(weight, p));
+      for (uint64_t v = first; v < end; ++v) {
+        const uint64_t i = block * n + 8 * v;
+        Lanes x = _mm512_setzero_si512();
+        if (i < count) {
+          x = source.residues != nullptr ? Load(source.residues + i)
+                                         : LoadCoefficients(c, source, i);
+        }
+        Lanes sum = MulShoup(x, w, ws, c.negP);
+        if (block > 0 || accumulate) sum = ReduceBelow(_mm512_add_epi64(sum, Load(out + 8 * v)), c.twoP);
+        Store(out + 8 * v, sum);
+      }
+    }
+  });
+}
+
+void MultiplyByPowers(int prime, uint64_t* data, uint64_t n, uint64_t root, uint64_t factor,
+                      SharedSteps* shared) {
+  const Context c = ContextFor(prime);
+  const uint64_t p = c.field->p;
+  ForChunks(shared, n / 32, [&](uint32_t, uint64_t first, uint64_t end) {
+    // The twist's row layout: root^l for l < 32 in Montgomery form, then root^32's Shoup pair.
+    alignas(64) uint64_t row[kTwistEntries];
+    uint64_t x = MulMod(MulMod(c.field->montgomery, factor % p, p), PowMod(root, 32 * first, p), p);
+    for (int l = 0; l < 32; ++l, x = MulMod(x, root, p)) row[l] = x;
+    row[32] = PowMod(root, 32, p);
+    row[33] = ShoupOf(row[32], p);
+    TwistRow(c, data + 32 * first, data + 32 * first, 32 * (end - first), row);
+  });
+}
+
 #endif
+
+uint64_t RootOfOrder(int prime, uint32_t logOrder) {
+  const uint64_t p = Prime(prime).p;
+  return PowMod(kGenerator, (p - 1) >> logOrder, p);
+}
 
 }  // namespace zx::ntt

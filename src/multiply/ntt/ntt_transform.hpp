@@ -32,8 +32,11 @@ uint64_t PowMod(uint64_t a, uint64_t e, uint64_t p);
 // Source of the forward transform: `count` 64-bit coefficients read from 32-bit words (the last
 // one may be half a limb), zero beyond.
 struct Coefficients {
-  const uint32_t* words;
-  uint64_t wordCount;
+  const uint32_t* words = nullptr;
+  uint64_t wordCount = 0;
+  // Or residues already below 2p, residueCount of them (a multiple of 8, the array 64-aligned).
+  const uint64_t* residues = nullptr;
+  uint64_t residueCount = 0;
 };
 
 // One pass over an array of 2^logPoints points modulo prime `prime`: its two runners' scratch
@@ -55,12 +58,23 @@ void ForChunks(SharedSteps* shared, uint64_t count,
                const std::function<void(uint32_t chunk, uint64_t first, uint64_t end)>& body);
 uint64_t TwistBytes(uint32_t logPoints);
 
-// data[0..N) gets the columns' transforms of the source's coefficients, in [0, 2p).
+// data[0..N) gets the columns' transforms of the source's coefficients, in [0, 2p); the source's
+// residues may be data itself.
 void Forward(const Pass& pass, const Coefficients& source, uint64_t* data);
 // Rows of a and b twisted, transformed, multiplied pointwise, scaled by `scale` (times N^−1),
 // transformed back and untwisted, into a; b may equal a (a square).
 void RowsMultiply(const Pass& pass, uint64_t* a, const uint64_t* b, uint64_t scale);
 // The columns transformed back: a gets scale·N·(the cyclic convolution), in [0, 2p).
 void InverseColumns(const Pass& pass, uint64_t* a);
+
+// Products modulo p(x) = x^n − g: out[i] (+)= factor·Σ_j g^j·x_(i + j·n) for i < n, over the
+// source's coefficients (which may run past n), out in [0, 2p); n a multiple of 8, out 64-aligned.
+void Fold(int prime, const Coefficients& source, uint64_t* out, uint64_t n, uint64_t g,
+          uint64_t factor, bool accumulate, SharedSteps* shared);
+// data[i] times factor·root^i for i < n, n a multiple of 32.
+void MultiplyByPowers(int prime, uint64_t* data, uint64_t n, uint64_t root, uint64_t factor,
+                      SharedSteps* shared);
+// A root of unity of order 2^logOrder modulo prime `prime` (logOrder ≤ 30).
+uint64_t RootOfOrder(int prime, uint32_t logOrder);
 
 }  // namespace zx::ntt
