@@ -46,9 +46,9 @@ uint32_t FallbackThreads(uint64_t longerWords, uint32_t threadExponent) {
 }
 
 // Products beyond the FFT's reach, or its memory: on one or two threads the number-theoretic
-// transforms (0.6 of the hybrid transform's time, about even in memory) where this build has them
-// and the heap has room, else the hybrid transform, which also takes every product on more threads
-// (the transforms share their passes with one partner thread only).
+// transforms (0.55 to 0.63 of the hybrid transform's time, in about its memory) where this build
+// has them and the heap has room, else the hybrid transform, which also takes every product on
+// more threads (the transforms share their passes with one partner thread only).
 uint64_t LargeMultiply(AllocationHeap* heap, const uint32_t* a, uint64_t la, const uint32_t* b,
                        uint64_t lb, uint32_t* out, uint64_t t, uint32_t threadExponent) {
   if (threadExponent <= 1 && NttReaches(la, lb)) {
@@ -68,8 +68,8 @@ uint64_t LargeSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32
 }
 
 // On one or two threads the number-theoretic transforms also beat the FFT on products of this many
-// words and more, within a ratio of 4 (0.92 of its time at 640,000-word operands, 0.77 at
-// 1,000,000 on one thread; 0.91 and 0.69 on two), at a third of its memory.
+// words and more, within a ratio of 4 (0.86 of its time at 640,000-word operands, 0.78 at
+// 1,000,000 on one thread; 0.86 and 0.68 on two), at a third of its memory.
 constexpr uint64_t kNttMinProductWords = 1100000;
 
 bool TakesNtt(uint64_t la, uint64_t lb, uint32_t threadExponent) {
@@ -79,7 +79,9 @@ bool TakesNtt(uint64_t la, uint64_t lb, uint32_t threadExponent) {
 
 uint64_t MultiplyWords(AllocationHeap* heap, const uint32_t* a, uint64_t la, const uint32_t* b,
                        uint64_t lb, uint32_t* out, uint64_t t, uint32_t threadExponent) {
-  if (TakesNtt(la, lb, threadExponent)) return LargeMultiply(heap, a, la, b, lb, out, t, threadExponent);
+  if (TakesNtt(la, lb, threadExponent)) {
+    return LargeMultiply(heap, a, la, b, lb, out, t, threadExponent);
+  }
   if (la != lb) {
     if (lb < kFftMinWords) return BasecaseMultiplyTruncated(heap, a, la, b, lb, out, t);
     // A single transform needs tables for the whole product; longer shapes go in chunks (from

@@ -29,18 +29,12 @@ TEST(LargeProductLongTest, AgreeWithGmp) {
     bool allOnes = false;  // both operands all ones, else a random or all-ones a beside a sparse b
   };
   const Case cases[] = {
-      {P::kHybrid, 1000000, 1000000, 0, 0},
-      {P::kHybrid, 1000000, 0, 0, 1},
-      {P::kHybrid, 2500000, 600000, 0, 2},
-      {P::kHybrid, 4000000, 4000000, 0, 0},
-      {P::kHybrid, 4000000, 4000000, 0, 2},
-      {P::kHybrid, 4000000, 0, 0, 1},
-      {P::kHybrid, 4000000, 1000000, 3000000, 1},
-      {P::kHybrid, 3999999, 0, 4000000, 2},
-      {P::kNtt, 1 << 24, 1 << 24, 0, 0, true},
-      {P::kNtt, (1 << 24) - 1, 0, 0, 1, true},
-      {P::kNtt, 5000001, 4300000, 0, 1},
-      {P::kNtt, 4500000, 0, 4000000, 0},
+      {P::kHybrid, 1000000, 1000000, 0, 0},       {P::kHybrid, 1000000, 0, 0, 1},
+      {P::kHybrid, 2500000, 600000, 0, 2},        {P::kHybrid, 4000000, 4000000, 0, 0},
+      {P::kHybrid, 4000000, 4000000, 0, 2},       {P::kHybrid, 4000000, 0, 0, 1},
+      {P::kHybrid, 4000000, 1000000, 3000000, 1}, {P::kHybrid, 3999999, 0, 4000000, 2},
+      {P::kNtt, 1 << 24, 1 << 24, 0, 0, true},    {P::kNtt, (1 << 24) - 1, 0, 0, 1, true},
+      {P::kNtt, 5000001, 4300000, 0, 1},          {P::kNtt, 4500000, 0, 4000000, 0},
   };
   std::mt19937_64 rng(test::TestSeed() + 21);
   for (const Case& c : cases) {

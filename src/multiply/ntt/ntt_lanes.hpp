@@ -22,12 +22,20 @@ inline constexpr uint64_t kMask52 = (uint64_t{1} << 52) - 1;
 
 using Lanes = __m512i;
 
-inline Lanes Load(const uint64_t* p) { return _mm512_load_si512(p); }
-inline void Store(uint64_t* p, Lanes x) { _mm512_store_si512(p, x); }
-inline Lanes Broadcast(uint64_t x) { return _mm512_set1_epi64(static_cast<long long>(x)); }
+inline Lanes Load(const uint64_t* p) {
+  return _mm512_load_si512(p);
+}
+inline void Store(uint64_t* p, Lanes x) {
+  _mm512_store_si512(p, x);
+}
+inline Lanes Broadcast(uint64_t x) {
+  return _mm512_set1_epi64(static_cast<long long>(x));
+}
 
 // x − m where that is not negative, else x (x < 2m): one subtraction and an unsigned minimum.
-inline Lanes ReduceBelow(Lanes x, Lanes m) { return _mm512_min_epu64(x, _mm512_sub_epi64(x, m)); }
+inline Lanes ReduceBelow(Lanes x, Lanes m) {
+  return _mm512_min_epu64(x, _mm512_sub_epi64(x, m));
+}
 
 // x·w mod p in [0, 2p) for x < 2^52 and a constant w < p with wShoup = floor(w·2^52 / p): the
 // quotient estimate is at most one short, and the remainder fits 52 bits, so its low bits suffice.

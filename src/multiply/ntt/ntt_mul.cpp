@@ -1,7 +1,7 @@
 // The three transforms per prime (two forward, one inverse, the pointwise product inside the row
 // pass), then the Chinese remainder theorem over the coefficients and one pass of carries.
-// Cost: 9 transforms of N points (6 for a square), and 9 of N/2 or fewer for the short
-// convolution where there is one; memory 32N bytes (24N for a square) and 24 per short point.
+// Cost: 9 transforms of N points (6 for a square), and 9 of L ≤ N/2 for the product modulo
+// x^L − g where there is one; memory 32N bytes (24N for a square) and 24L.
 #include "multiply/ntt/ntt_mul.hpp"
 
 #include <algorithm>
@@ -40,7 +40,9 @@ struct Shape {
   Plan plan;
 };
 
-uint64_t CoefficientsOf(uint64_t la, uint64_t lb) { return (la + 1) / 2 + (lb + 1) / 2 - 1; }
+uint64_t CoefficientsOf(uint64_t la, uint64_t lb) {
+  return (la + 1) / 2 + (lb + 1) / 2 - 1;
+}
 
 Plan PlanFor(uint64_t la, uint64_t lb) {
   const uint64_t coefficients = CoefficientsOf(la, lb);
@@ -123,7 +125,9 @@ const Crt& CrtConstants() {
 
 constexpr uint64_t kResidueModulus = (uint64_t{1} << 61) - 1;
 
-uint64_t FoldResidue(uint64_t x) { return (x & kResidueModulus) + (x >> 61); }
+uint64_t FoldResidue(uint64_t x) {
+  return (x & kResidueModulus) + (x >> 61);
+}
 
 // The coefficients' limbs, eight at a time: y_j reduced below p_j, c = Σ y_j·(P / p_j) − k·P in
 // 52-bit columns, k from the same sum over p_j in floating point (k plus c / P, which is a quarter
@@ -160,9 +164,13 @@ CrtLanes CrtLanesFor(const Crt& crt) {
 // 2^64 ≡ 2^3), each weighted by 2^(64·i) ≡ 2^(3i mod 61) through its lane's shift.
 Lanes LimbsResidue(Lanes l0, Lanes l1, Lanes l2, Lanes shift) {
   const Lanes m = ntt::Broadcast(kResidueModulus);
-  auto fold = [&](Lanes x) { return _mm512_add_epi64(_mm512_and_si512(x, m), _mm512_srli_epi64(x, 61)); };
-  Lanes x = _mm512_add_epi64(fold(l0), _mm512_add_epi64(_mm512_slli_epi64(l2, 6),
-      _mm512_add_epi64(_mm512_and_si512(_mm512_slli_epi64(l1, 3), m), _mm512_srli_epi64(l1, 58))));
+  auto fold = [&](Lanes x) {
+    return _mm512_add_epi64(_mm512_and_si512(x, m), _mm512_srli_epi64(x, 61));
+  };
+  Lanes x = _mm512_add_epi64(
+      fold(l0), _mm512_add_epi64(_mm512_slli_epi64(l2, 6),
+                                 _mm512_add_epi64(_mm512_and_si512(_mm512_slli_epi64(l1, 3), m),
+                                                  _mm512_srli_epi64(l1, 58))));
   x = fold(x);
   return _mm512_add_epi64(_mm512_and_si512(_mm512_sllv_epi64(x, shift), m),
                           _mm512_srlv_epi64(x, _mm512_sub_epi64(ntt::Broadcast(61), shift)));
@@ -276,7 +284,8 @@ void CarrySegment(Carry& carry, const uint64_t* c0, const uint64_t* c1, const ui
       out[word + 1 - t] = static_cast<uint32_t>(limb >> 32);
     } else {
       if (word >= t && word < productWords) out[word - t] = static_cast<uint32_t>(limb);
-      if (word + 1 >= t && word + 1 < productWords) out[word + 1 - t] = static_cast<uint32_t>(limb >> 32);
+      if (word + 1 >= t && word + 1 < productWords)
+        out[word + 1 - t] = static_cast<uint32_t>(limb >> 32);
     }
   }
 }
@@ -398,8 +407,8 @@ void WrappedCoefficients(const Shape& s, bool square, const Residues& r, uint64_
     ntt::RowsMultiply(pass, q, square ? q : other, crt.scale[j]);
     ntt::InverseColumns(pass, q);
     ntt::MultiplyByPowers(j, q, length, ntt::PowMod(theta, p - 2, p), minusHalf, work.shared);
-    ntt::Fold(j, {.residues = r.cyclic[j], .residueCount = r.points}, q, length, g, p - minusHalf, true,
-              work.shared);
+    ntt::Fold(j, {.residues = r.cyclic[j], .residueCount = r.points}, q, length, g, p - minusHalf,
+              true, work.shared);
   }
 }
 
@@ -412,7 +421,8 @@ uint64_t Product(AllocationHeap* heap, const Shape& s, bool square, uint32_t* ou
   const uint64_t bytes = MemoryBytesFor(plan, square);
   void* memory = AllocAligned16(heap, bytes);
   if (memory == nullptr) return bytes;
-  auto* base = reinterpret_cast<uint64_t*>((reinterpret_cast<uintptr_t>(memory) + 63) & ~uintptr_t{63});
+  auto* base =
+      reinterpret_cast<uint64_t*>((reinterpret_cast<uintptr_t>(memory) + 63) & ~uintptr_t{63});
   Residues r{};
   r.points = uint64_t{1} << plan.logPoints;
   r.wrapLimbs = plan.wrapLimbs;
@@ -491,7 +501,9 @@ uint64_t NttSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32_t
 }
 
 #if defined(ZX_TEST_HOOKS)
-void NttInjectFaults(uint32_t products) { gFaultsLeft.store(products); }
+void NttInjectFaults(uint32_t products) {
+  gFaultsLeft.store(products);
+}
 #endif
 
 }  // namespace zx

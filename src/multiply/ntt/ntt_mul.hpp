@@ -1,8 +1,8 @@
 // Products by number-theoretic transforms modulo three primes below 2^51, joined by the Chinese
 // remainder theorem: each 64-bit limb of an operand is one coefficient, so a product of M limbs
-// takes transforms of about M to 1.5M points, and its coefficients (below 2^151) are exact.
+// takes transforms of M to 1.33M points, and its coefficients (below 2^151) are exact.
 // Memory: four arrays of 8 bytes per point (three for a square) and the short convolution's three,
-// taken from the heap in one piece: 26 to 64 bytes per product limb.
+// taken from the heap in one piece: 32 to 44 bytes per product limb.
 #pragma once
 
 #include <cstdint>

@@ -141,7 +141,9 @@ uint64_t PowMod(uint64_t a, uint64_t e, uint64_t p) {
   return r;
 }
 
-const PrimeField& Prime(int index) { return AllFields().field[index]; }
+const PrimeField& Prime(int index) {
+  return AllFields().field[index];
+}
 
 uint64_t RunnerScratchBytes(uint32_t logPoints) {
   const Shape s = ShapeFor(logPoints);
@@ -251,7 +253,8 @@ void LevelsForward(const Context& c, uint64_t* strip, uint64_t span, uint64_t hi
       for (uint64_t j = 0; j < len; ++j) {
         const Lanes w = Broadcast(t[len + j]), s = Broadcast(ts[len + j]);
         uint64_t* x = strip + width * (start + j);
-        for (uint64_t v = 0; v < width; v += 8) RadixTwo(c, x + v, x + width * len + v, w, s, false);
+        for (uint64_t v = 0; v < width; v += 8)
+          RadixTwo(c, x + v, x + width * len + v, w, s, false);
       }
     }
     len /= 2;
@@ -348,7 +351,8 @@ void TwistTable(const Context& c, uint32_t logPoints, uint32_t logRows, bool inv
     // x is now factor·ω^(8k) in Montgomery form; lanes 8..31 follow eight at a time.
     const uint64_t step8 = PowMod(wk, 8, p);
     const Lanes sw = Broadcast(step8), ss = Broadcast(ShoupOf(step8, p));
-    for (uint64_t l = 8; l < 32; l += 8) Store(row + l, MulShoup(Load(row + l - 8), sw, ss, c.negP));
+    for (uint64_t l = 8; l < 32; l += 8)
+      Store(row + l, MulShoup(Load(row + l - 8), sw, ss, c.negP));
     const uint64_t step32 = PowMod(step8, 4, p);
     row[32] = step32;
     row[33] = ShoupOf(step32, p);
@@ -577,8 +581,7 @@ void Forward(const Pass& pass, const Coefficients& source, uint64_t* data) {
       source.residues != nullptr ? source.residueCount : (source.wordCount + 1) / 2;
   const bool stream = pass.logPoints >= kStreamLogPoints;
   Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
-  RunChunks(runners, columns / width,
-            [&](uint64_t first, uint64_t end, uint64_t* strip) {
+  RunChunks(runners, columns / width, [&](uint64_t first, uint64_t end, uint64_t* strip) {
     for (uint64_t column = first * width; column < end * width; column += width) {
       for (uint64_t r = 0; r < rows; ++r) {
         const uint64_t ahead = (r + kPrefetchRows) * columns + column;
@@ -658,11 +661,11 @@ void InverseColumns(const Pass& pass, uint64_t* a) {
   const uint64_t width = StripWidth(s);
   const bool stream = pass.logPoints >= kStreamLogPoints;
   Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
-  RunChunks(runners, columns / width,
-            [&](uint64_t first, uint64_t end, uint64_t* strip) {
+  RunChunks(runners, columns / width, [&](uint64_t first, uint64_t end, uint64_t* strip) {
     for (uint64_t column = first * width; column < end * width; column += width) {
       for (uint64_t r = 0; r < rows; ++r) {
-        if (r + kPrefetchRows < rows) PrefetchLines(a + (r + kPrefetchRows) * columns + column, width);
+        if (r + kPrefetchRows < rows)
+          PrefetchLines(a + (r + kPrefetchRows) * columns + column, width);
         for (uint64_t v = 0; v < width; v += 8) {
           Store(strip + width * r + v, Load(a + r * columns + column + v));
         }
@@ -697,7 +700,8 @@ void Fold(int prime, const Coefficients& source, uint64_t* out, uint64_t n, uint
                                          : LoadCoefficients(c, source, i);
         }
         Lanes sum = MulShoup(x, w, ws, c.negP);
-        if (block > 0 || accumulate) sum = ReduceBelow(_mm512_add_epi64(sum, Load(out + 8 * v)), c.twoP);
+        if (block > 0 || accumulate)
+          sum = ReduceBelow(_mm512_add_epi64(sum, Load(out + 8 * v)), c.twoP);
         Store(out + 8 * v, sum);
       }
     }
