@@ -26,8 +26,8 @@ const Command kCommands[] = {
      RunMultiply},
     {"square", "squares of random N-word numbers (same sizes)", RunSquare},
     {"crossover",
-     "products and squares by the FFT and by the hybrid transform directly, alternating\n"
-     "           (default: N from 8,000 to 500,000, factor 1.41)",
+     "products and squares by the FFT, the hybrid transform and the number-theoretic\n"
+     "           transforms directly, alternating (default: N from 8,000 to 2,000,000, factor 1.41)",
      RunCrossover},
     {"convert", "decimal conversion of random N-word integers (default N = 1,000,000)", RunConvert},
     {"constant",

@@ -13,6 +13,7 @@
 #include "multiply/fft/fft_mul.hpp"
 #include "multiply/hybrid/hybrid_mul.hpp"
 #include "multiply/multiply.hpp"
+#include "multiply/ntt/ntt_mul.hpp"
 #include "reference_constants.hpp"
 #include "runtime/allocation_heap.hpp"
 #include "shell/console.hpp"
@@ -215,9 +216,9 @@ int Measure(const Options& options, bool square) {
 constexpr uint64_t kCrossoverFirstWords = 8000;
 constexpr uint64_t kCrossoverLastWords = kFftTableMaxWords;
 
-// The FFT and the hybrid transform on the same operands, called directly (no dispatch), so that
-// the threshold between them can be read off: one line per size with the median of the
-// same-round ratios fft/hybrid.
+// The FFT, the hybrid transform and (where built) the number-theoretic transforms on the same
+// operands, called directly (no dispatch), so that the thresholds between them can be read off:
+// one line per size with the medians of the same-round ratios fft/hybrid and ntt/fft.
 int MeasureCrossover(const Options& options, bool square) {
   std::vector<uint64_t> sizes;
   for (double n = kCrossoverFirstWords; n <= kCrossoverLastWords; n *= 1.41421356) {
@@ -231,8 +232,10 @@ int MeasureCrossover(const Options& options, bool square) {
     const std::vector<uint32_t> b = square ? a : RandomWords(rng, n);
     std::vector<uint32_t> fftOut(2 * n);
     std::vector<uint32_t> hybridOut(2 * n);
+    std::vector<uint32_t> nttOut(2 * n);
     PrepareFftTablesForProduct(2 * n);
-    AllocationHeap* heap = BenchHeap(std::max(FftMemoryBytes(n), MultiplyMemoryBytes(n, exponent)));
+    AllocationHeap* heap = BenchHeap(std::max({FftMemoryBytes(n), MultiplyMemoryBytes(n, exponent),
+                                               NttMultiplyMemoryBytes(n, n, 0) + 8 * n}));
     uint64_t failures = 0;
     const auto fft = [&] {
       failures += square ? FftSquare(heap, a.data(), n, fftOut.data(), 0, exponent)
@@ -243,20 +246,36 @@ int MeasureCrossover(const Options& options, bool square) {
           square ? HybridSquare(heap, a.data(), n, hybridOut.data(), 0, exponent)
                  : HybridMultiply(heap, a.data(), n, b.data(), n, hybridOut.data(), 0, exponent);
     };
+    const bool ntt = NttAvailable() && NttReaches(n, n);
+    const auto transforms = [&] {
+      failures += square ? NttSquare(heap, a.data(), n, nttOut.data(), 0, exponent)
+                         : NttMultiply(heap, a.data(), n, b.data(), n, nttOut.data(), 0, exponent);
+    };
     fft();
     hybrid();
+    if (ntt) transforms();
     std::vector<double> fftSeconds;
     std::vector<double> hybridSeconds;
+    std::vector<double> nttSeconds;
     std::vector<double> ratios;
+    std::vector<double> nttRatios;
     for (uint32_t run = 0; run < options.runs; run++) {
       fftSeconds.push_back(SampleSeconds(fft));
       hybridSeconds.push_back(SampleSeconds(hybrid));
       ratios.push_back(fftSeconds.back() / hybridSeconds.back());
+      if (ntt) {
+        nttSeconds.push_back(SampleSeconds(transforms));
+        nttRatios.push_back(nttSeconds.back() / fftSeconds.back());
+      }
     }
-    ConsolePrintf("%s words=%llu fft_s=%.6g hybrid_s=%.6g fft/hybrid=%.3f%s%s\n",
+    ConsolePrintf("%s words=%llu fft_s=%.6g hybrid_s=%.6g fft/hybrid=%.3f",
                   square ? "square" : "mul", static_cast<unsigned long long>(n), Median(fftSeconds),
-                  Median(hybridSeconds), Median(ratios), fftOut == hybridOut ? "" : " MISMATCH",
-                  failures == 0 ? "" : " FAILED");
+                  Median(hybridSeconds), Median(ratios));
+    if (ntt) {
+      ConsolePrintf(" ntt_s=%.6g ntt/fft=%.3f%s", Median(nttSeconds), Median(nttRatios),
+                    nttOut == fftOut ? "" : " MISMATCH(ntt)");
+    }
+    ConsolePrintf("%s%s\n", fftOut == hybridOut ? "" : " MISMATCH", failures == 0 ? "" : " FAILED");
     ConsoleFlush();
   }
   return 0;
