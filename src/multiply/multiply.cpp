@@ -68,9 +68,10 @@ uint64_t LargeSquare(AllocationHeap* heap, const uint32_t* a, uint64_t n, uint32
 }
 
 // On one or two threads the number-theoretic transforms also beat the FFT on products of this many
-// words and more, within a ratio of 4 (0.86 of its time at 640,000-word operands, 0.78 at
-// 1,000,000 on one thread; 0.86 and 0.68 on two), at a third of its memory.
-constexpr uint64_t kNttMinProductWords = 1100000;
+// words and more, within a ratio of 4 (0.81 of its time at 520,000-word operands, 0.86 at 640,000,
+// 0.78 at 1,000,000 on one thread; 0.86 and 0.68 on two; 1.04 at 450,000), at a third of its
+// memory.
+constexpr uint64_t kNttMinProductWords = 1000000;
 
 bool TakesNtt(uint64_t la, uint64_t lb, uint32_t threadExponent) {
   return threadExponent <= 1 && la + lb >= kNttMinProductWords &&

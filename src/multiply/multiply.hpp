@@ -16,7 +16,7 @@ namespace zx {
 // hybrid transform's; the FFT still takes such a product where the heap has room for its arrays
 // and its prepared tables reach (up to kFftTableMaxWords), and the hybrid transform takes the
 // rest. The switch does not depend on threads: both share a product. Where the build has them,
-// the number-theoretic transforms come first on one or two threads, from products of 1,100,000
+// the number-theoretic transforms come first on one or two threads, from products of 1,000,000
 // words (multiply.cpp), in about the hybrid transform's memory.
 inline constexpr uint64_t kFftMinWords = 58;
 inline constexpr uint64_t kFftSquareMinWords = 54;

@@ -388,7 +388,7 @@ TEST_P(MultiplyDispatch, TheLargeTransformsTakeOverBeyondTheTablesOrInASmallHeap
   if (at != nullptr) HeapDestroy(&heap);
 }
 
-// Either side of the hybrid transform's and the number-theoretic transforms' thresholds (1,100,000
+// Either side of the hybrid transform's and the number-theoretic transforms' thresholds (1,000,000
 // product words on one or two threads, none on four), tables that stop short, small heaps.
 INSTANTIATE_TEST_SUITE_P(
     Thresholds, MultiplyDispatch,
@@ -397,8 +397,8 @@ INSTANTIATE_TEST_SUITE_P(
                       DispatchCase{kHybridMinWords - 1, true, 0, false, false, 0, 0, true},
                       DispatchCase{kHybridMinWords, false, 0, false, false, 0, 0, true},
                       DispatchCase{kHybridMinWords - 1, false, 2, false, false},
-                      DispatchCase{540000, false, 0, false, false},
-                      DispatchCase{560000, true, 1, false, false, 0, 0, true},
+                      DispatchCase{490000, false, 0, false, false},
+                      DispatchCase{510000, true, 1, false, false, 0, 0, true},
                       DispatchCase{kHybridMinWords, false, 0, true, false, 0, kHybridMinWords / 2},
                       DispatchCase{kHybridMinWords, true, 1, true, false, 0, kHybridMinWords / 2},
                       DispatchCase{kHybridMinWords, true, 0, true, true},
