@@ -240,21 +240,36 @@ inline void RadixTwo(const Context& c, uint64_t* x, uint64_t* y, Lanes w, Lanes 
   Store(y, b);
 }
 
-// Levels len = high, high/2, .., low of a column transform (decimation in frequency) on the
-// rows [0, span) of a strip `width` columns wide: two at a time, one alone first if their count
-// is odd. Every twiddle serves a whole row of the strip.
-void LevelsForward(const Context& c, uint64_t* strip, uint64_t span, uint64_t high, uint64_t low,
-                   uint64_t width) {
+// Levels len = high, high/2, .., low of a transform (decimation in frequency) on the units
+// [0, span), two at a time, one alone first if their count is odd; the inverse (decimation in
+// time) the other way round. Columns (kRows false): a unit is a row of a strip `width` columns
+// wide, one twiddle broadcast over all of it. Rows (kRows true): a unit is one point, eight
+// consecutive ones with their own twiddles per vector, so low ≥ 16.
+template <bool kRows>
+struct Units {
+  uint64_t width;  // columns: the strip's width
+  uint64_t stride() const { return kRows ? 1 : width; }
+  uint64_t step() const { return kRows ? 8 : 1; }
+  uint64_t lanes() const { return kRows ? 8 : width; }
+  static Lanes Twiddle(const uint64_t* table, uint64_t i) {
+    return kRows ? Load(table + i) : Broadcast(table[i]);
+  }
+};
+
+template <bool kRows>
+void LevelsForward(const Context& c, uint64_t* x, uint64_t span, uint64_t high, uint64_t low,
+                   Units<kRows> u) {
   const uint64_t* t = c.tables->forward;
   const uint64_t* ts = c.tables->forwardShoup;
+  const uint64_t d = u.stride();
   uint64_t len = high;
   if ((std::countr_zero(high) - std::countr_zero(low)) % 2 == 0) {
     for (uint64_t start = 0; start < span; start += 2 * len) {
-      for (uint64_t j = 0; j < len; ++j) {
-        const Lanes w = Broadcast(t[len + j]), s = Broadcast(ts[len + j]);
-        uint64_t* x = strip + width * (start + j);
-        for (uint64_t v = 0; v < width; v += 8)
-          RadixTwo(c, x + v, x + width * len + v, w, s, false);
+      for (uint64_t j = 0; j < len; j += u.step()) {
+        const Lanes w = u.Twiddle(t, len + j), s = u.Twiddle(ts, len + j);
+        uint64_t* y = x + d * (start + j);
+        for (uint64_t v = 0; v < u.lanes(); v += 8)
+          RadixTwo(c, y + v, y + d * len + v, w, s, false);
       }
     }
     len /= 2;
@@ -262,46 +277,47 @@ void LevelsForward(const Context& c, uint64_t* strip, uint64_t span, uint64_t hi
   for (; len > low; len /= 4) {
     const uint64_t q = len / 2;
     for (uint64_t start = 0; start < span; start += 2 * len) {
-      for (uint64_t j = 0; j < q; ++j) {
-        const Lanes w02 = Broadcast(t[len + j]), s02 = Broadcast(ts[len + j]);
-        const Lanes w13 = Broadcast(t[len + q + j]), s13 = Broadcast(ts[len + q + j]);
-        const Lanes w = Broadcast(t[q + j]), s = Broadcast(ts[q + j]);
-        uint64_t* x = strip + width * (start + j);
-        for (uint64_t v = 0; v < width; v += 8) {
-          RadixFourForward(c, x + v, x + width * q + v, x + width * len + v,
-                           x + width * (len + q) + v, w02, s02, w13, s13, w, s);
+      for (uint64_t j = 0; j < q; j += u.step()) {
+        const Lanes w02 = u.Twiddle(t, len + j), s02 = u.Twiddle(ts, len + j);
+        const Lanes w13 = u.Twiddle(t, len + q + j), s13 = u.Twiddle(ts, len + q + j);
+        const Lanes w = u.Twiddle(t, q + j), s = u.Twiddle(ts, q + j);
+        uint64_t* y = x + d * (start + j);
+        for (uint64_t v = 0; v < u.lanes(); v += 8) {
+          RadixFourForward(c, y + v, y + d * q + v, y + d * len + v, y + d * (len + q) + v, w02,
+                           s02, w13, s13, w, s);
         }
       }
     }
   }
 }
 
-// The inverse levels len = low, 2·low, .., high (decimation in time), mirroring LevelsForward.
-void LevelsInverse(const Context& c, uint64_t* strip, uint64_t span, uint64_t low, uint64_t high,
-                   uint64_t width) {
+template <bool kRows>
+void LevelsInverse(const Context& c, uint64_t* x, uint64_t span, uint64_t low, uint64_t high,
+                   Units<kRows> u) {
   const uint64_t* t = c.tables->inverse;
   const uint64_t* ts = c.tables->inverseShoup;
+  const uint64_t d = u.stride();
   uint64_t len = low;
   for (; len < high; len *= 4) {
     for (uint64_t start = 0; start < span; start += 4 * len) {
-      for (uint64_t j = 0; j < len; ++j) {
-        const Lanes w = Broadcast(t[len + j]), s = Broadcast(ts[len + j]);
-        const Lanes w02 = Broadcast(t[2 * len + j]), s02 = Broadcast(ts[2 * len + j]);
-        const Lanes w13 = Broadcast(t[3 * len + j]), s13 = Broadcast(ts[3 * len + j]);
-        uint64_t* x = strip + width * (start + j);
-        for (uint64_t v = 0; v < width; v += 8) {
-          RadixFourInverse(c, x + v, x + width * len + v, x + width * 2 * len + v,
-                           x + width * 3 * len + v, w, s, w02, s02, w13, s13);
+      for (uint64_t j = 0; j < len; j += u.step()) {
+        const Lanes w = u.Twiddle(t, len + j), s = u.Twiddle(ts, len + j);
+        const Lanes w02 = u.Twiddle(t, 2 * len + j), s02 = u.Twiddle(ts, 2 * len + j);
+        const Lanes w13 = u.Twiddle(t, 3 * len + j), s13 = u.Twiddle(ts, 3 * len + j);
+        uint64_t* y = x + d * (start + j);
+        for (uint64_t v = 0; v < u.lanes(); v += 8) {
+          RadixFourInverse(c, y + v, y + d * len + v, y + d * 2 * len + v, y + d * 3 * len + v, w,
+                           s, w02, s02, w13, s13);
         }
       }
     }
   }
   if (len == high) {
     for (uint64_t start = 0; start < span; start += 2 * len) {
-      for (uint64_t j = 0; j < len; ++j) {
-        const Lanes w = Broadcast(t[len + j]), s = Broadcast(ts[len + j]);
-        uint64_t* x = strip + width * (start + j);
-        for (uint64_t v = 0; v < width; v += 8) RadixTwo(c, x + v, x + width * len + v, w, s, true);
+      for (uint64_t j = 0; j < len; j += u.step()) {
+        const Lanes w = u.Twiddle(t, len + j), s = u.Twiddle(ts, len + j);
+        uint64_t* y = x + d * (start + j);
+        for (uint64_t v = 0; v < u.lanes(); v += 8) RadixTwo(c, y + v, y + d * len + v, w, s, true);
       }
     }
   }
@@ -317,19 +333,21 @@ uint64_t CacheBlockRows(uint64_t rows, uint64_t width) {
 void ColumnsForward(const Context& c, uint64_t* strip, uint32_t logRows, uint64_t width) {
   const uint64_t rows = uint64_t{1} << logRows;
   const uint64_t block = CacheBlockRows(rows, width);
-  if (block < rows) LevelsForward(c, strip, rows, rows / 2, block, width);
+  const Units<false> units{width};
+  if (block < rows) LevelsForward(c, strip, rows, rows / 2, block, units);
   for (uint64_t start = 0; start < rows; start += block) {
-    LevelsForward(c, strip + width * start, block, block / 2, 1, width);
+    LevelsForward(c, strip + width * start, block, block / 2, 1, units);
   }
 }
 
 void ColumnsInverse(const Context& c, uint64_t* strip, uint32_t logRows, uint64_t width) {
   const uint64_t rows = uint64_t{1} << logRows;
   const uint64_t block = CacheBlockRows(rows, width);
+  const Units<false> units{width};
   for (uint64_t start = 0; start < rows; start += block) {
-    LevelsInverse(c, strip + width * start, block, 1, block / 2, width);
+    LevelsInverse(c, strip + width * start, block, 1, block / 2, units);
   }
-  if (block < rows) LevelsInverse(c, strip, rows, block, rows / 2, width);
+  if (block < rows) LevelsInverse(c, strip, rows, block, rows / 2, units);
 }
 
 // The twist of row r, which holds frequency k = bitrev(r) after the columns: column n is
@@ -395,56 +413,19 @@ Lanes LoadCoefficients(const Context& c, const Coefficients& source, uint64_t n)
   return Load(limbs);
 }
 
-// Levels len = high, high/2, .., low ≥ 16 of rows [0, span) of a row's transform, two at a time
-// where they pair up; the inverse the other way round.
-void RowLevelsForward(const Context& c, uint64_t* x, uint64_t span, uint64_t high, uint64_t low) {
-  const Tables& t = *c.tables;
-  uint64_t len = high;
-  if ((std::countr_zero(high) - std::countr_zero(low)) % 2 == 0) {
-    for (uint64_t start = 0; start < span; start += 2 * len) {
-      for (uint64_t j = 0; j < len; j += 8) {
-        RadixTwo(c, x + start + j, x + start + j + len, Load(t.forward + len + j),
-                 Load(t.forwardShoup + len + j), false);
-      }
-    }
-    len /= 2;
-  }
-  for (; len > low; len /= 4) {
-    const uint64_t q = len / 2;
-    for (uint64_t start = 0; start < span; start += 2 * len) {
-      for (uint64_t j = 0; j < q; j += 8) {
-        uint64_t* y = x + start + j;
-        RadixFourForward(c, y, y + q, y + len, y + len + q, Load(t.forward + len + j),
-                         Load(t.forwardShoup + len + j), Load(t.forward + len + q + j),
-                         Load(t.forwardShoup + len + q + j), Load(t.forward + q + j),
-                         Load(t.forwardShoup + q + j));
-      }
-    }
-  }
+uint64_t CoefficientCount(const Coefficients& source) {
+  return source.residues != nullptr ? source.residueCount : (source.wordCount + 1) / 2;
 }
 
-void RowLevelsInverse(const Context& c, uint64_t* x, uint64_t span, uint64_t low, uint64_t high) {
-  const Tables& t = *c.tables;
-  uint64_t len = low;
-  for (; len < high; len *= 4) {
-    for (uint64_t start = 0; start < span; start += 4 * len) {
-      for (uint64_t j = 0; j < len; j += 8) {
-        uint64_t* y = x + start + j;
-        RadixFourInverse(c, y, y + len, y + 2 * len, y + 3 * len, Load(t.inverse + len + j),
-                         Load(t.inverseShoup + len + j), Load(t.inverse + 2 * len + j),
-                         Load(t.inverseShoup + 2 * len + j), Load(t.inverse + 3 * len + j),
-                         Load(t.inverseShoup + 3 * len + j));
-      }
-    }
-  }
-  if (len == high) {
-    for (uint64_t start = 0; start < span; start += 2 * len) {
-      for (uint64_t j = 0; j < len; j += 8) {
-        RadixTwo(c, x + start + j, x + start + j + len, Load(t.inverse + len + j),
-                 Load(t.inverseShoup + len + j), true);
-      }
-    }
-  }
+// Coefficients n .. n + 7 of the source (n a multiple of 8), zero from its count on.
+Lanes CoefficientsAt(const Context& c, const Coefficients& source, uint64_t n, uint64_t count) {
+  if (n >= count) return _mm512_setzero_si512();
+  return source.residues != nullptr ? Load(source.residues + n) : LoadCoefficients(c, source, n);
+}
+
+const void* CoefficientAddress(const Coefficients& source, uint64_t n) {
+  return source.residues != nullptr ? static_cast<const void*>(source.residues + n)
+                                    : static_cast<const void*>(source.words + 2 * n);
 }
 
 // Rows longer than this many points (16 KiB) run their lower levels block by block, each block
@@ -514,9 +495,9 @@ void RowTailInverse(const Context& c, uint64_t* x, uint64_t n) {
 void RowForward(const Context& c, uint64_t* x, uint32_t logColumns) {
   const uint64_t n = uint64_t{1} << logColumns;
   const uint64_t block = std::min(n, kRowBlock);
-  if (block < n) RowLevelsForward(c, x, n, n / 2, block);
+  if (block < n) LevelsForward(c, x, n, n / 2, block, Units<true>{});
   for (uint64_t start = 0; start < n; start += block) {
-    if (block > 16) RowLevelsForward(c, x + start, block, block / 2, 16);
+    if (block > 16) LevelsForward(c, x + start, block, block / 2, 16, Units<true>{});
     RowTailForward(c, x + start, block);
   }
 }
@@ -526,9 +507,9 @@ void RowInverse(const Context& c, uint64_t* x, uint32_t logColumns) {
   const uint64_t block = std::min(n, kRowBlock);
   for (uint64_t start = 0; start < n; start += block) {
     RowTailInverse(c, x + start, block);
-    if (block > 16) RowLevelsInverse(c, x + start, block, 16, block / 2);
+    if (block > 16) LevelsInverse(c, x + start, block, 16, block / 2, Units<true>{});
   }
-  if (block < n) RowLevelsInverse(c, x, n, block, n / 2);
+  if (block < n) LevelsInverse(c, x, n, block, n / 2, Units<true>{});
 }
 
 // Arrays past half the last-level cache are written back from the strips around the caches: the
@@ -569,39 +550,31 @@ void RunChunks(Runners& runners, uint64_t count,
   });
 }
 
-}  // namespace
-
-void Forward(const Pass& pass, const Coefficients& source, uint64_t* data) {
+// The column transforms of every strip: the source's coefficients (which may be data itself) into
+// a strip, transformed there, written back to data.
+void ColumnPass(const Pass& pass, const Coefficients& source, uint64_t* data, bool inverse) {
   const Context c = ContextFor(pass.prime);
   const Shape s = ShapeFor(pass.logPoints);
   const uint64_t rows = uint64_t{1} << s.logRows;
   const uint64_t columns = uint64_t{1} << s.logColumns;
   const uint64_t width = StripWidth(s);
-  const uint64_t limbCount =
-      source.residues != nullptr ? source.residueCount : (source.wordCount + 1) / 2;
+  const uint64_t count = CoefficientCount(source);
   const bool stream = pass.logPoints >= kStreamLogPoints;
   Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
   RunChunks(runners, columns / width, [&](uint64_t first, uint64_t end, uint64_t* strip) {
     for (uint64_t column = first * width; column < end * width; column += width) {
       for (uint64_t r = 0; r < rows; ++r) {
         const uint64_t ahead = (r + kPrefetchRows) * columns + column;
-        if (ahead < limbCount) {
-          PrefetchLines(source.residues != nullptr
-                            ? static_cast<const void*>(source.residues + ahead)
-                            : static_cast<const void*>(source.words + 2 * ahead),
-                        width);
-        }
+        if (ahead < count) PrefetchLines(CoefficientAddress(source, ahead), width);
         for (uint64_t v = 0; v < width; v += 8) {
-          const uint64_t n = r * columns + column + v;
-          Lanes x = _mm512_setzero_si512();
-          if (n < limbCount) {
-            x = source.residues != nullptr ? Load(source.residues + n)
-                                           : LoadCoefficients(c, source, n);
-          }
-          Store(strip + width * r + v, x);
+          Store(strip + width * r + v, CoefficientsAt(c, source, r * columns + column + v, count));
         }
       }
-      ColumnsForward(c, strip, s.logRows, width);
+      if (inverse) {
+        ColumnsInverse(c, strip, s.logRows, width);
+      } else {
+        ColumnsForward(c, strip, s.logRows, width);
+      }
       for (uint64_t r = 0; r < rows; ++r) {
         for (uint64_t v = 0; v < width; v += 8) {
           StoreStrip(data + r * columns + column + v, Load(strip + width * r + v), stream);
@@ -611,6 +584,12 @@ void Forward(const Pass& pass, const Coefficients& source, uint64_t* data) {
     // Streamed stores are weakly ordered: they must be out before the chunk counts as done.
     if (stream) _mm_sfence();
   });
+}
+
+}  // namespace
+
+void Forward(const Pass& pass, const Coefficients& source, uint64_t* data) {
+  ColumnPass(pass, source, data, false);
 }
 
 void RowsMultiply(const Pass& pass, uint64_t* a, const uint64_t* b, uint64_t scale) {
@@ -654,52 +633,21 @@ void RowsMultiply(const Pass& pass, uint64_t* a, const uint64_t* b, uint64_t sca
 }
 
 void InverseColumns(const Pass& pass, uint64_t* a) {
-  const Context c = ContextFor(pass.prime);
-  const Shape s = ShapeFor(pass.logPoints);
-  const uint64_t rows = uint64_t{1} << s.logRows;
-  const uint64_t columns = uint64_t{1} << s.logColumns;
-  const uint64_t width = StripWidth(s);
-  const bool stream = pass.logPoints >= kStreamLogPoints;
-  Runners runners{pass.shared, {pass.scratch[0], pass.scratch[1]}};
-  RunChunks(runners, columns / width, [&](uint64_t first, uint64_t end, uint64_t* strip) {
-    for (uint64_t column = first * width; column < end * width; column += width) {
-      for (uint64_t r = 0; r < rows; ++r) {
-        if (r + kPrefetchRows < rows)
-          PrefetchLines(a + (r + kPrefetchRows) * columns + column, width);
-        for (uint64_t v = 0; v < width; v += 8) {
-          Store(strip + width * r + v, Load(a + r * columns + column + v));
-        }
-      }
-      ColumnsInverse(c, strip, s.logRows, width);
-      for (uint64_t r = 0; r < rows; ++r) {
-        for (uint64_t v = 0; v < width; v += 8) {
-          StoreStrip(a + r * columns + column + v, Load(strip + width * r + v), stream);
-        }
-      }
-    }
-    if (stream) _mm_sfence();
-  });
+  ColumnPass(pass, {.residues = a, .residueCount = uint64_t{1} << pass.logPoints}, a, true);
 }
 
 void Fold(int prime, const Coefficients& source, uint64_t* out, uint64_t n, uint64_t g,
           uint64_t factor, bool accumulate, SharedSteps* shared) {
   const Context c = ContextFor(prime);
   const uint64_t p = c.field->p;
-  const uint64_t count =
-      source.residues != nullptr ? source.residueCount : (source.wordCount + 1) / 2;
+  const uint64_t count = CoefficientCount(source);
   ForChunks(shared, n / 8, [&](uint32_t, uint64_t first, uint64_t end) {
     uint64_t weight = factor % p;  // factor·g^j
     for (uint64_t block = 0; block * n < count || (block == 0 && !accumulate);
          ++block, weight = MulMod(weight, g, p)) {
       const Lanes w = Broadcast(weight), ws = Broadcast(ShoupOf(weight, p));
       for (uint64_t v = first; v < end; ++v) {
-        const uint64_t i = block * n + 8 * v;
-        Lanes x = _mm512_setzero_si512();
-        if (i < count) {
-          x = source.residues != nullptr ? Load(source.residues + i)
-                                         : LoadCoefficients(c, source, i);
-        }
-        Lanes sum = MulShoup(x, w, ws, c.negP);
+        Lanes sum = MulShoup(CoefficientsAt(c, source, block * n + 8 * v, count), w, ws, c.negP);
         if (block > 0 || accumulate)
           sum = ReduceBelow(_mm512_add_epi64(sum, Load(out + 8 * v)), c.twoP);
         Store(out + 8 * v, sum);
